@@ -1,0 +1,18 @@
+// The `picturehost` command line: list, call, run and demo.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace ph {
+
+// Exit statuses.
+constexpr int kExitOk = 0;
+constexpr int kExitBadInput = 1;
+constexpr int kExitNil = 3;
+constexpr int kExitAccounting = 4;
+
+// Runs one command line (without the program name) and returns the exit status.
+int RunCommandLine(const std::vector<std::string>& words);
+
+}  // namespace ph

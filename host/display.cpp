@@ -1,0 +1,87 @@
+// A display for GDK: the one in DISPLAY, or a private Xvfb started on demand
+// and stopped when the process ends.
+#include <fcntl.h>
+#include <gdk/gdk.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <string>
+
+#include "host/host.h"
+
+namespace ph {
+
+namespace {
+
+pid_t gServer = 0;
+
+void StopServer() {
+  if (gServer > 0) {
+    kill(gServer, SIGTERM);
+    waitpid(gServer, nullptr, 0);
+    gServer = 0;
+  }
+}
+
+// Starts Xvfb on a free display number, which it reports through a pipe.
+bool StartServer(std::string* error) {
+  int fds[2];
+  if (pipe(fds) != 0) {
+    *error = "cannot start Xvfb: no pipe";
+    return false;
+  }
+  const pid_t parent = getpid();
+  const pid_t child = fork();
+  if (child < 0) {
+    *error = "cannot start Xvfb: fork failed";
+    return false;
+  }
+  if (child == 0) {
+    prctl(PR_SET_PDEATHSIG, SIGTERM);
+    if (getppid() != parent) _exit(1);
+    close(fds[0]);
+    const std::string fd = std::to_string(fds[1]);
+    int devnull = open("/dev/null", O_WRONLY);
+    if (devnull >= 0) {
+      dup2(devnull, STDOUT_FILENO);
+      dup2(devnull, STDERR_FILENO);
+    }
+    execlp("Xvfb", "Xvfb", "-displayfd", fd.c_str(), "-screen", "0", "1024x768x24", "-nolisten", "tcp",
+           "-noreset", static_cast<char*>(nullptr));
+    _exit(127);
+  }
+  close(fds[1]);
+  std::string number;
+  char c;
+  while (read(fds[0], &c, 1) == 1 && c != '\n') number += c;
+  close(fds[0]);
+  if (number.empty()) {
+    waitpid(child, nullptr, 0);
+    *error = "cannot start Xvfb (is the xvfb package installed?)";
+    return false;
+  }
+  gServer = child;
+  std::atexit(StopServer);
+  setenv("DISPLAY", (":" + number).c_str(), 1);
+  return true;
+}
+
+}  // namespace
+
+bool EnsureDisplay(std::string* error) {
+  static bool ready = false;
+  if (ready) return true;
+  const char* display = std::getenv("DISPLAY");
+  if ((!display || !*display) && !StartServer(error)) return false;
+  if (!gdk_init_check(nullptr, nullptr)) {
+    *error = std::string("cannot open the X display ") + (std::getenv("DISPLAY") ? std::getenv("DISPLAY") : "");
+    return false;
+  }
+  ready = true;
+  return true;
+}
+
+}  // namespace ph

@@ -1,0 +1,186 @@
+// Host pictures as GDK pixmaps: making, drawing, reading back, loading from
+// and saving to image files, and the built-in sample picture.
+#include <gdk-pixbuf/gdk-pixbuf.h>
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+
+#include "host/host_state.h"
+
+namespace ph {
+
+namespace {
+
+// X pixmaps are limited to 16-bit sizes; larger pictures are refused like an
+// allocation failure of a real host.
+constexpr int32_t kLargestSide = 32767;
+constexpr int64_t kLargestArea = int64_t{1} << 27;
+
+GdkColormap* Colormap() { return gdk_screen_get_system_colormap(gdk_screen_get_default()); }
+
+}  // namespace
+
+Object* Host::State::MakePicture(int32_t width, int32_t height, const char* service) {
+  if (width < 1 || height < 1 || width > kLargestSide || height > kLargestSide ||
+      int64_t{width} * height > kLargestArea) {
+    return nullptr;
+  }
+  GdkColormap* colormap = Colormap();
+  GdkPixmap* pixmap = gdk_pixmap_new(nullptr, width, height, gdk_colormap_get_visual(colormap)->depth);
+  if (!pixmap) return nullptr;
+  gdk_drawable_set_colormap(pixmap, colormap);
+  Object* o = NewObject(ObjectKind::Picture, service);
+  o->pixmap = pixmap;
+  o->width = width;
+  o->height = height;
+  byHandle[o->handle] = o;
+  return o;
+}
+
+void Host::State::DrawPixels(Object* picture, const uint32_t* pixels, int32_t rowWords) {
+  const int32_t w = picture->width, h = picture->height;
+  std::vector<guchar> rgb(static_cast<size_t>(w) * h * 3);
+  for (int32_t y = 0; y < h; ++y) {
+    const uint32_t* row = pixels + static_cast<size_t>(y) * rowWords;
+    guchar* out = rgb.data() + static_cast<size_t>(y) * w * 3;
+    for (int32_t x = 0; x < w; ++x) {
+      out[3 * x] = (row[x] >> 16) & 0xFF;
+      out[3 * x + 1] = (row[x] >> 8) & 0xFF;
+      out[3 * x + 2] = row[x] & 0xFF;
+    }
+  }
+  GdkGC* gc = gdk_gc_new(picture->pixmap);
+  gdk_draw_rgb_image(picture->pixmap, gc, 0, 0, w, h, GDK_RGB_DITHER_NONE, rgb.data(), w * 3);
+  g_object_unref(gc);
+}
+
+std::vector<uint32_t> Host::State::ReadPixels(const Object* picture) const {
+  const int32_t w = picture->width, h = picture->height;
+  std::vector<uint32_t> pixels(static_cast<size_t>(w) * h);
+  GdkPixbuf* pixbuf = gdk_pixbuf_get_from_drawable(nullptr, picture->pixmap, Colormap(), 0, 0, 0, 0, w, h);
+  if (!pixbuf) return pixels;
+  const guchar* base = gdk_pixbuf_get_pixels(pixbuf);
+  const int stride = gdk_pixbuf_get_rowstride(pixbuf);
+  const int channels = gdk_pixbuf_get_n_channels(pixbuf);
+  for (int32_t y = 0; y < h; ++y) {
+    const guchar* p = base + static_cast<size_t>(y) * stride;
+    for (int32_t x = 0; x < w; ++x, p += channels) {
+      pixels[static_cast<size_t>(y) * w + x] = (uint32_t{p[0]} << 16) | (uint32_t{p[1]} << 8) | p[2];
+    }
+  }
+  g_object_unref(pixbuf);
+  return pixels;
+}
+
+std::vector<uint32_t> SamplePixels(int32_t width, int32_t height) {
+  // Four bands from top to bottom: a two-way colour gradient, colour bars,
+  // a grey ramp with flat steps, and a pattern of sharp edges (checks and a
+  // diagonal) over a flat dark area.
+  std::vector<uint32_t> pixels(static_cast<size_t>(width) * height);
+  const int32_t wd = std::max(width - 1, 1), hd = std::max(height - 1, 1);
+  static const uint32_t kBars[8] = {0xFFFFFF, 0xFFFF00, 0x00FFFF, 0x00FF00, 0xFF00FF, 0xFF0000, 0x0000FF, 0x000000};
+  for (int32_t y = 0; y < height; ++y) {
+    const int32_t band = static_cast<int32_t>(int64_t{y} * 4 / height);
+    for (int32_t x = 0; x < width; ++x) {
+      uint32_t c;
+      switch (band) {
+        case 0: {
+          const uint32_t r = static_cast<uint32_t>(int64_t{x} * 255 / wd);
+          const uint32_t g = static_cast<uint32_t>(int64_t{y} * 255 / hd);
+          c = (r << 16) | (g << 8) | (255 - r);
+          break;
+        }
+        case 1: c = kBars[int64_t{x} * 8 / width]; break;
+        case 2: {
+          const uint32_t v = static_cast<uint32_t>((int64_t{x} * 8 / width) * 255 / 7);
+          c = v * 0x010101;
+          break;
+        }
+        default: {
+          const bool check = ((x / 8) + (y / 8)) % 2 == 0;
+          const bool above = int64_t{x} * height > int64_t{y} * width;
+          c = x < width / 2 ? (check ? 0xE0E0E0 : 0x202020) : (above ? 0x3060C0 : 0x402010);
+          break;
+        }
+      }
+      pixels[static_cast<size_t>(y) * width + x] = c;
+    }
+  }
+  return pixels;
+}
+
+Ref Host::LoadPicture(const std::string& source) {
+  int w = 0, h = 0;
+  char tail = 0;
+  if (source.rfind("sample:", 0) == 0) {
+    if (std::sscanf(source.c_str() + 7, "%dx%d%c", &w, &h, &tail) != 2 || w < 1 || h < 1) {
+      throw HostError("bad sample size in " + source + " (expected sample:WxH)");
+    }
+    return NewPicture(w, h, SamplePixels(w, h));
+  }
+  GError* error = nullptr;
+  GdkPixbuf* pixbuf = gdk_pixbuf_new_from_file(source.c_str(), &error);
+  if (!pixbuf) {
+    std::string message = error ? error->message : "unknown error";
+    if (error) g_error_free(error);
+    throw HostError("cannot read image " + source + ": " + message);
+  }
+  w = gdk_pixbuf_get_width(pixbuf);
+  h = gdk_pixbuf_get_height(pixbuf);
+  const guchar* base = gdk_pixbuf_get_pixels(pixbuf);
+  const int stride = gdk_pixbuf_get_rowstride(pixbuf);
+  const int channels = gdk_pixbuf_get_n_channels(pixbuf);
+  std::vector<uint32_t> pixels(static_cast<size_t>(w) * h);
+  for (int y = 0; y < h; ++y) {
+    const guchar* p = base + static_cast<size_t>(y) * stride;
+    for (int x = 0; x < w; ++x, p += channels) {  // the alpha channel is dropped
+      pixels[static_cast<size_t>(y) * w + x] = (uint32_t{p[0]} << 16) | (uint32_t{p[1]} << 8) | p[2];
+    }
+  }
+  g_object_unref(pixbuf);
+  return NewPicture(w, h, pixels);
+}
+
+bool Host::SavePicture(const Ref& picture, const std::string& path, std::string* error) const {
+  if (!picture || picture.get()->kind != ObjectKind::Picture) {
+    *error = "not a picture";
+    return false;
+  }
+  std::string ext = path.substr(path.find_last_of('.') == std::string::npos ? path.size() : path.find_last_of('.') + 1);
+  std::transform(ext.begin(), ext.end(), ext.begin(), [](unsigned char c) { return std::tolower(c); });
+  const char* type = ext == "png" ? "png" : ext == "bmp" ? "bmp" : (ext == "jpg" || ext == "jpeg") ? "jpeg"
+                   : (ext == "tif" || ext == "tiff") ? "tiff" : nullptr;
+  if (!type) {
+    *error = "unknown image format for " + path + " (use .png, .bmp, .jpeg or .tiff)";
+    return false;
+  }
+  const std::vector<uint32_t> pixels = Pixels(picture);
+  const int32_t w = picture.get()->width, h = picture.get()->height;
+  GdkPixbuf* pixbuf = gdk_pixbuf_new(GDK_COLORSPACE_RGB, FALSE, 8, w, h);
+  if (!pixbuf) {
+    *error = "out of memory";
+    return false;
+  }
+  guchar* base = gdk_pixbuf_get_pixels(pixbuf);
+  const int stride = gdk_pixbuf_get_rowstride(pixbuf);
+  for (int32_t y = 0; y < h; ++y) {
+    guchar* p = base + static_cast<size_t>(y) * stride;
+    for (int32_t x = 0; x < w; ++x, p += 3) {
+      const uint32_t c = pixels[static_cast<size_t>(y) * w + x];
+      p[0] = (c >> 16) & 0xFF;
+      p[1] = (c >> 8) & 0xFF;
+      p[2] = c & 0xFF;
+    }
+  }
+  GError* gerror = nullptr;
+  const bool ok = gdk_pixbuf_save(pixbuf, path.c_str(), type, &gerror, nullptr);
+  if (!ok) {
+    *error = "cannot write " + path + ": " + (gerror ? gerror->message : "unknown error");
+    if (gerror) g_error_free(gerror);
+  }
+  g_object_unref(pixbuf);
+  return ok;
+}
+
+}  // namespace ph

@@ -1,0 +1,168 @@
+#include "pixels/picture_access.h"
+
+#include <gdk-pixbuf/gdk-pixbuf.h>
+#include <gdk/gdk.h>
+
+#include <cstdlib>
+#include <cstring>
+
+#include "plugin/host_calls.h"
+
+namespace {
+
+REALobjectStruct* AsObject(REALpictureStruct* picture) {
+  return reinterpret_cast<REALobjectStruct*>(picture);
+}
+
+REALobjectStruct* AsObject(REALgraphicsStruct* graphics) {
+  return reinterpret_cast<REALobjectStruct*>(graphics);
+}
+
+// The pixbuf's own release call, so that the library needs nothing of GObject.
+void ReleasePixbuf(GdkPixbuf* pixbuf) {
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+  gdk_pixbuf_unref(pixbuf);
+#pragma GCC diagnostic pop
+}
+
+// Copies the drawable of a locked type-6 picture into a new pixbuf and points
+// the reader at it. False when GDK gives no pixels.
+bool CopyDrawable(PictureReader& reader) {
+  const REALpictureDescription& d = reader.description;
+  if (d.pictureType != kPictureTypeGdkDrawable || !d.pictureData) return false;
+  GdkPixbuf* pixbuf = gdk_pixbuf_get_from_drawable(
+      nullptr, static_cast<GdkDrawable*>(d.pictureData), nullptr, 0, 0, 0, 0, d.width, d.height);
+  if (!pixbuf) return false;
+  guchar* pixels = gdk_pixbuf_get_pixels(pixbuf);
+  if (!pixels) {
+    ReleasePixbuf(pixbuf);
+    return false;
+  }
+  reader.base = pixels;
+  reader.pixbuf = pixbuf;
+  reader.width = d.width;
+  reader.height = d.height;
+  reader.rowBytes = gdk_pixbuf_get_rowstride(pixbuf);
+  return true;
+}
+
+}  // namespace
+
+bool LockPictureReader(PictureReader& reader, REALpictureStruct* picture, bool allowClone) {
+  std::memset(&reader, 0, sizeof reader);
+  if (picture) {
+    REALLockPictureDescription(picture, &reader.description);
+    reader.picture = picture;
+    if (CopyDrawable(reader)) return true;
+    REALUnlockPictureDescription(picture);
+    std::memset(&reader, 0, sizeof reader);
+  }
+  if (!allowClone) return false;
+
+  // Pictures whose own pixels cannot be copied are read through a 32-bit
+  // clone drawn by the host; one retry, never more.
+  REALpictureStruct* clone = ClonePicture(picture);
+  if (!clone) return false;
+  if (!LockPictureReader(reader, clone, false)) {
+    REALUnlockObject(AsObject(clone));
+    return false;
+  }
+  reader.clone = clone;
+  return true;
+}
+
+bool GetPictureReader(PictureReader& reader, REALpictureStruct* picture) {
+  return LockPictureReader(reader, picture, true);
+}
+
+void ClosePictureReader(PictureReader& reader) {
+  if (reader.picture) {
+    if (reader.pixbuf) {
+      ReleasePixbuf(reader.pixbuf);
+      reader.pixbuf = nullptr;
+    }
+    REALUnlockPictureDescription(reader.picture);
+  }
+  reader.picture = nullptr;
+  reader.base = nullptr;
+  if (reader.clone) {
+    REALUnlockObject(AsObject(reader.clone));
+    reader.clone = nullptr;
+  }
+}
+
+bool NewPictureWriter(PictureWriter& writer, int32_t width, int32_t height) {
+  std::memset(&writer, 0, sizeof writer);
+  if (width < 1 || height < 1) return false;
+  // (height + 1) rows of 4 * width bytes must be a 32-bit byte count.
+  const uint64_t rowBytes = 4 * static_cast<uint64_t>(width);
+  const uint64_t size = rowBytes * (static_cast<uint64_t>(height) + 1);
+  if (size > INT32_MAX) return false;
+  auto* buffer = static_cast<uint8_t*>(std::calloc(1, static_cast<size_t>(size)));
+  if (!buffer) return false;
+  writer.width = width;
+  writer.height = height;
+  writer.rowBytes = static_cast<int32_t>(rowBytes);
+  writer.base = buffer;
+  writer.buffer = buffer;
+  return true;
+}
+
+REALpictureStruct* RenderPictureWriter(PictureWriter& writer) {
+  REALpictureStruct* picture = nullptr;
+  if (writer.buffer) {
+    picture = REALBuildPictureFromBuffer(writer.width, writer.height, kRBPixelTypeXRGB32,
+                                         writer.buffer, writer.rowBytes);
+  }
+  FreePictureWriter(writer);
+  return picture;
+}
+
+void FreePictureWriter(PictureWriter& writer) {
+  std::free(writer.buffer);
+  std::memset(&writer, 0, sizeof writer);
+}
+
+bool GetPictureEditor(PictureEditor& editor, REALpictureStruct*) {
+  std::memset(&editor, 0, sizeof editor);
+  return false;
+}
+
+void ClosePictureEditor(PictureEditor& editor) {
+  if (editor.picture) {
+    REALUnlockPictureDescription(editor.picture);
+    editor.picture = nullptr;
+  }
+  if (editor.clone) {
+    REALUnlockObject(AsObject(editor.clone));
+    editor.clone = nullptr;
+  }
+}
+
+REALpictureStruct* ClonePicture(REALpictureStruct* picture) {
+  if (!picture) return nullptr;
+  REALpictureDescription description{};
+  REALLockPictureDescription(picture, &description);
+  REALpictureStruct* copy = REALNewPicture(description.width, description.height, 32);
+  if (copy) {
+    if (REALgraphicsStruct* graphics = REALGetPictureGraphics(copy)) {
+      const RB::Rect whole{0, 0, static_cast<int16_t>(description.height),
+                           static_cast<int16_t>(description.width)};
+      REALDrawPicturePrimitive(graphics, picture, &whole, 0);
+      REALUnlockObject(AsObject(graphics));
+    }
+  }
+  REALUnlockPictureDescription(picture);
+  return copy;
+}
+
+REALpictureStruct* BitmapPicture(REALpictureStruct* picture) {
+  if (!picture) return nullptr;
+  REALLockObject(AsObject(picture));
+  return picture;
+}
+
+void Rgb24ToXrgbRow(const uint8_t* src, uint32_t* dst, int32_t width) {
+  for (int32_t x = 0; x < width; ++x, src += 3) dst[x] = ReaderPixel(src);
+}

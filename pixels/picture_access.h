@@ -1,0 +1,77 @@
+// Pixel access to host pictures.
+//
+// A PictureReader locks a picture and holds a GDK-PixBuf copy of its pixels:
+// 3 bytes per pixel (red, green, blue) at base + y * rowBytes + 3 * x, rows
+// padded as the pixbuf pads them. A PictureWriter is a zero-filled buffer of
+// little-endian 32-bit words 0x00RRGGBB (bytes blue, green, red, 0), rowBytes
+// = 4 * width, with one spare row, turned into a new host picture at the end.
+// A PictureEditor would give in-place access; this platform has none.
+#pragma once
+
+#include <cstdint>
+
+#include "plugin/host_interface.h"
+
+struct _GdkPixbuf;
+
+struct PictureReader {
+  int32_t rowBytes;
+  uint8_t* base;
+  int32_t width;
+  int32_t height;
+  REALpictureStruct* picture;  // locked while the reader is open
+  REALpictureStruct* clone;    // our own copy when the picture could not be read directly
+  REALpictureDescription description;
+  _GdkPixbuf* pixbuf;
+};
+
+struct PictureWriter {
+  int32_t rowBytes;
+  uint8_t* base;
+  int32_t width;
+  int32_t height;
+  uint8_t* buffer;  // the allocation; only this is rendered and freed
+};
+
+struct PictureEditor {
+  int32_t rowBytes;
+  uint8_t* base;
+  int32_t width;
+  int32_t height;
+  REALpictureStruct* picture;
+  REALpictureStruct* clone;
+};
+
+bool LockPictureReader(PictureReader& reader, REALpictureStruct* picture, bool allowClone);
+bool GetPictureReader(PictureReader& reader, REALpictureStruct* picture);
+void ClosePictureReader(PictureReader& reader);
+
+bool NewPictureWriter(PictureWriter& writer, int32_t width, int32_t height);
+REALpictureStruct* RenderPictureWriter(PictureWriter& writer);
+void FreePictureWriter(PictureWriter& writer);
+
+bool GetPictureEditor(PictureEditor& editor, REALpictureStruct* picture);
+void ClosePictureEditor(PictureEditor& editor);
+
+// Handlers of "CloneQVT as picture" and "BitmapQVT as picture".
+REALpictureStruct* ClonePicture(REALpictureStruct* picture);
+REALpictureStruct* BitmapPicture(REALpictureStruct* picture);
+
+// Row addressing.
+inline const uint8_t* ReaderRow(const PictureReader& r, int32_t y) {
+  return r.base + static_cast<intptr_t>(y) * r.rowBytes;
+}
+inline uint32_t* WriterRow(const PictureWriter& w, int32_t y) {
+  return reinterpret_cast<uint32_t*>(w.base + static_cast<intptr_t>(y) * w.rowBytes);
+}
+
+// Pixel conversions between the two layouts. A reader pixel is always read as
+// its three bytes, never as a word.
+inline uint32_t PackRGB(uint32_t r, uint32_t g, uint32_t b) { return (r << 16) | (g << 8) | b; }
+inline uint32_t ReaderPixel(const uint8_t* rgb) { return PackRGB(rgb[0], rgb[1], rgb[2]); }
+inline uint32_t RedOf(uint32_t word) { return (word >> 16) & 0xFF; }
+inline uint32_t GreenOf(uint32_t word) { return (word >> 8) & 0xFF; }
+inline uint32_t BlueOf(uint32_t word) { return word & 0xFF; }
+
+// Converts one reader row of `width` pixels into writer words.
+void Rgb24ToXrgbRow(const uint8_t* src, uint32_t* dst, int32_t width);
