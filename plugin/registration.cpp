@@ -3,6 +3,7 @@
 // process and writes the instance-data offset into each class record.
 #include <iterator>
 
+#include "geometry/geometry.h"
 #include "pixels/picture_access.h"
 #include "plugin/registration.h"
 
@@ -21,8 +22,22 @@ REALmethodDefinition graphicsMethods[] = {
 
 // Extension of the host class "Picture", in the order of its method list.
 REALmethodDefinition PictureExtensionMethods[] = {
+    {Handler(ScrollVerticalQVT), nullptr,
+     "ScrollVerticalQVT(delta as integer, wrap as boolean, scrollmask as boolean) as boolean", 0},
+    {Handler(ScrollHorizontalQVT), nullptr,
+     "ScrollHorizontalQVT(delta as integer, wrap as boolean, scrollmask as boolean) as boolean", 0},
+    {Handler(ScrollQVT), nullptr,
+     "ScrollQVT(deltaX as integer, deltaY as integer, wrap as boolean, scrollmask as boolean) as boolean", 0},
+    {Handler(static_cast<PictureTurn>(Rotate90)), nullptr, "Rotate90QVT as picture", 0},
+    {Handler(static_cast<PictureTurn>(Rotate180)), nullptr, "Rotate180QVT as picture", 0},
+    {Handler(static_cast<PictureTurn>(Rotate270)), nullptr, "Rotate270QVT as picture", 0},
+    {Handler(Rotate), nullptr, "RotateQVT(angle as double,background as color) as picture", 0},
+    {Handler(static_cast<PictureTurn>(VMirror)), nullptr, "VMirrorQVT as picture", 0},
+    {Handler(static_cast<PictureTurn>(HMirror)), nullptr, "HMirrorQVT as picture", 0},
     {Handler(ClonePicture), nullptr, "CloneQVT as picture", 0},
     {Handler(BitmapPicture), nullptr, "BitmapQVT as picture", 0},
+    {Handler(ScalePicture), nullptr,
+     "ScaleQVT(width as integer, height as integer, AntiAlias as boolean) as picture", 0},
 };
 
 // Global methods, in registration order.

@@ -1,0 +1,322 @@
+#include "geometry/rotate.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+
+#include "geometry/turns.h"
+#include "plugin/host_calls.h"
+
+namespace {
+
+constexpr double kPi = 3.141592653589793;
+// pi / 2 as the nearest double plus the remainder, so that pi / 2 - x keeps
+// its precision when x is close to pi / 2.
+constexpr double kHalfPiHigh = 1.5707963267948966;
+constexpr double kHalfPiLow = 6.123233995736766e-17;
+
+REALobjectStruct* AsObject(REALpictureStruct* picture) {
+  return reinterpret_cast<REALobjectStruct*>(picture);
+}
+
+void Release(REALpictureStruct* picture) {
+  if (picture) REALUnlockObject(AsObject(picture));
+}
+
+// Sine and cosine of 0 <= x <= pi / 4 by their Taylor series (Horner form in
+// z = x * x), in plain double arithmetic, so that every processor and the C
+// library in use give the same bits. The first term left out is below 1e-19.
+double SinSmall(double x) {
+  const double z = x * x;
+  double p = 1.0 / 355687428096000.0;  // 1/17!
+  p = -1.0 / 1307674368000.0 + z * p;  // -1/15!
+  p = 1.0 / 6227020800.0 + z * p;      // 1/13!
+  p = -1.0 / 39916800.0 + z * p;       // -1/11!
+  p = 1.0 / 362880.0 + z * p;          // 1/9!
+  p = -1.0 / 5040.0 + z * p;           // -1/7!
+  p = 1.0 / 120.0 + z * p;             // 1/5!
+  p = -1.0 / 6.0 + z * p;              // -1/3!
+  return x + x * z * p;
+}
+
+double CosSmall(double x) {
+  const double z = x * x;
+  double p = -1.0 / 6402373705728000.0;  // -1/18!
+  p = 1.0 / 20922789888000.0 + z * p;    // 1/16!
+  p = -1.0 / 87178291200.0 + z * p;      // -1/14!
+  p = 1.0 / 479001600.0 + z * p;         // 1/12!
+  p = -1.0 / 3628800.0 + z * p;          // -1/10!
+  p = 1.0 / 40320.0 + z * p;             // 1/8!
+  p = -1.0 / 720.0 + z * p;              // -1/6!
+  p = 1.0 / 24.0 + z * p;                // 1/4!
+  p = -0.5 + z * p;                      // -1/2!
+  return 1.0 + z * p;
+}
+
+// Sizes: a double truncated toward zero, if it fits a 32-bit count.
+bool TruncSize(double v, int32_t* out) {
+  if (!(v >= 1.0 && v < 2147483648.0)) return false;
+  *out = static_cast<int32_t>(v);
+  return true;
+}
+
+// Splits an offset into its whole shift floor(o) and the weight o - floor(o).
+void SplitOffset(double o, int32_t* shift, double* weight) {
+  const double n = std::floor(o);
+  *shift = static_cast<int32_t>(n);
+  *weight = o - n;
+}
+
+}  // namespace
+
+void SinCosQuadrant(double x, double* sine, double* cosine) {
+  if (x <= 0.7853981633974483) {
+    *sine = SinSmall(x);
+    *cosine = CosSmall(x);
+  } else {
+    const double y = (kHalfPiHigh - x) + kHalfPiLow;
+    *sine = CosSmall(y);
+    *cosine = SinSmall(y);
+  }
+}
+
+bool ReduceAngle(double angle, double* reduced) {
+  if (!std::isfinite(angle)) return false;
+  double a = std::fmod(angle, 360.0);  // exact: the sign of angle, |a| < 360
+  if (a < 0) a += 360.0;
+  if (a >= 360.0) a = 0.0;  // a tiny negative angle plus 360 rounds to 360
+  *reduced = a;
+  return true;
+}
+
+void SkewLine(const uint8_t* src, ptrdiff_t srcStep, int32_t length, uint32_t* dst, ptrdiff_t dstStep,
+              int32_t dstLength, int32_t shift, double weight, uint32_t background) {
+  for (int32_t i = 0; i < dstLength; ++i) dst[i * dstStep] = background;
+
+  const int32_t bR = static_cast<int32_t>(RedOf(background));
+  const int32_t bG = static_cast<int32_t>(GreenOf(background));
+  const int32_t bB = static_cast<int32_t>(BlueOf(background));
+  const int32_t bwR = static_cast<int32_t>(bR * weight);
+  const int32_t bwG = static_cast<int32_t>(bG * weight);
+  const int32_t bwB = static_cast<int32_t>(bB * weight);
+
+  // Each output pixel keeps what its source pixel does not pass on (p - left)
+  // and receives what the previous one passed on (prev).
+  int32_t prevR = bwR, prevG = bwG, prevB = bwB;
+  int64_t pos = shift;
+  for (int32_t i = 0; i < length; ++i, src += srcStep, ++pos) {
+    const int32_t r = src[0], g = src[1], b = src[2];
+    const int32_t leftR = static_cast<int32_t>(r * weight);
+    const int32_t leftG = static_cast<int32_t>(g * weight);
+    const int32_t leftB = static_cast<int32_t>(b * weight);
+    if (pos >= 0 && pos < dstLength) {
+      dst[pos * dstStep] = PackRGB(static_cast<uint32_t>(r - leftR + prevR),
+                                   static_cast<uint32_t>(g - leftG + prevG),
+                                   static_cast<uint32_t>(b - leftB + prevB));
+    }
+    prevR = leftR;
+    prevG = leftG;
+    prevB = leftB;
+  }
+  if (pos >= 0 && pos < dstLength) {
+    dst[pos * dstStep] = PackRGB(static_cast<uint32_t>(bR - bwR + prevR),
+                                 static_cast<uint32_t>(bG - bwG + prevG),
+                                 static_cast<uint32_t>(bB - bwB + prevB));
+  }
+}
+
+void HorzSkew(const PictureReader& src, PictureWriter& dst, int32_t row, int32_t offset, double weight,
+              uint32_t background) {
+  SkewLine(ReaderRow(src, row), 3, src.width, WriterRow(dst, row), 1, dst.width, offset, weight,
+           background);
+}
+
+void VertSkew(const PictureReader& src, PictureWriter& dst, int32_t column, int32_t offset,
+              double weight, uint32_t background) {
+  SkewLine(src.base + 3 * static_cast<ptrdiff_t>(column), src.rowBytes, src.height,
+           WriterRow(dst, 0) + column, dst.rowBytes / 4, dst.height, offset, weight, background);
+}
+
+void VertSkewColumns(const PictureReader& src, PictureWriter& dst, int32_t first, int32_t count,
+                     const int32_t* shifts, const double* weights, uint32_t background) {
+  for (int32_t y = 0; y < dst.height; ++y) {
+    uint32_t* row = WriterRow(dst, y) + first;
+    for (int32_t j = 0; j < count; ++j) row[j] = background;
+  }
+  const int32_t b[3] = {static_cast<int32_t>(RedOf(background)), static_cast<int32_t>(GreenOf(background)),
+                        static_cast<int32_t>(BlueOf(background))};
+  int32_t bw[kColumnBlock][3], prev[kColumnBlock][3];
+  for (int32_t j = 0; j < count; ++j) {
+    for (int c = 0; c < 3; ++c) prev[j][c] = bw[j][c] = static_cast<int32_t>(b[c] * weights[j]);
+  }
+  for (int32_t i = 0; i < src.height; ++i) {
+    const uint8_t* p = ReaderRow(src, i) + 3 * static_cast<ptrdiff_t>(first);
+    for (int32_t j = 0; j < count; ++j, p += 3) {
+      int32_t left[3], out[3];
+      for (int c = 0; c < 3; ++c) {
+        left[c] = static_cast<int32_t>(p[c] * weights[j]);
+        out[c] = p[c] - left[c] + prev[j][c];
+        prev[j][c] = left[c];
+      }
+      const int64_t pos = static_cast<int64_t>(shifts[j]) + i;
+      if (pos >= 0 && pos < dst.height) {
+        WriterRow(dst, static_cast<int32_t>(pos))[first + j] =
+            PackRGB(static_cast<uint32_t>(out[0]), static_cast<uint32_t>(out[1]), static_cast<uint32_t>(out[2]));
+      }
+    }
+  }
+  for (int32_t j = 0; j < count; ++j) {
+    const int64_t pos = static_cast<int64_t>(shifts[j]) + src.height;
+    if (pos >= 0 && pos < dst.height) {
+      WriterRow(dst, static_cast<int32_t>(pos))[first + j] =
+          PackRGB(static_cast<uint32_t>(b[0] - bw[j][0] + prev[j][0]), static_cast<uint32_t>(b[1] - bw[j][1] + prev[j][1]),
+                  static_cast<uint32_t>(b[2] - bw[j][2] + prev[j][2]));
+    }
+  }
+}
+
+// Pass 1: rows sheared horizontally by (k + 0.5) * t, W1 = W + trunc(t * H).
+REALpictureStruct* Rotate45part1(PictureReader& source, PictureReader& current, uint32_t background,
+                                 double theta, double s, double t) {
+  ShearSizes sizes;
+  PictureWriter writer;
+  if (!ComputeShearSizes(source.width, source.height, theta, s, t, &sizes) ||
+      !NewPictureWriter(writer, sizes.width1, current.height)) {
+    return nullptr;
+  }
+  for (int32_t k = 0; k < current.height; ++k) {
+    int32_t shift;
+    double weight;
+    SplitOffset((k + 0.5) * t, &shift, &weight);
+    HorzSkew(current, writer, k, shift, weight, background);
+  }
+  return RenderPictureWriter(writer);
+}
+
+// Pass 2: columns sheared vertically, the offset starting at s * (W - 1) and
+// falling by s per column; H2 = trunc(cos * H + s * W) + 1.
+REALpictureStruct* Rotate45part2(PictureReader& source, PictureReader& current, uint32_t background,
+                                 double theta, double s, double t) {
+  ShearSizes sizes;
+  PictureWriter writer;
+  if (!ComputeShearSizes(source.width, source.height, theta, s, t, &sizes) ||
+      !NewPictureWriter(writer, current.width, sizes.height2)) {
+    return nullptr;
+  }
+  // Columns are sheared a block at a time, so that reading and writing go
+  // along rows; each column gets exactly what VertSkew would give it.
+  double offset = s * (source.width - 1);
+  int32_t shifts[kColumnBlock];
+  double weights[kColumnBlock];
+  for (int32_t k = 0; k < current.width; k += kColumnBlock) {
+    const int32_t count = std::min(kColumnBlock, current.width - k);
+    for (int32_t j = 0; j < count; ++j) {
+      SplitOffset(offset, &shifts[j], &weights[j]);
+      offset -= s;
+    }
+    VertSkewColumns(current, writer, k, count, shifts, weights, background);
+  }
+  return RenderPictureWriter(writer);
+}
+
+// Pass 3: rows sheared horizontally, the offset starting at -t * s * (W - 1)
+// and growing by t per row; W3 = trunc(cos * W + s * H) + 1.
+REALpictureStruct* Rotate45part3(PictureReader& source, PictureReader& current, uint32_t background,
+                                 double theta, double s, double t) {
+  ShearSizes sizes;
+  PictureWriter writer;
+  if (!ComputeShearSizes(source.width, source.height, theta, s, t, &sizes) ||
+      !NewPictureWriter(writer, sizes.width3, current.height)) {
+    return nullptr;
+  }
+  double offset = -t * s * (source.width - 1);
+  for (int32_t k = 0; k < current.height; ++k) {
+    int32_t shift;
+    double weight;
+    SplitOffset(offset, &shift, &weight);
+    HorzSkew(current, writer, k, shift, weight, background);
+    offset += t;
+  }
+  return RenderPictureWriter(writer);
+}
+
+void ShearFactors(double angle, double* theta, double* s, double* t) {
+  *theta = angle * kPi / 180.0;
+  double cosine, halfSine, halfCosine;
+  SinCosQuadrant(*theta, s, &cosine);
+  SinCosQuadrant(0.5 * *theta, &halfSine, &halfCosine);
+  *t = halfSine / halfCosine;
+}
+
+bool ComputeShearSizes(int32_t width, int32_t height, double theta, double s, double t, ShearSizes* sizes) {
+  double sine, cosine;
+  SinCosQuadrant(theta, &sine, &cosine);
+  return TruncSize(static_cast<double>(width) + std::trunc(t * height), &sizes->width1) &&
+         TruncSize(std::trunc(cosine * height + s * width) + 1.0, &sizes->height2) &&
+         TruncSize(std::trunc(cosine * width + s * height) + 1.0, &sizes->width3);
+}
+
+REALpictureStruct* Rotate45(PictureReader& source, double angle, uint32_t background) {
+  double theta, s, t;
+  ShearFactors(angle, &theta, &s, &t);
+
+  REALpictureStruct* pass1 = Rotate45part1(source, source, background, theta, s, t);
+  if (!pass1) return nullptr;
+
+  REALpictureStruct* pass2 = nullptr;
+  PictureReader reader1;
+  if (GetPictureReader(reader1, pass1)) {
+    pass2 = Rotate45part2(source, reader1, background, theta, s, t);
+    ClosePictureReader(reader1);
+  }
+  Release(pass1);
+  if (!pass2) return nullptr;
+
+  REALpictureStruct* pass3 = nullptr;
+  PictureReader reader2;
+  if (GetPictureReader(reader2, pass2)) {
+    pass3 = Rotate45part3(source, reader2, background, theta, s, t);
+    ClosePictureReader(reader2);
+  }
+  Release(pass2);
+  return pass3;
+}
+
+REALpictureStruct* Rotate(REALpictureStruct* picture, double angle, uint32_t background) {
+  if (!picture) return nullptr;
+  double a;
+  if (!ReduceAngle(angle, &a)) return nullptr;
+
+  if (a == 0.0) return ClonePicture(picture);
+  if (a == 90.0) return Rotate90(picture);
+  if (a == 180.0) return Rotate180(picture);
+  if (a == 270.0) return Rotate270(picture);
+
+  // One exact turn, then the residual (strictly between 0 and 90 degrees;
+  // a - 90, a - 180 and a - 270 are exact here).
+  REALpictureStruct* held;
+  double residual;
+  if (a < 90.0) {
+    REALLockObject(AsObject(picture));
+    held = picture;
+    residual = a;
+  } else if (a < 180.0) {
+    held = Rotate90(picture);
+    residual = a - 90.0;
+  } else if (a < 270.0) {
+    held = Rotate180(picture);
+    residual = a - 180.0;
+  } else {
+    held = Rotate270(picture);
+    residual = a - 270.0;
+  }
+
+  REALpictureStruct* result = nullptr;
+  PictureReader reader;
+  if (held && GetPictureReader(reader, held)) {
+    result = Rotate45(reader, residual, background);
+    ClosePictureReader(reader);
+  }
+  Release(held);
+  return result;
+}

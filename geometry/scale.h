@@ -1,0 +1,51 @@
+// Scaling: a box mean for reductions and plain enlargements, separable cubic
+// interpolation for enlargements in both directions with AntiAlias.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "pixels/picture_access.h"
+#include "plugin/host_interface.h"
+
+// Handler of "ScaleQVT(width as integer, height as integer, AntiAlias as
+// boolean) as picture".
+REALpictureStruct* ScalePicture(REALpictureStruct* picture, int32_t width, int32_t height,
+                                unsigned char antiAlias);
+
+// Box path: every destination pixel is the truncated mean of the same-sized
+// box of source pixels; the box of destination (x, y) starts at source
+// ((x * srcW) div newW, (y * srcH) div newH).
+void ScaleBox(const PictureReader& src, PictureWriter& dst);
+
+// One destination row of the box path: for each of the `width` destination
+// columns, sums per channel the `boxW` x `boxH` reader pixels whose top-left
+// is column (x * srcW) div width of the row at `top` (rows `rowBytes` apart)
+// and writes the truncated means.
+void BoxMeanRow(const uint8_t* top, int32_t rowBytes, int32_t srcW, int32_t boxW, int32_t boxH,
+                uint32_t* dst, int32_t width);
+
+// The cubic interpolation tables of one direction: for destination position
+// i of `newLength`, the source index (i * srcLength) div newLength and the
+// four tap weights (index - 1 ... index + 2), each rounded once to float.
+struct CubicTable {
+  int32_t* index = nullptr;
+  float* weights = nullptr;  // 4 per position
+};
+bool MakeCubicTable(CubicTable& table, int32_t srcLength, int32_t newLength);
+void FreeCubicTable(CubicTable& table);
+// The four weights for the fraction u (0 <= u < 1).
+void CubicWeights(double u, float weights[4]);
+
+// Cubic path kernels. The vertical pass fills a float buffer, three channel
+// values (red, green, blue) per source column, from the four source rows
+// around `index`; rows outside 0 ... srcH - 1 are skipped.
+void CubicColumnPass(const PictureReader& src, int32_t index, const float weights[4], float* buffer);
+// The horizontal pass interpolates the buffer (`srcW` columns) at every
+// destination column and writes the clamped, truncated words.
+void CubicRowPass(const float* buffer, int32_t srcW, const CubicTable& columns, uint32_t* dst,
+                  int32_t width);
+
+// Cubic path; false when a table or the writer cannot be had (nothing is
+// left allocated then). On success the rendered picture is in *result.
+bool ScaleCubic(const PictureReader& src, int32_t width, int32_t height, REALpictureStruct** result);

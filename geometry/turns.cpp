@@ -1,0 +1,111 @@
+#include "geometry/turns.h"
+
+#include <algorithm>
+
+namespace {
+
+// Quarter turns write the destination column by column. Walking the source in
+// square tiles keeps the destination rows touched by one tile in cache; the
+// order of the moves does not change any pixel.
+constexpr int32_t kTile = 32;
+
+using Kernel = void (*)(const PictureReader&, PictureWriter&);
+
+// The frame shared by the five handlers: reader, writer of the result size,
+// kernel, render. Nil when the picture cannot be read or the writer made.
+REALpictureStruct* TurnPicture(REALpictureStruct* picture, Kernel kernel, bool swapSize) {
+  PictureReader reader;
+  if (!GetPictureReader(reader, picture)) return nullptr;
+  PictureWriter writer;
+  const int32_t width = swapSize ? reader.height : reader.width;
+  const int32_t height = swapSize ? reader.width : reader.height;
+  if (!NewPictureWriter(writer, width, height)) {
+    ClosePictureReader(reader);
+    return nullptr;
+  }
+  kernel(reader, writer);
+  REALpictureStruct* result = RenderPictureWriter(writer);
+  ClosePictureReader(reader);
+  return result;
+}
+
+// Moves every source pixel into the destination a tile at a time: source
+// pixel (x, y) goes to the word at origin + y * columnStep + x * pixelStep.
+void QuarterTurn(const PictureReader& src, uint32_t* origin, ptrdiff_t columnStep,
+                 ptrdiff_t pixelStep) {
+  for (int32_t y0 = 0; y0 < src.height; y0 += kTile) {
+    const int32_t y1 = std::min(src.height, y0 + kTile);
+    for (int32_t x0 = 0; x0 < src.width; x0 += kTile) {
+      const int32_t count = std::min(src.width - x0, kTile);
+      for (int32_t y = y0; y < y1; ++y) {
+        Rgb24ToXrgbStridedRow(ReaderRow(src, y) + 3 * static_cast<ptrdiff_t>(x0),
+                              origin + y * columnStep + x0 * pixelStep, pixelStep, count);
+      }
+    }
+  }
+}
+
+}  // namespace
+
+void Rgb24ToXrgbMirrorRow(const uint8_t* src, uint32_t* dst, int32_t width) {
+  uint32_t* out = dst + width;
+  for (int32_t x = 0; x < width; ++x, src += 3) *--out = ReaderPixel(src);
+}
+
+void Rgb24ToXrgbStridedRow(const uint8_t* src, uint32_t* dst, ptrdiff_t dstStep, int32_t count) {
+  for (int32_t i = 0; i < count; ++i, src += 3, dst += dstStep) *dst = ReaderPixel(src);
+}
+
+void CopyBitmap(const PictureReader& src, PictureWriter& dst) {
+  for (int32_t y = 0; y < src.height; ++y) Rgb24ToXrgbRow(ReaderRow(src, y), WriterRow(dst, y), src.width);
+}
+
+void HMirror(const PictureReader& src, PictureWriter& dst) {
+  for (int32_t y = 0; y < src.height; ++y) {
+    Rgb24ToXrgbMirrorRow(ReaderRow(src, y), WriterRow(dst, y), src.width);
+  }
+}
+
+void VMirror(const PictureReader& src, PictureWriter& dst) {
+  for (int32_t y = 0; y < src.height; ++y) {
+    Rgb24ToXrgbRow(ReaderRow(src, y), WriterRow(dst, dst.height - 1 - y), src.width);
+  }
+}
+
+void Rotate90(const PictureReader& src, PictureWriter& dst) {
+  // Source row y is destination column y, read from the bottom row upward.
+  const ptrdiff_t rowWords = dst.rowBytes / 4;
+  QuarterTurn(src, WriterRow(dst, dst.height - 1), 1, -rowWords);
+}
+
+void Rotate180(const PictureReader& src, PictureWriter& dst) {
+  for (int32_t y = 0; y < src.height; ++y) {
+    Rgb24ToXrgbMirrorRow(ReaderRow(src, y), WriterRow(dst, dst.height - 1 - y), src.width);
+  }
+}
+
+void Rotate270(const PictureReader& src, PictureWriter& dst) {
+  // Source row y is destination column width - 1 - y, from the top row down.
+  const ptrdiff_t rowWords = dst.rowBytes / 4;
+  QuarterTurn(src, WriterRow(dst, 0) + (dst.width - 1), -1, rowWords);
+}
+
+REALpictureStruct* Rotate90(REALpictureStruct* picture) {
+  return TurnPicture(picture, static_cast<Kernel>(Rotate90), true);
+}
+
+REALpictureStruct* Rotate180(REALpictureStruct* picture) {
+  return TurnPicture(picture, static_cast<Kernel>(Rotate180), false);
+}
+
+REALpictureStruct* Rotate270(REALpictureStruct* picture) {
+  return TurnPicture(picture, static_cast<Kernel>(Rotate270), true);
+}
+
+REALpictureStruct* HMirror(REALpictureStruct* picture) {
+  return TurnPicture(picture, static_cast<Kernel>(HMirror), false);
+}
+
+REALpictureStruct* VMirror(REALpictureStruct* picture) {
+  return TurnPicture(picture, static_cast<Kernel>(VMirror), false);
+}

@@ -1,0 +1,254 @@
+// Free rotation: angle reduction, the line shear, pass and result sizes,
+// background and blending, release of every intermediate picture.
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <tuple>
+
+#include "geometry/rotate.h"
+#include "tests/geometry/geometry_test_support.h"
+
+using namespace geometry_test;
+
+namespace {
+
+// The remainder of a whole number |v| >= 2^53 modulo 360, from its binary
+// form m * 2^e: (m mod 360) * (2^e mod 360) mod 360.
+double WholeRemainder360(double v) {
+  int e;
+  const double frac = std::frexp(std::fabs(v), &e);
+  uint64_t m = static_cast<uint64_t>(std::ldexp(frac, 53));
+  uint64_t p = 1;
+  for (int i = 0; i < e - 53; ++i) p = p * 2 % 360;
+  const uint64_t r = (m % 360) * p % 360;
+  return v < 0 && r ? 360.0 - r : static_cast<double>(r);
+}
+
+TEST(GeometryRotateAngle, ReductionEndsAndIsExact) {
+  double a = -1;
+  for (double v : {1e300, -1e300, 1e20, -3.0e17}) {
+    ASSERT_TRUE(ReduceAngle(v, &a)) << v;
+    EXPECT_EQ(a, WholeRemainder360(v)) << v;
+  }
+  const std::pair<double, double> cases[] = {{720, 0}, {-360, 0}, {-90, 270}, {450, 90}, {-1e-20, 0},
+                                             {359.5, 359.5}, {-0.25, 359.75}, {30, 30}};
+  for (auto [v, expected] : cases) {
+    ASSERT_TRUE(ReduceAngle(v, &a)) << v;
+    EXPECT_EQ(a, expected) << v;
+  }
+  for (double v : {std::nan(""), std::numeric_limits<double>::infinity(), -std::numeric_limits<double>::infinity()}) {
+    EXPECT_FALSE(ReduceAngle(v, &a));
+  }
+}
+
+// The library's own sine and cosine, against the C library's.
+TEST(GeometryRotateAngle, OwnSineAndCosine) {
+  for (int i = 0; i <= 3000; ++i) {
+    const double x = i * (M_PI / 2 / 3000);
+    double s, c;
+    SinCosQuadrant(x, &s, &c);
+    ASSERT_NEAR(s, std::sin(x), 3e-16) << x;
+    ASSERT_NEAR(c, std::cos(x), 3e-16) << x;
+  }
+}
+
+// Background (200, 100, 0), weight 0.5, pixels (100, 50, 255) and (11, 0, 7):
+// bw = (100, 50, 0); pixel 0 keeps (50, 25, 128) and passes on (50, 25, 127),
+// pixel 1 keeps (6, 0, 4) and passes on (5, 0, 3).
+TEST(GeometryRotateShear, LineBlendsWithNeighbourAndBackground) {
+  const uint32_t bg = Rgb(200, 100, 0);
+  const uint32_t p0 = Rgb(150, 75, 128), p1 = Rgb(56, 25, 131), tail = Rgb(105, 50, 3);
+  ReaderImage row(2, 1, {Rgb(100, 50, 255), Rgb(11, 0, 7)});
+  ReaderImage column(1, 2, {Rgb(100, 50, 255), Rgb(11, 0, 7)});
+  const std::pair<int32_t, std::vector<uint32_t>> cases[] = {
+      {1, {bg, p0, p1, tail, bg, bg}}, {-1, {p1, tail, bg, bg, bg, bg}},
+      {4, {bg, bg, bg, bg, p0, p1}},   {-3, {bg, bg, bg, bg, bg, bg}}};
+  for (const auto& [shift, expected] : cases) {
+    WriterImage h(6, 1), v(1, 6);
+    HorzSkew(row.reader, h.writer, 0, shift, 0.5, bg);
+    VertSkew(column.reader, v.writer, 0, shift, 0.5, bg);
+    EXPECT_EQ(h.Pixels(), expected) << shift;
+    EXPECT_EQ(v.Pixels(), expected) << shift;
+  }
+  WriterImage plain(4, 1);  // weight 0: a plain shifted copy, the background after it
+  HorzSkew(row.reader, plain.writer, 0, 1, 0.0, 0xFF00FFFF);  // the word is written unchanged
+  EXPECT_EQ(plain.Pixels(), (std::vector<uint32_t>{0xFF00FFFF, Rgb(100, 50, 255), Rgb(11, 0, 7), 0x00FFFF}));
+}
+
+// The blocked column shear gives every column what VertSkew gives it, for
+// shifts that put lines partly or wholly outside the destination.
+TEST(GeometryRotateShear, BlockedColumnsMatchSingleColumns) {
+  std::mt19937 rng(42);
+  ReaderImage src(21, 13, RandomPixels(21, 13, 1));
+  WriterImage blocked(21, 30), single(21, 30);
+  int32_t shifts[21];
+  double weights[21];
+  for (int32_t k = 0; k < 21; ++k) {
+    shifts[k] = static_cast<int32_t>(rng() % 60) - 20;
+    weights[k] = (rng() % 1000) / 1000.0;
+    VertSkew(src.reader, single.writer, k, shifts[k], weights[k], 0x8899AA);
+  }
+  VertSkewColumns(src.reader, blocked.writer, 0, kColumnBlock, shifts, weights, 0x8899AA);
+  VertSkewColumns(src.reader, blocked.writer, kColumnBlock, 21 - kColumnBlock, shifts + kColumnBlock,
+                  weights + kColumnBlock, 0x8899AA);
+  EXPECT_EQ(blocked.Pixels(), single.Pixels());
+}
+
+class GeometryRotateMethod : public HostTest {
+ protected:
+  ph::Ref Rotated(const ph::Ref& pic, double angle, uint32_t bg = 0xFFFFFF) {
+    return AsPicture(host().Call(pic, "RotateQVT", {angle, ph::Color{bg}}));
+  }
+};
+
+TEST(GeometryRotateShear, PassSizes) {
+  double theta, s, t;
+  ShearFactors(30, &theta, &s, &t);
+  ShearSizes sizes;
+  ASSERT_TRUE(ComputeShearSizes(100, 50, theta, s, t, &sizes));
+  EXPECT_EQ(sizes.width1, 113);  // pass 1: 113 x 50
+  EXPECT_EQ(sizes.height2, 94);  // pass 2: 113 x 94
+  EXPECT_EQ(sizes.width3, 112);  // result: 112 x 94
+}
+
+// Each pass on its own, with t = s = 1/2 and cos = 1/2 (theta = 60 degrees)
+// on a 3 x 2 source of greys and a grey background of 100, worked by hand:
+// pass 1 shifts rows by 0.25 and 0.75; pass 2 shifts columns by 1, 0.5, 0
+// and -0.5 into 3 rows; pass 3 shifts rows by -0.5, 0 and 0.5 into 3 columns.
+TEST_F(GeometryRotateMethod, EachPassShearsByItsOffsets) {
+  auto greys = [](std::vector<uint32_t> v) {
+    for (uint32_t& g : v) g = Rgb(g, g, g);
+    return v;
+  };
+  const uint32_t bg = Rgb(100, 100, 100);
+  const auto p1 = greys({25, 150, 80, 85, 125, 150, 25, 100});                        // 4 x 2
+  const auto p2 = greys({100, 125, 80, 92, 25, 150, 25, 100, 125, 125, 100, 100});    // 4 x 3
+  const auto p3 = greys({113, 102, 86, 25, 150, 25, 113, 125, 112});                  // 3 x 3
+  ReaderImage source(3, 2, greys({0, 200, 40, 200, 0, 100})), pass1(4, 2, p1), pass2(4, 3, p2);
+  DirectCalls direct(host());
+  const double theta = M_PI / 3;
+  const std::tuple<REALpictureStruct*, int32_t, std::vector<uint32_t>> cases[] = {
+      {Rotate45part1(source.reader, source.reader, bg, theta, 0.5, 0.5), 4, p1},
+      {Rotate45part2(source.reader, pass1.reader, bg, theta, 0.5, 0.5), 4, p2},
+      {Rotate45part3(source.reader, pass2.reader, bg, theta, 0.5, 0.5), 3, p3}};
+  for (const auto& [picture, width, expected] : cases) {
+    PictureReader r;
+    ASSERT_TRUE(GetPictureReader(r, picture));
+    std::vector<uint32_t> got;
+    for (int32_t y = 0; y < r.height; ++y) {
+      for (int32_t x = 0; x < r.width; ++x) got.push_back(ReaderPixel(ReaderRow(r, y) + 3 * x));
+    }
+    EXPECT_EQ(r.width, width);
+    EXPECT_EQ(got, expected);
+    ClosePictureReader(r);
+    Release(picture);
+  }
+}
+
+TEST_F(GeometryRotateMethod, ResultSizes) {
+  struct Case { int32_t w, h; double angle; int32_t rw, rh; };
+  for (Case c : {Case{100, 50, 30, 112, 94}, Case{100, 100, 45, 142, 142}, Case{1, 1, 45, 2, 2},
+                 Case{100, 50, 0.5, 101, 51}, Case{100, 50, 90.5, 51, 101}, Case{100, 50, -330, 112, 94}}) {
+    ph::Ref out = Rotated(Flat(c.w, c.h, 0), c.angle);
+    EXPECT_EQ(host().Width(out), c.rw) << c.angle;
+    EXPECT_EQ(host().Height(out), c.rh) << c.angle;
+  }
+}
+
+TEST_F(GeometryRotateMethod, ExactAnglesAreTurnsWithoutBlending) {
+  const auto px = RandomPixels(5, 3, 3);
+  ph::Ref pic = Picture(5, 3, px);
+  const std::pair<double, const char*> cases[] = {
+      {0, "CloneQVT"},      {360, "CloneQVT"},     {-360, "CloneQVT"},     {720, "CloneQVT"},
+      {-1e-20, "CloneQVT"}, {90, "Rotate90QVT"},   {-270, "Rotate90QVT"},  {450, "Rotate90QVT"},
+      {180, "Rotate180QVT"}, {-180, "Rotate180QVT"}, {270, "Rotate270QVT"}, {-90, "Rotate270QVT"}};
+  for (auto [angle, method] : cases) {
+    ph::Ref out = Rotated(pic, angle, 0x123456);
+    ph::Ref expected = AsPicture(host().Call(pic, method));
+    EXPECT_NE(out.handle(), pic.handle());
+    EXPECT_EQ(host().Width(out), host().Width(expected)) << angle;
+    EXPECT_EQ(host().Pixels(out), host().Pixels(expected)) << angle;
+  }
+  EXPECT_EQ(host().Pixels(pic), px);
+}
+
+// A 60 x 30 picture, left half one colour and right half another, against the
+// ideal rotation about the centres: pixels 2 or more pixels inside a half hold
+// exactly its colour, pixels 2 or more outside the picture exactly the
+// background.
+TEST_F(GeometryRotateMethod, MatchesGeometricRotation) {
+  const uint32_t bg = Rgb(18, 52, 86), left = Rgb(240, 10, 130), right = Rgb(30, 200, 250);
+  const int32_t w = 60, h = 30;
+  std::vector<uint32_t> px(size_t(w) * h);
+  for (size_t i = 0; i < px.size(); ++i) px[i] = int32_t(i % w) < w / 2 ? left : right;
+  ph::Ref pic = Picture(w, h, px);
+  for (double angle : {30.0, 45.0, 200.0, 300.0, -70.0}) {
+    ph::Ref out = Rotated(pic, angle, bg);
+    const int32_t rw = host().Width(out), rh = host().Height(out);
+    const auto got = host().Pixels(out);
+    const double th = angle * M_PI / 180, c = std::cos(th), s = std::sin(th);
+    for (int32_t y = 0; y < rh; ++y) {
+      for (int32_t x = 0; x < rw; ++x) {
+        const double u = x - (rw - 1) / 2.0, v = y - (rh - 1) / 2.0;
+        const double sx = u * c - v * s + (w - 1) / 2.0, sy = u * s + v * c + (h - 1) / 2.0;
+        // Distance inside the picture (negative outside) and from the middle line.
+        const double inside = std::min({sx + 0.5, w - 0.5 - sx, sy + 0.5, h - 0.5 - sy});
+        const uint32_t p = got[size_t(y) * rw + x];
+        if (inside <= -2) {
+          ASSERT_EQ(p, bg) << angle << " at " << x << "," << y;
+        } else if (inside >= 2 && std::fabs(sx - (w / 2 - 0.5)) >= 2) {
+          ASSERT_EQ(p, sx < w / 2 - 0.5 ? left : right) << angle << " at " << x << "," << y;
+        }
+      }
+    }
+  }
+}
+
+TEST_F(GeometryRotateMethod, TinyResidualAddsOneBackgroundRowAndColumn) {
+  const auto px = RandomPixels(7, 5, 5);
+  ph::Ref pic = Picture(7, 5, px);
+  const auto quarter = host().Pixels(AsPicture(host().Call(pic, "Rotate90QVT")));  // 5 x 7
+  ph::Ref out = Rotated(pic, 90.0000001, 0x0000FF);
+  ASSERT_EQ(host().Width(out), 6);
+  ASSERT_EQ(host().Height(out), 8);
+  const auto got = host().Pixels(out);
+  for (int32_t y = 0; y < 8; ++y) {
+    for (int32_t x = 0; x < 6; ++x) {
+      const uint32_t expected = (x < 5 && y < 7) ? quarter[size_t(y) * 5 + x] : 0x0000FF;
+      EXPECT_EQ(got[size_t(y) * 6 + x], expected) << x << "," << y;
+    }
+  }
+}
+
+TEST_F(GeometryRotateMethod, BadInputGivesNilAndReleasesEverything) {
+  ph::Ref pic = Flat(9, 6, 0x445566);
+  for (double angle : {std::nan(""), std::numeric_limits<double>::infinity(), -std::numeric_limits<double>::infinity()}) {
+    EXPECT_TRUE(host().Call(pic, "RotateQVT", {angle, ph::Color{0}}).IsNil());
+  }
+  EXPECT_TRUE(host().Call(ph::Ref(), "RotateQVT", {30.0, ph::Color{0}}).IsNil());
+  EXPECT_EQ(host().Width(Rotated(pic, 1e300)), host().Width(Rotated(pic, WholeRemainder360(1e300))));
+
+  DirectCalls direct(host());
+  auto* handle = static_cast<REALpictureStruct*>(pic.handle());
+  // A failed pass, or a failed turn before the passes: nothing may stay held.
+  for (double angle : {30.0, 120.0, 200.0, 300.0}) {
+    const int builds = angle < 90 ? 3 : 4;
+    for (int n = 1; n <= builds; ++n) {
+      direct.FailBuildsFrom(n);
+      EXPECT_EQ(Rotate(handle, angle, 0), nullptr) << angle << " " << n;
+    }
+    direct.FailBuildsFrom(0);
+    REALpictureStruct* ok = Rotate(handle, angle, 0);
+    EXPECT_NE(ok, nullptr);
+    EXPECT_EQ(direct.Builds(), builds);
+    Release(ok);
+  }
+  ph::Ref foreign = host().NewForeignPicture(4, 3, std::vector<uint32_t>(12, 0x808080));
+  EXPECT_EQ(host().Width(Rotated(foreign, 30)), 5);  // read through its clone
+  direct.RefuseNewPictures(true);
+  for (double angle : {0.0, 30.0, 90.0, 120.0}) {
+    EXPECT_EQ(Rotate(static_cast<REALpictureStruct*>(foreign.handle()), angle, 0), nullptr) << angle;
+  }
+}
+
+}  // namespace

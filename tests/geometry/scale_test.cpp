@@ -1,0 +1,120 @@
+// Scaling: box means, replication, the cubic rows, the choice of path and
+// refusals.
+#include <algorithm>
+
+#include "geometry/scale.h"
+#include "tests/geometry/geometry_test_support.h"
+
+using namespace geometry_test;
+
+namespace {
+
+TEST(GeometryScaleKernels, CubicWeightsAreTheHermitePair) {
+  const std::pair<double, std::array<float, 4>> cases[] = {
+      {0.0, {0, 1, 0, 0}}, {0.5, {0, 0.5f, 0.5f, 0}}, {0.25, {0, 0.84375f, 0.15625f, 0}}, {0.75, {0, 0.15625f, 0.84375f, 0}}};
+  for (const auto& [u, expected] : cases) {
+    float w[4];
+    CubicWeights(u, w);
+    EXPECT_EQ((std::array<float, 4>{w[0], w[1], w[2], w[3]}), expected) << u;
+  }
+}
+
+// Box means against a per-pixel reference whose box starts at
+// (x * srcW) div newW in exact integers. 30 -> 22 and 26 -> 46 are sizes where
+// the double product would fall one short: (30 / 22) * 11 truncates to 14,
+// not 15, and (26 / 46) * 23 to 12, not 13.
+TEST(GeometryScaleKernels, BoxMatchesPerPixelMeans) {
+  for (auto [sw, sh, dw, dh] : {std::array{7, 5, 3, 2}, {10, 9, 4, 6}, {9, 4, 6, 4}, {5, 3, 5, 7}, {6, 6, 1, 1}, {30, 30, 22, 22}, {26, 26, 46, 46}}) {
+    const auto px = RandomPixels(sw, sh, static_cast<uint32_t>(sw * 31 + dw));
+    ReaderImage src(sw, sh, px);
+    WriterImage dst(dw, dh);
+    ScaleBox(src.reader, dst.writer);
+    const int bw = (sw + dw - 1) / dw, bh = (sh + dh - 1) / dh;
+    for (int y = 0; y < dh; ++y) {
+      for (int x = 0; x < dw; ++x) {
+        uint32_t sum[3] = {0, 0, 0};
+        for (int j = 0; j < bh; ++j) {
+          for (int i = 0; i < bw; ++i) {
+            const uint32_t p = px[size_t(y * sh / dh + j) * sw + (x * sw / dw + i)];
+            sum[0] += p >> 16, sum[1] += (p >> 8) & 0xFF, sum[2] += p & 0xFF;
+          }
+        }
+        const uint32_t n = uint32_t(bw * bh);
+        ASSERT_EQ(dst.At(x, y), Rgb(sum[0] / n, sum[1] / n, sum[2] / n)) << sw << "x" << sh << " " << x << "," << y;
+      }
+    }
+  }
+}
+
+class GeometryScaleMethod : public HostTest {
+ protected:
+  std::vector<uint32_t> Scaled(const ph::Ref& pic, int32_t w, int32_t h, bool aa) {
+    ph::Ref out = AsPicture(host().Call(pic, "ScaleQVT", {w, h, aa}));
+    EXPECT_EQ(host().Width(out), w);
+    EXPECT_EQ(host().Height(out), h);
+    return out ? host().Pixels(out) : std::vector<uint32_t>{};
+  }
+};
+
+TEST_F(GeometryScaleMethod, ReductionAveragesBlocksEitherWay) {
+  // Blocks: the four quadrants, means truncated per channel.
+  const std::vector<uint32_t> px = {
+      Rgb(0, 0, 0), Rgb(1, 10, 255), Rgb(100, 0, 0), Rgb(101, 0, 0),
+      Rgb(2, 20, 255), Rgb(3, 30, 254), Rgb(102, 0, 0), Rgb(104, 0, 1),
+      Rgb(9, 9, 9), Rgb(9, 9, 9), Rgb(255, 255, 255), Rgb(255, 255, 255),
+      Rgb(9, 9, 9), Rgb(10, 10, 10), Rgb(255, 255, 255), Rgb(0, 0, 0)};
+  const std::vector<uint32_t> means = {Rgb(1, 15, 191), Rgb(101, 0, 0), Rgb(9, 9, 9), Rgb(191, 191, 191)};
+  ph::Ref pic = Picture(4, 4, px);
+  EXPECT_EQ(Scaled(pic, 2, 2, false), means);
+  EXPECT_EQ(Scaled(pic, 2, 2, true), means);
+  EXPECT_EQ(Scaled(pic, 4, 4, true), px);  // same size: 1 x 1 boxes
+  // 4 x 4 to 8 x 2 with AntiAlias: the height shrinks, so boxes of 1 x 2.
+  const auto wide = Scaled(pic, 8, 2, true);
+  for (int y = 0; y < 2; ++y) {
+    for (int x = 0; x < 8; ++x) {
+      const uint32_t a = px[size_t(2 * y) * 4 + x / 2], b = px[size_t(2 * y + 1) * 4 + x / 2];
+      const uint32_t mean = Rgb(((a >> 16) + (b >> 16)) / 2, (((a >> 8) & 0xFF) + ((b >> 8) & 0xFF)) / 2, ((a & 0xFF) + (b & 0xFF)) / 2);
+      EXPECT_EQ(wide[size_t(y) * 8 + x], mean) << x << "," << y;
+    }
+  }
+}
+
+TEST_F(GeometryScaleMethod, EnlargementReplicatesOrInterpolates) {
+  const std::vector<uint32_t> px = {0x102030, 0x405060, 0x708090, 0xA0B0C0};
+  EXPECT_EQ(Scaled(Picture(2, 2, px), 4, 4, false),
+            (std::vector<uint32_t>{px[0], px[0], px[1], px[1], px[0], px[0], px[1], px[1],
+                                   px[2], px[2], px[3], px[3], px[2], px[2], px[3], px[3]}));
+  // Red 0, 100, 200 to 6 x 2: the last column and the last row fade because
+  // their outer taps fall outside the source.
+  const auto cubic = Scaled(Picture(3, 1, {Rgb(0, 7, 255), Rgb(100, 7, 255), Rgb(200, 7, 255)}), 6, 2, true);
+  const uint32_t red[2][6] = {{0, 50, 100, 150, 200, 100}, {0, 25, 50, 75, 100, 50}};
+  for (int y = 0; y < 2; ++y) {
+    for (int x = 0; x < 6; ++x) EXPECT_EQ(cubic[size_t(y) * 6 + x] >> 16, red[y][x]) << x << "," << y;
+  }
+  // Green 7 and blue 255 stay on the inner taps; the last column and row fade
+  // (7 * 0.5 + 0.5 = 4, 255 * 0.5 + 0.5 = 128; 255 * 0.25 + 0.5 = 64 in the corner).
+  EXPECT_EQ(cubic[0] & 0xFFFF, 0x07FFu);
+  EXPECT_EQ(cubic[5] & 0xFFFF, 0x0480u);
+  EXPECT_EQ(cubic[11] & 0xFF, 64u);
+}
+
+TEST_F(GeometryScaleMethod, RefusalsGiveNilWithNothingHeld) {
+  ph::Ref pic = Flat(4, 4, 0x808080);
+  for (auto [w, h] : {std::pair{0, 4}, {4, -1}, {-3, -3}, {50000, 50000}}) {
+    for (bool aa : {false, true}) EXPECT_TRUE(host().Call(pic, "ScaleQVT", {w, h, aa}).IsNil()) << w << "x" << h;
+  }
+  EXPECT_TRUE(host().Call(ph::Ref(), "ScaleQVT", {int32_t{8}, int32_t{8}, true}).IsNil());
+  ph::Ref foreign = host().NewForeignPicture(2, 1, std::vector<uint32_t>{0x000000, 0x646464});
+  EXPECT_EQ(Scaled(foreign, 4, 2, true)[1], 0x323232u);  // read through its clone
+
+  DirectCalls direct(host());
+  direct.RefuseNewPictures(true);
+  for (bool aa : {false, true}) EXPECT_EQ(ScalePicture(static_cast<REALpictureStruct*>(foreign.handle()), 8, 8, aa), nullptr);
+  direct.RefuseNewPictures(false);
+  // A cubic result the host cannot build falls back to the box path.
+  direct.FailBuildsFrom(1);
+  EXPECT_EQ(ScalePicture(static_cast<REALpictureStruct*>(pic.handle()), 8, 8, true), nullptr);
+  EXPECT_EQ(direct.Builds(), 2);
+}
+
+}  // namespace

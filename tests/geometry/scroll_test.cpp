@@ -1,0 +1,116 @@
+// Scrolling: the shifting steps on a buffer laid out like an editor, and the
+// handlers' reports on a platform without in-place access.
+#include <cstring>
+
+#include "geometry/scroll.h"
+#include "tests/geometry/geometry_test_support.h"
+
+using namespace geometry_test;
+
+namespace {
+
+constexpr uint32_t kWhite = 0xFFFFFFFF;
+constexpr uint32_t kPad = 0x5A5A5A5A;
+
+// A W x H editor over 4-byte pixels with two padding words per row.
+struct EditorImage {
+  int32_t w, h, stride;
+  std::vector<uint32_t> words;
+  PictureEditor editor{};
+  EditorImage(int32_t w_, int32_t h_) : w(w_), h(h_), stride(w_ + 2), words(size_t(stride) * h_, kPad) {
+    for (int32_t y = 0; y < h; ++y) {
+      for (int32_t x = 0; x < w; ++x) At(x, y) = uint32_t(y * 1000 + x);
+    }
+    editor.rowBytes = 4 * stride;
+    editor.base = reinterpret_cast<uint8_t*>(words.data());
+    editor.width = w;
+    editor.height = h;
+  }
+  uint32_t& At(int32_t x, int32_t y) { return words[size_t(y) * stride + x]; }
+};
+
+// What a scroll by (dx, dy) must leave at (x, y): the original pixel that
+// came from (x - dx, y - dy), wrapped or white when it came from outside.
+uint32_t Expected(const EditorImage& e, int32_t x, int32_t y, int64_t dx, int64_t dy, bool wrap) {
+  int64_t sx = x - dx, sy = y - dy;
+  if (wrap) {
+    sx = ((sx % e.w) + e.w) % e.w;
+    sy = ((sy % e.h) + e.h) % e.h;
+  } else if (sx < 0 || sx >= e.w || sy < 0 || sy >= e.h) {
+    return kWhite;
+  }
+  return uint32_t(sy * 1000 + sx);
+}
+
+void ExpectScrolled(EditorImage& e, int32_t dx, int32_t dy, bool wrap) {
+  // Vertical shifts move whole rows, padding included; filled rows are white
+  // to their end.
+  const bool allWhite = !wrap && (std::abs(int64_t{dx}) >= e.w || std::abs(int64_t{dy}) >= e.h);
+  for (int32_t y = 0; y < e.h; ++y) {
+    const bool rowFilled = allWhite || (!wrap && (y - int64_t{dy} < 0 || y - int64_t{dy} >= e.h));
+    for (int32_t x = 0; x < e.stride; ++x) {
+      const uint32_t expected = x >= e.w ? (rowFilled ? kWhite : kPad) : Expected(e, x, y, dx, dy, wrap);
+      ASSERT_EQ(e.At(x, y), expected) << "d=" << dx << "," << dy << " wrap=" << wrap << " at " << x << "," << y;
+    }
+  }
+}
+
+TEST(GeometryScrollKernels, WrapOffsetReduction) {
+  const std::array<int32_t, 3> cases[] = {{7, 10, -3}, {5, 10, 5}, {-5, 10, 5}, {23, 10, 3}, {-7, 10, 3},
+                                          {20, 10, 0}, {9, 1, 0},  {INT32_MIN, 10, 2}, {INT32_MAX, 7, 1}};
+  for (auto [delta, n, r] : cases) EXPECT_EQ(WrapOffset(delta, n), r) << delta << " on " << n;
+}
+
+TEST(GeometryScrollKernels, HorizontalShifts) {
+  for (bool wrap : {true, false}) {
+    for (int32_t d : {7, -3, 23, 2, -2, 1, -9, 10, -10, 11, INT32_MIN}) {
+      EditorImage e(10, 3);
+      EXPECT_TRUE(ShiftEditorHorizontal(e.editor, d, wrap));
+      ExpectScrolled(e, d, 0, wrap);
+    }
+  }
+}
+
+TEST(GeometryScrollKernels, VerticalShifts) {
+  for (bool wrap : {true, false}) {
+    for (int32_t d : {3, 23, -3, -7, 2, -2, 9, 10, -10, 40, INT32_MAX}) {
+      EditorImage e(3, 10);
+      EXPECT_TRUE(ShiftEditorVertical(e.editor, d, wrap));
+      ExpectScrolled(e, 0, d, wrap);
+    }
+  }
+  EditorImage flat(6, 1);  // one row high: unchanged by any wrapped delta
+  for (int32_t d : {1, -1, 5, 12345}) {
+    ShiftEditorVertical(flat.editor, d, true);
+    ExpectScrolled(flat, 0, 0, true);
+  }
+}
+
+class GeometryScrollMethods : public HostTest {};
+
+// Without in-place access nothing moves: horizontal scrolls report true,
+// vertical ones only for delta 0, ScrollQVT only for deltaY 0.
+TEST_F(GeometryScrollMethods, ReportsWithoutInPlaceAccess) {
+  const auto px = RandomPixels(6, 4, 9);
+  ph::Ref pic = Picture(6, 4, px);
+  for (bool wrap : {false, true}) {
+    for (bool mask : {false, true}) {
+      for (int32_t d : {0, 3, -20}) {
+        EXPECT_TRUE(host().Call(pic, "ScrollHorizontalQVT", {d, wrap, mask}).AsBool());
+        EXPECT_EQ(host().Call(pic, "ScrollVerticalQVT", {d, wrap, mask}).AsBool(), d == 0);
+        EXPECT_EQ(host().Call(pic, "ScrollQVT", {int32_t{5}, d, wrap, mask}).AsBool(), d == 0);
+      }
+    }
+  }
+  EXPECT_EQ(host().Pixels(pic), px);
+  // With a mask, scrollmask shifts it first; its vertical shift reports false.
+  host().SetMask(pic, Flat(6, 4, 0));
+  EXPECT_TRUE(host().Call(pic, "ScrollHorizontalQVT", {int32_t{2}, true, true}).AsBool());
+  EXPECT_FALSE(host().Call(pic, "ScrollVerticalQVT", {int32_t{2}, true, true}).AsBool());
+  EXPECT_TRUE(host().Call(pic, "ScrollVerticalQVT", {int32_t{0}, true, true}).AsBool());
+  for (const char* m : {"ScrollHorizontalQVT", "ScrollVerticalQVT"}) {
+    EXPECT_FALSE(host().Call(ph::Ref(), m, {int32_t{0}, true, true}).AsBool());
+  }
+}
+
+}  // namespace
