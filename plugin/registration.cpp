@@ -6,6 +6,7 @@
 #include "geometry/geometry.h"
 #include "pixels/picture_access.h"
 #include "plugin/registration.h"
+#include "tone/tone.h"
 
 namespace {
 
@@ -28,6 +29,18 @@ REALmethodDefinition PictureExtensionMethods[] = {
      "ScrollHorizontalQVT(delta as integer, wrap as boolean, scrollmask as boolean) as boolean", 0},
     {Handler(ScrollQVT), nullptr,
      "ScrollQVT(deltaX as integer, deltaY as integer, wrap as boolean, scrollmask as boolean) as boolean", 0},
+    {Handler(HasMaskPicture), nullptr, "HasMaskQVT as boolean", 0},
+    {Handler(AbsBrightnessPicture3), nullptr,
+     "ChangeBrightnessAbsoluteQVT(r as double, g as double, b as double) as picture", 0},
+    {Handler(LinBrightnessPicture3), nullptr,
+     "ChangeBrightnessLinearQVT(r as double, g as double, b as double) as picture", 0},
+    {Handler(AbsBrightnessPicture1), nullptr, "ChangeBrightnessAbsoluteQVT(x as double) as picture", 0},
+    {Handler(LinBrightnessPicture1), nullptr, "ChangeBrightnessLinearQVT(x as double) as picture", 0},
+    {Handler(TransformPicture), nullptr, "ChangeCustomQVT(a as double, b as double) as picture", 0},
+    {Handler(ContrastPicture1), nullptr, "ChangeContrastQVT(x as double) as picture", 0},
+    {Handler(ContrastPicture3), nullptr, "ChangeContrastQVT(xr as double, xg as double, xb as double) as picture", 0},
+    {Handler(InvertPicture), nullptr,
+     "InvertQVT(left as integer,top as integer,width as integer,height as integer) as picture", 0},
     {Handler(static_cast<PictureTurn>(Rotate90)), nullptr, "Rotate90QVT as picture", 0},
     {Handler(static_cast<PictureTurn>(Rotate180)), nullptr, "Rotate180QVT as picture", 0},
     {Handler(static_cast<PictureTurn>(Rotate270)), nullptr, "Rotate270QVT as picture", 0},
@@ -38,10 +51,27 @@ REALmethodDefinition PictureExtensionMethods[] = {
     {Handler(BitmapPicture), nullptr, "BitmapQVT as picture", 0},
     {Handler(ScalePicture), nullptr,
      "ScaleQVT(width as integer, height as integer, AntiAlias as boolean) as picture", 0},
+    {Handler(GetEmbededMask), Handler(SetEmbededMask), "EmbeddedMaskQVT(swap as boolean) as picture", 0},
+    {Handler(AutoLevelPicture), nullptr, "AutoLevelQVT as picture", 0},
+    {Handler(CountColorQVT), nullptr, "CountColorQVT(col as color) as integer", 0},
+    {Handler(CountColorsQVT), nullptr,
+     "CountColorsQVT(byref red as memoryblock, byref blue as memoryblock, byref green as memoryblock, byref count as integer)",
+     0},
+    {Handler(TransformColorsQVT), nullptr,
+     "TransformColorsQVT(red as memoryblock, blue as memoryblock, green as memoryblock) as picture", 0},
 };
 
 // Global methods, in registration order.
 REALmethodDefinition GlobalMethods[] = {
+    {Handler(CombinePicturesQVT), nullptr,
+     "CombinePicturesQVT(red as picture, blue as picture, green as picture) as picture", 0},
+    {Handler(BlendPicture), nullptr,
+     "BlendPicturesQVT(source as picture, sourcepercent as double, dest as picture, destpercent as double) as picture",
+     0},
+    {Handler(BlendPictureMask), nullptr,
+     "BlendPicturesWithMaskQVT(source as picture, dest as picture, mask as picture) as picture", 0},
+    {Handler(TintPicture), nullptr,
+     "TintPictureQVT(source as picture, GreyBase as color, SepiaBase as color) as picture", 0},
 };
 const uint32_t GlobalMethodCount = sizeof GlobalMethods / sizeof(REALmethodDefinition);
 

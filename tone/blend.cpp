@@ -1,0 +1,150 @@
+// Blending, combining and tinting: global methods that make one new picture
+// from one, two or three host pictures of equal size.
+#include <array>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+
+#include "pixels/picture_access.h"
+#include "tone/tone.h"
+
+namespace {
+
+// Closes the first `count` readers, last opened first.
+template <size_t N>
+void CloseReaders(std::array<PictureReader, N>& readers, size_t count) {
+  while (count > 0) ClosePictureReader(readers[--count]);
+}
+
+// The frame shared by the four methods. Readers are opened on `pictures` in
+// the order given and must all have the size of the first; a writer of that
+// size is filled row by row by `row(sourceRows, destinationRow, width)`.
+// Every reader that was opened is closed, in reverse order, on every path.
+template <size_t N, typename RowFunction>
+REALpictureStruct* CombineFrame(const std::array<REALpictureStruct*, N>& pictures, RowFunction row) {
+  for (REALpictureStruct* p : pictures)
+    if (!p) return nullptr;
+
+  std::array<PictureReader, N> readers;
+  for (size_t i = 0; i < N; ++i) {
+    if (!GetPictureReader(readers[i], pictures[i])) {
+      CloseReaders(readers, i);
+      return nullptr;
+    }
+  }
+  const int32_t width = readers[0].width;
+  const int32_t height = readers[0].height;
+  for (size_t i = 1; i < N; ++i) {
+    if (readers[i].width != width || readers[i].height != height) {
+      CloseReaders(readers, N);
+      return nullptr;
+    }
+  }
+
+  PictureWriter writer;
+  if (!NewPictureWriter(writer, width, height)) {
+    CloseReaders(readers, N);
+    return nullptr;
+  }
+  std::array<const uint8_t*, N> rows;
+  for (int32_t y = 0; y < height; ++y) {
+    for (size_t i = 0; i < N; ++i) rows[i] = ReaderRow(readers[i], y);
+    row(rows, WriterRow(writer, y), width);
+  }
+  REALpictureStruct* result = RenderPictureWriter(writer);
+  CloseReaders(readers, N);
+  return result;
+}
+
+// A blended channel: above 255 gives 255; a negative value keeps its low
+// 8 bits (the two's-complement wrap of the exact value).
+inline uint32_t StoreBlended(int64_t v) {
+  if (v > 255) return 255;
+  return static_cast<uint32_t>(v) & 0xFF;
+}
+
+inline int64_t BlendChannel(uint32_t s, uint32_t d, int64_t ws, int64_t wd) {
+  // Division truncates toward zero, also for negative sums.
+  return (static_cast<int64_t>(s) * ws + static_cast<int64_t>(d) * wd) / 1024;
+}
+
+inline uint32_t TintChannel(double v) { return v > 255.0 ? 255 : static_cast<uint32_t>(static_cast<int32_t>(v)); }
+
+}  // namespace
+
+int32_t FixedWeight(double weight) {
+  const double w = std::trunc(weight * 1024.0);
+  if (!(w == w)) return 0;
+  if (w >= 2147483647.0) return INT32_MAX;
+  if (w <= -2147483648.0) return INT32_MIN;
+  return static_cast<int32_t>(w);
+}
+
+void BlendRow(const uint8_t* source, const uint8_t* dest, uint32_t* dst, int32_t width, int32_t ws,
+              int32_t wd) {
+  // Sums are formed in 64 bits: 255 × (ws + wd) leaves the 32-bit range for
+  // weights beyond about 8224, and the rules above then still hold exactly.
+  for (int32_t x = 0; x < width; ++x, source += 3, dest += 3) {
+    dst[x] = PackRGB(StoreBlended(BlendChannel(source[0], dest[0], ws, wd)),
+                     StoreBlended(BlendChannel(source[1], dest[1], ws, wd)),
+                     StoreBlended(BlendChannel(source[2], dest[2], ws, wd)));
+  }
+}
+
+void BlendMaskRow(const uint8_t* source, const uint8_t* dest, const uint8_t* mask, uint32_t* dst,
+                  int32_t width) {
+  for (int32_t x = 0; x < width; ++x, source += 3, dest += 3, mask += 3) {
+    const uint32_t m = (static_cast<uint32_t>(mask[0]) + mask[1] + mask[2]) / 3;
+    const uint32_t keep = 255 - m;
+    // At most 255 × 255 / 255, so never above 255.
+    dst[x] = PackRGB((source[0] * keep + dest[0] * m) / 255, (source[1] * keep + dest[1] * m) / 255,
+                     (source[2] * keep + dest[2] * m) / 255);
+  }
+}
+
+void CombineRow(const uint8_t* red, const uint8_t* green, const uint8_t* blue, uint32_t* dst, int32_t width) {
+  for (int32_t x = 0; x < width; ++x) dst[x] = PackRGB(red[3 * x], green[3 * x + 1], blue[3 * x + 2]);
+}
+
+TintWeights MakeTintWeights(uint32_t greyBase, uint32_t sepiaBase) {
+  return TintWeights{RedOf(greyBase) / 255.0,  GreenOf(greyBase) / 255.0,  BlueOf(greyBase) / 255.0,
+                     RedOf(sepiaBase) / 255.0, GreenOf(sepiaBase) / 255.0, BlueOf(sepiaBase) / 255.0};
+}
+
+void TintRow(const uint8_t* src, uint32_t* dst, int32_t width, const TintWeights& w) {
+  for (int32_t x = 0; x < width; ++x, src += 3) {
+    const double y = w.wr * src[0] + w.wg * src[1] + w.wb * src[2];
+    dst[x] = PackRGB(TintChannel(y * w.tr), TintChannel(y * w.tg), TintChannel(y * w.tb));
+  }
+}
+
+REALpictureStruct* BlendPicture(REALpictureStruct* source, double sourcepercent, REALpictureStruct* dest,
+                                double destpercent) {
+  const int32_t ws = FixedWeight(sourcepercent);
+  const int32_t wd = FixedWeight(destpercent);
+  return CombineFrame<2>({source, dest}, [ws, wd](const auto& rows, uint32_t* dst, int32_t width) {
+    BlendRow(rows[0], rows[1], dst, width, ws, wd);
+  });
+}
+
+REALpictureStruct* BlendPictureMask(REALpictureStruct* source, REALpictureStruct* dest,
+                                    REALpictureStruct* mask) {
+  return CombineFrame<3>({source, dest, mask}, [](const auto& rows, uint32_t* dst, int32_t width) {
+    BlendMaskRow(rows[0], rows[1], rows[2], dst, width);
+  });
+}
+
+REALpictureStruct* CombinePicturesQVT(REALpictureStruct* red, REALpictureStruct* blue,
+                                      REALpictureStruct* green) {
+  // Parameters come red, blue, green; the pictures are read red, green, blue.
+  return CombineFrame<3>({red, green, blue}, [](const auto& rows, uint32_t* dst, int32_t width) {
+    CombineRow(rows[0], rows[1], rows[2], dst, width);
+  });
+}
+
+REALpictureStruct* TintPicture(REALpictureStruct* source, uint32_t greyBase, uint32_t sepiaBase) {
+  const TintWeights weights = MakeTintWeights(greyBase, sepiaBase);
+  return CombineFrame<1>({source}, [&weights](const auto& rows, uint32_t* dst, int32_t width) {
+    TintRow(rows[0], dst, width, weights);
+  });
+}

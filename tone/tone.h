@@ -1,0 +1,116 @@
+// Tone and colour: brightness, contrast, custom curves and inversion; automatic
+// levels; blending, combining and tinting; colour counting and remapping;
+// embedded masks.
+//
+// The handlers take the host's arguments as registered (the picture first for
+// the Picture extension methods) and return a new picture, or nil when they
+// cannot do their work. The row kernels below them know nothing of pictures or
+// of the host: they take a reader row (3 bytes red, green, blue per pixel), a
+// writer row (words 0x00RRGGBB) and the width.
+#pragma once
+
+#include <cstdint>
+
+#include "plugin/host_interface.h"
+
+// --- Brightness, contrast, custom curves, inversion (brightness.cpp) ---------
+
+REALpictureStruct* AbsBrightnessPicture3(REALpictureStruct* picture, double r, double g, double b);
+REALpictureStruct* AbsBrightnessPicture1(REALpictureStruct* picture, double x);
+REALpictureStruct* LinBrightnessPicture3(REALpictureStruct* picture, double r, double g, double b);
+REALpictureStruct* LinBrightnessPicture1(REALpictureStruct* picture, double x);
+REALpictureStruct* ContrastPicture3(REALpictureStruct* picture, double xr, double xg, double xb);
+REALpictureStruct* ContrastPicture1(REALpictureStruct* picture, double x);
+REALpictureStruct* TransformPicture(REALpictureStruct* picture, double a, double b);
+REALpictureStruct* InvertPicture(REALpictureStruct* picture, int32_t left, int32_t top, int32_t width,
+                                 int32_t height);
+
+// A 256-entry table per channel: the new value of every channel value.
+struct ChannelTables {
+  uint8_t red[256];
+  uint8_t green[256];
+  uint8_t blue[256];
+};
+
+// Clamp and truncate: above 255 gives 255, otherwise below 0 gives 0,
+// otherwise truncation toward zero. NaN gives 0.
+uint8_t ClampTruncate(double v);
+// The low 8 bits of v truncated toward zero, for any finite v (the exact
+// value modulo 256, as a two's-complement integer of enough bits would hold
+// it). NaN and infinities give 0.
+uint8_t TruncateLow8(double v);
+
+// The channel curves, one table entry per source value s.
+void AbsBrightnessTable(double d, uint8_t table[256]);
+void LinBrightnessTable(double d, uint8_t table[256]);
+void ContrastTable(double d, uint8_t table[256]);
+void LinearCurveTable(double a, double b, uint8_t table[256]);
+
+// Maps `width` reader pixels through the three tables into writer words.
+void ChannelTableRow(const uint8_t* src, uint32_t* dst, int32_t width, const uint8_t* red,
+                     const uint8_t* green, const uint8_t* blue);
+
+// --- Automatic levels (autolevel.cpp) ----------------------------------------
+
+REALpictureStruct* AutoLevelPicture(REALpictureStruct* picture);
+
+// Adds the luminance level of each of `width` reader pixels to `histogram`.
+void LuminanceHistogramRow(const uint8_t* src, int32_t width, uint32_t histogram[256]);
+
+// The dark and bright levels chosen from a luminance histogram.
+struct LevelPair {
+  int32_t lo;
+  int32_t hi;
+};
+LevelPair ChooseLevels(const uint32_t histogram[256]);
+// The stretch of lo..hi onto 0..255 (a threshold at lo when hi equals lo).
+void LevelsTable(LevelPair levels, uint8_t table[256]);
+
+// --- Blending, combining, tinting (blend.cpp) --------------------------------
+
+REALpictureStruct* BlendPicture(REALpictureStruct* source, double sourcepercent, REALpictureStruct* dest,
+                                double destpercent);
+REALpictureStruct* BlendPictureMask(REALpictureStruct* source, REALpictureStruct* dest,
+                                    REALpictureStruct* mask);
+REALpictureStruct* CombinePicturesQVT(REALpictureStruct* red, REALpictureStruct* blue,
+                                      REALpictureStruct* green);
+REALpictureStruct* TintPicture(REALpictureStruct* source, uint32_t greyBase, uint32_t sepiaBase);
+
+// A weight as a fixed-point integer with 10 fraction bits: weight × 1024
+// truncated toward zero, held to the signed 32-bit range (NaN gives 0).
+int32_t FixedWeight(double weight);
+
+void BlendRow(const uint8_t* source, const uint8_t* dest, uint32_t* dst, int32_t width, int32_t ws,
+              int32_t wd);
+void BlendMaskRow(const uint8_t* source, const uint8_t* dest, const uint8_t* mask, uint32_t* dst,
+                  int32_t width);
+void CombineRow(const uint8_t* red, const uint8_t* green, const uint8_t* blue, uint32_t* dst,
+                int32_t width);
+
+// The six fractions of a tint, each a channel of its colour divided by 255.
+struct TintWeights {
+  double wr, wg, wb;  // grey base
+  double tr, tg, tb;  // sepia base
+};
+TintWeights MakeTintWeights(uint32_t greyBase, uint32_t sepiaBase);
+void TintRow(const uint8_t* src, uint32_t* dst, int32_t width, const TintWeights& w);
+
+// --- Colour counting and remapping (colours.cpp) ------------------------------
+
+int32_t CountColorQVT(REALpictureStruct* picture, uint32_t col);
+void CountColorsQVT(REALpictureStruct* picture, REALmemoryBlockStruct** red, REALmemoryBlockStruct** blue,
+                    REALmemoryBlockStruct** green, int32_t* count);
+REALpictureStruct* TransformColorsQVT(REALpictureStruct* picture, REALmemoryBlockStruct* red,
+                                      REALmemoryBlockStruct* blue, REALmemoryBlockStruct* green);
+
+// The number of the `width` reader pixels whose colour 0x00RRGGBB is `col`.
+uint32_t CountColorRow(const uint8_t* src, int32_t width, uint32_t col);
+// Adds each of the `width` reader pixels to the three channel histograms.
+void ChannelHistogramRow(const uint8_t* src, int32_t width, uint32_t red[256], uint32_t green[256],
+                         uint32_t blue[256]);
+
+// --- Embedded masks (masks.cpp) ----------------------------------------------
+
+unsigned char HasMaskPicture(REALpictureStruct* picture);
+REALpictureStruct* GetEmbededMask(REALpictureStruct* picture, unsigned char swap);
+void SetEmbededMask(REALpictureStruct* picture, unsigned char swap, REALpictureStruct* mask);
