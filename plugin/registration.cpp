@@ -3,6 +3,7 @@
 // process and writes the instance-data offset into each class record.
 #include <iterator>
 
+#include "filters/filters.h"
 #include "geometry/geometry.h"
 #include "pixels/picture_access.h"
 #include "plugin/registration.h"
@@ -86,8 +87,14 @@ REALclassDefinition PictureExtensionClass = {
 void PluginEntry() {
   PluginStart("Picture");
   // Classes: sepia, convolution, lookup table, palette, matrix, matrix 3D.
+  REALRegisterClass(&PictureSepiaClass);
+  REALRegisterClass(&PictureConvolutionClass);
+  REALRegisterClass(&Lut3DClass);
+  REALRegisterClass(&PictureMatrixClass);
+  REALRegisterClass(&PictureMatrixClass3D);
   REALRegisterClassExtension(&graphicseClass);
   REALRegisterClassExtension(&PictureExtensionClass);
   for (uint32_t i = 0; i < GlobalMethodCount; ++i) REALRegisterMethod(&GlobalMethods[i]);
   // Last: the minimum and maximum finder.
+  REALRegisterClass(&FindMinMaxClass);
 }

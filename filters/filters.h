@@ -1,0 +1,108 @@
+// The filter classes: their class records, registered by PluginEntry, and the
+// row kernels their runs are made of.
+#pragma once
+
+#include <cstdint>
+
+#include "filters/filter_frame.h"
+#include "plugin/host_interface.h"
+
+extern REALclassDefinition PictureSepiaClass;
+extern REALclassDefinition PictureConvolutionClass;
+extern REALclassDefinition Lut3DClass;
+extern REALclassDefinition PictureMatrixClass;
+extern REALclassDefinition PictureMatrixClass3D;
+extern REALclassDefinition FindMinMaxClass;
+
+// --- 5 x 5 integer matrix ----------------------------------------------------
+
+struct MatrixKernel {
+  int32_t cells[25];     // row by row, cell (x, y) at 5 * y + x; cells of 255 or more set to 0
+  int32_t displacement;  // added to each weighted sum
+  double scale;          // multiplies the displaced sum
+  uint32_t channels;     // kChannel* bits; unselected channels are written as 0
+};
+
+// The kernel cells as a run uses them: a cell of 255 or more contributes nothing.
+void PrepareMatrixKernel(MatrixKernel& kernel, const int32_t cells[25]);
+
+// Computes `count` result pixels of one row. rows[k] is source row y + k - 2
+// (reader layout), pointing at the pixel two columns left of the first result.
+void MatrixRow(const uint8_t* const rows[5], uint32_t* dst, int32_t count,
+               const MatrixKernel& kernel);
+
+// --- Separable convolution ---------------------------------------------------
+
+constexpr int32_t kMaxConvolutionTaps = 20;
+
+struct SeparableKernel {
+  double weights[kMaxConvolutionTaps];  // tap i applies at distance i - count / 2
+  int32_t count;                        // 2..20
+  uint32_t channels;                    // filtered channels; the others are copied
+};
+
+// Horizontal pass over `count` pixels: src is a reader-layout row at the pixel
+// count / 2 columns left of the first result, dst the intermediate row (three
+// bytes per pixel) at the first result.
+void ConvolveRowHorizontal(const uint8_t* src, uint8_t* dst, int32_t count,
+                           const SeparableKernel& kernel);
+
+// Vertical pass over a whole row: top is the intermediate row count / 2 rows
+// above the result row, stride the intermediate's row length in bytes.
+void ConvolveRowVertical(const uint8_t* top, int32_t stride, uint32_t* dst, int32_t width,
+                         const SeparableKernel& kernel);
+
+// --- Colour matrix -------------------------------------------------------------
+
+struct ColorMatrix {
+  double weight[3][3];     // [output channel][input channel], red, green, blue
+  double inputOffset[3];   // added to each input channel before weighting
+  double outputOffset[3];  // added to each output channel after weighting
+};
+
+void ColorMatrixRow(const uint8_t* src, uint32_t* dst, int32_t count, const ColorMatrix& matrix);
+
+// --- Three-dimensional lookup table --------------------------------------------
+
+constexpr int32_t kLutNodes = 18;  // per axis; a run uses nodes 0..15
+constexpr int32_t kLutEntries = kLutNodes * kLutNodes * kLutNodes * 3;
+
+// Entry x (0 red, 1 green, 2 blue) of node (r, g, b).
+constexpr int32_t LutIndex(int32_t r, int32_t g, int32_t b, int32_t x) {
+  return 972 * r + 54 * g + 3 * b + x;
+}
+
+// Maps `count` pixels through the table by tetrahedral interpolation.
+void Lut3DRow(const uint8_t* src, uint32_t* dst, int32_t count, const PackedDouble* table);
+
+// --- Sepia -------------------------------------------------------------------------
+
+struct SepiaWeights {
+  int32_t red, green, blue;  // weights with 10 fraction bits
+  int32_t tint[3];           // added to the luminance for red, green, blue
+};
+
+// A weight in fixed point with 10 fraction bits, truncated toward zero;
+// not-a-number gives 0 and values beyond the 32-bit range are clamped to it.
+int32_t FixedPointWeight(double weight);
+
+void SepiaRow(const uint8_t* src, uint32_t* dst, int32_t count, const SepiaWeights& weights);
+
+// --- Minimum and maximum finder ----------------------------------------------------
+
+struct Extreme {
+  int32_t x, y, value;
+};
+
+// Quantities: 0 red, 1 green, 2 blue, 3 the sum of the three.
+struct MinMaxSearch {
+  Extreme max[4];
+  Extreme min[4];
+};
+
+// Every search at its start: no position, maxima 0, minima above any value.
+void StartMinMaxSearch(MinMaxSearch& search);
+
+// Walks one reader-layout row of `width` pixels at row y, left to right; a
+// pixel replaces a held extreme only when strictly beyond it.
+void MinMaxRow(const uint8_t* src, int32_t width, int32_t y, MinMaxSearch& search);

@@ -1,0 +1,128 @@
+// PictureMatrix3DQVT: every pixel's colour through an affine colour matrix.
+// Cell (i, j) of the 5 x 5 double matrix weighs input channel i in output
+// channel j; cell (3, i) is added to input channel i first, cell (j, 3) to
+// output channel j last. Cell (3, 3) and the fifth row and column are stored
+// but not used.
+#include <cstddef>
+#include <iterator>
+
+#include "filters/filters.h"
+#include "plugin/registration.h"
+
+namespace {
+
+#pragma pack(push, 4)
+struct Matrix3DData {
+  FilterPictures pictures;
+  FilterRectangle rectangle;
+  double cells[25];  // cell (x, y) at 5 * y + x
+};
+#pragma pack(pop)
+
+#if defined(__i386__)
+static_assert(sizeof(Matrix3DData) == 224);
+static_assert(offsetof(Matrix3DData, rectangle.minX) == 8);
+static_assert(offsetof(Matrix3DData, rectangle.maxY) == 20);
+static_assert(offsetof(Matrix3DData, cells) == 24);
+#endif
+
+Matrix3DData& Data(REALobjectStruct* instance) {
+  return InstanceData<Matrix3DData>(instance, PictureMatrixClass3D);
+}
+
+bool InRange(int32_t x, int32_t y) {
+  return static_cast<uint32_t>(x) <= 4 && static_cast<uint32_t>(y) <= 4;
+}
+
+unsigned char Run(REALobjectStruct* instance) {
+  Matrix3DData& data = Data(instance);
+  ColorMatrix matrix;
+  for (int32_t i = 0; i < 3; ++i) {
+    for (int32_t j = 0; j < 3; ++j) matrix.weight[j][i] = data.cells[5 * j + i];
+    matrix.inputOffset[i] = data.cells[5 * i + 3];
+    matrix.outputOffset[i] = data.cells[15 + i];
+  }
+  return RunFilter(data.pictures, &data.rectangle, ResultRelease::kBeforeChecks,
+                   [&matrix](const PictureReader& reader, PictureWriter& writer,
+                             const FilterRegion& region) {
+                     if (region.right <= region.left) return true;
+                     for (int32_t y = region.top; y < region.bottom; ++y) {
+                       ColorMatrixRow(ReaderRow(reader, y) + 3 * region.left,
+                                      WriterRow(writer, y) + region.left,
+                                      region.right - region.left, matrix);
+                     }
+                     return true;
+                   });
+}
+
+void Close(REALobjectStruct* instance) { CloseFilterPictures(Data(instance).pictures); }
+
+// The constructor leaves every cell 0.0 as the host zeroed it.
+void Construct(REALobjectStruct*) {}
+
+double GetCell(REALobjectStruct* instance, int32_t x, int32_t y) {
+  return InRange(x, y) ? Data(instance).cells[5 * y + x] : 0.0;
+}
+
+void SetCell(REALobjectStruct* instance, int32_t x, int32_t y, double value) {
+  if (InRange(x, y)) Data(instance).cells[5 * y + x] = value;
+}
+
+REALpropertyDefinition properties[] = {
+    {nullptr, "SourcePicture", "Picture", 0, kStandardAccessor, kStandardAccessor,
+     offsetof(Matrix3DData, pictures.source), {}},
+    {nullptr, "DestinationPicture", "Picture", 0, kStandardAccessor, kStandardAccessor,
+     offsetof(Matrix3DData, pictures.destination), {}},
+    {nullptr, "MaxX", "Integer", 0, kStandardAccessor, kStandardAccessor,
+     offsetof(Matrix3DData, rectangle.maxX), {}},
+    {nullptr, "MinX", "Integer", 0, kStandardAccessor, kStandardAccessor,
+     offsetof(Matrix3DData, rectangle.minX), {}},
+    {nullptr, "MaxY", "Integer", 0, kStandardAccessor, kStandardAccessor,
+     offsetof(Matrix3DData, rectangle.maxY), {}},
+    {nullptr, "MinY", "Integer", 0, kStandardAccessor, kStandardAccessor,
+     offsetof(Matrix3DData, rectangle.minY), {}},
+};
+
+REALmethodDefinition methods[] = {
+    {FilterHandler(Close), nullptr, "Close", 0},
+    {FilterHandler(Run), nullptr, "Run as boolean", 0},
+    {FilterHandler(GetCell), FilterHandler(SetCell),
+     "Matrix(x as integer, y as integer) as double", 0},
+};
+
+// Each output channel is the sum of its three products, in the order red,
+// green, blue, plus its output offset. Offsets of exactly 0 change nothing and
+// are skipped.
+template <bool kOffsets>
+void MapRow(const uint8_t* src, uint32_t* dst, int32_t count, const ColorMatrix& m) {
+  for (int32_t i = 0; i < count; ++i, src += 3) {
+    double in[3] = {static_cast<double>(src[0]), static_cast<double>(src[1]),
+                    static_cast<double>(src[2])};
+    if (kOffsets) {
+      for (int32_t c = 0; c < 3; ++c) in[c] += m.inputOffset[c];
+    }
+    uint32_t out[3];
+    for (int32_t j = 0; j < 3; ++j) {
+      double value = m.weight[j][0] * in[0] + m.weight[j][1] * in[1] + m.weight[j][2] * in[2];
+      if (kOffsets) value += m.outputOffset[j];
+      out[j] = ComponentFromDouble(value);
+    }
+    dst[i] = PackRGB(out[0], out[1], out[2]);
+  }
+}
+
+}  // namespace
+
+REALclassDefinition PictureMatrixClass3D = {
+    kRecordVersion, "PictureMatrix3DQVT", nullptr, sizeof(Matrix3DData), 0, Construct, Close,
+    properties, std::size(properties), methods, std::size(methods), nullptr, 0, {}};
+
+void ColorMatrixRow(const uint8_t* src, uint32_t* dst, int32_t count, const ColorMatrix& matrix) {
+  bool offsets = false;
+  for (int32_t c = 0; c < 3; ++c)
+    offsets = offsets || matrix.inputOffset[c] != 0.0 || matrix.outputOffset[c] != 0.0;
+  if (offsets)
+    MapRow<true>(src, dst, count, matrix);
+  else
+    MapRow<false>(src, dst, count, matrix);
+}

@@ -1,0 +1,188 @@
+// PictureMinMaxQVT: the smallest and largest red, green, blue and sum of a
+// picture, and the first pixel (in reading order) that has each. The results
+// are the object's 24 Integer properties; every Find method writes only the
+// triples of its own searches.
+#include <cstddef>
+#include <iterator>
+
+#include "filters/filters.h"
+#include "plugin/registration.h"
+
+namespace {
+
+#pragma pack(push, 4)
+// One quantity's two triples: the maximum, then the minimum.
+struct ExtremePair {
+  Extreme max;
+  Extreme min;
+};
+
+struct MinMaxData {
+  ExtremePair quantity[4];  // red, green, blue, sum
+};
+#pragma pack(pop)
+
+static_assert(sizeof(MinMaxData) == 96);
+static_assert(offsetof(MinMaxData, quantity[1].max.x) == 24);
+static_assert(offsetof(MinMaxData, quantity[3].min.value) == 92);
+
+MinMaxData& Data(REALobjectStruct* instance) {
+  return InstanceData<MinMaxData>(instance, FindMinMaxClass);
+}
+
+// Searches, as bits: the maximum of quantity q is bit q, its minimum bit 4 + q.
+constexpr uint32_t kMax = 1, kMin = 16;
+constexpr uint32_t kRed = 0, kGreen = 1, kBlue = 2, kSum = 3;
+constexpr uint32_t Both(uint32_t quantity) { return (kMax | kMin) << quantity; }
+constexpr uint32_t kAllMinima = 0xF0, kAllSearches = 0xFF;
+
+// The values a search reports when the picture cannot be read.
+void ResetSearch(MinMaxSearch& search) {
+  for (int32_t q = 0; q < 4; ++q) {
+    search.max[q] = {-1, -1, 0};
+    search.min[q] = {-1, -1, 255};
+  }
+}
+
+unsigned char Find(REALobjectStruct* instance, REALpictureStruct* picture, uint32_t searches) {
+  MinMaxSearch search;
+  PictureReader reader;
+  const bool read = picture && GetPictureReader(reader, picture);
+  if (read) {
+    StartMinMaxSearch(search);
+    for (int32_t y = 0; y < reader.height; ++y)
+      MinMaxRow(ReaderRow(reader, y), reader.width, y, search);
+    ClosePictureReader(reader);
+  } else {
+    ResetSearch(search);
+  }
+
+  MinMaxData& data = Data(instance);
+  for (int32_t q = 0; q < 4; ++q) {
+    if (searches & (kMax << q)) data.quantity[q].max = search.max[q];
+    if (searches & (kMin << q)) data.quantity[q].min = search.min[q];
+  }
+  return read;
+}
+
+unsigned char FindMinMaxAll(REALobjectStruct* o, REALpictureStruct* p) {
+  return Find(o, p, kAllSearches);
+}
+unsigned char FindMaxAll(REALobjectStruct* o, REALpictureStruct* p) {
+  return Find(o, p, kAllSearches);
+}
+unsigned char FindMinAll(REALobjectStruct* o, REALpictureStruct* p) {
+  return Find(o, p, kAllMinima);
+}
+unsigned char FindMinMaxRed(REALobjectStruct* o, REALpictureStruct* p) {
+  return Find(o, p, Both(kRed));
+}
+unsigned char FindMinMaxGreen(REALobjectStruct* o, REALpictureStruct* p) {
+  return Find(o, p, Both(kGreen));
+}
+unsigned char FindMinMaxBlue(REALobjectStruct* o, REALpictureStruct* p) {
+  return Find(o, p, Both(kBlue));
+}
+unsigned char FindMinMaxSum(REALobjectStruct* o, REALpictureStruct* p) {
+  return Find(o, p, Both(kSum));
+}
+// "FindMaxRed" and its kind make both searches of their quantity, like "FindRed".
+unsigned char FindMaxRed(REALobjectStruct* o, REALpictureStruct* p) {
+  return Find(o, p, Both(kRed));
+}
+unsigned char FindMaxGreen(REALobjectStruct* o, REALpictureStruct* p) {
+  return Find(o, p, Both(kGreen));
+}
+unsigned char FindMaxBlue(REALobjectStruct* o, REALpictureStruct* p) {
+  return Find(o, p, Both(kBlue));
+}
+unsigned char FindMaxSum(REALobjectStruct* o, REALpictureStruct* p) {
+  return Find(o, p, Both(kSum));
+}
+unsigned char FindMinRed(REALobjectStruct* o, REALpictureStruct* p) {
+  return Find(o, p, kMin << kRed);
+}
+unsigned char FindMinGreen(REALobjectStruct* o, REALpictureStruct* p) {
+  return Find(o, p, kMin << kGreen);
+}
+unsigned char FindMinBlue(REALobjectStruct* o, REALpictureStruct* p) {
+  return Find(o, p, kMin << kBlue);
+}
+unsigned char FindMinSum(REALobjectStruct* o, REALpictureStruct* p) {
+  return Find(o, p, kMin << kSum);
+}
+
+// The object holds no pictures: constructor, destructor and Close do nothing.
+void Nothing(REALobjectStruct*) {}
+
+#define MINMAX_PROPERTY(name, field) \
+  {nullptr, name, "Integer", 0, kStandardAccessor, kStandardAccessor, offsetof(MinMaxData, field), {}}
+
+REALpropertyDefinition properties[] = {
+    MINMAX_PROPERTY("RedMaxX", quantity[0].max.x),
+    MINMAX_PROPERTY("RedMaxY", quantity[0].max.y),
+    MINMAX_PROPERTY("RedMax", quantity[0].max.value),
+    MINMAX_PROPERTY("RedMinX", quantity[0].min.x),
+    MINMAX_PROPERTY("RedMinY", quantity[0].min.y),
+    MINMAX_PROPERTY("RedMin", quantity[0].min.value),
+    MINMAX_PROPERTY("GreenMaxX", quantity[1].max.x),
+    MINMAX_PROPERTY("GreenMaxY", quantity[1].max.y),
+    MINMAX_PROPERTY("GreenMax", quantity[1].max.value),
+    MINMAX_PROPERTY("GreenMinX", quantity[1].min.x),
+    MINMAX_PROPERTY("GreenMinY", quantity[1].min.y),
+    MINMAX_PROPERTY("GreenMin", quantity[1].min.value),
+    MINMAX_PROPERTY("BlueMaxX", quantity[2].max.x),
+    MINMAX_PROPERTY("BlueMaxY", quantity[2].max.y),
+    MINMAX_PROPERTY("BlueMax", quantity[2].max.value),
+    MINMAX_PROPERTY("BlueMinX", quantity[2].min.x),
+    MINMAX_PROPERTY("BlueMinY", quantity[2].min.y),
+    MINMAX_PROPERTY("BlueMin", quantity[2].min.value),
+    MINMAX_PROPERTY("SumMaxX", quantity[3].max.x),
+    MINMAX_PROPERTY("SumMaxY", quantity[3].max.y),
+    MINMAX_PROPERTY("SumMax", quantity[3].max.value),
+    MINMAX_PROPERTY("SumMinX", quantity[3].min.x),
+    MINMAX_PROPERTY("SumMinY", quantity[3].min.y),
+    MINMAX_PROPERTY("SumMin", quantity[3].min.value),
+};
+
+#undef MINMAX_PROPERTY
+
+REALmethodDefinition methods[] = {
+    {FilterHandler(FindMinMaxAll), nullptr, "FindAll(p as picture) as boolean", 0},
+    {FilterHandler(FindMinMaxRed), nullptr, "FindRed(p as picture) as boolean", 0},
+    {FilterHandler(FindMinMaxGreen), nullptr, "FindGreen(p as picture) as boolean", 0},
+    {FilterHandler(FindMinMaxBlue), nullptr, "FindBlue(p as picture) as boolean", 0},
+    {FilterHandler(FindMinMaxSum), nullptr, "FindSum(p as picture) as boolean", 0},
+    {FilterHandler(FindMinRed), nullptr, "FindMinRed(p as picture) as boolean", 0},
+    {FilterHandler(FindMinGreen), nullptr, "FindMinGreen(p as picture) as boolean", 0},
+    {FilterHandler(FindMinBlue), nullptr, "FindMinBlue(p as picture) as boolean", 0},
+    {FilterHandler(FindMinSum), nullptr, "FindMinSum(p as picture) as boolean", 0},
+    {FilterHandler(FindMinAll), nullptr, "FindMinAll(p as picture) as boolean", 0},
+    {FilterHandler(FindMaxRed), nullptr, "FindMaxRed(p as picture) as boolean", 0},
+    {FilterHandler(FindMaxGreen), nullptr, "FindMaxGreen(p as picture) as boolean", 0},
+    {FilterHandler(FindMaxBlue), nullptr, "FindMaxBlue(p as picture) as boolean", 0},
+    {FilterHandler(FindMaxSum), nullptr, "FindMaxSum(p as picture) as boolean", 0},
+    {FilterHandler(FindMaxAll), nullptr, "FindMaxAll(p as picture) as boolean", 0},
+    {FilterHandler(Nothing), nullptr, "Close", 0},
+};
+
+}  // namespace
+
+REALclassDefinition FindMinMaxClass = {
+    kRecordVersion, "PictureMinMaxQVT", nullptr, sizeof(MinMaxData), 0, Nothing, Nothing,
+    properties, std::size(properties), methods, std::size(methods), nullptr, 0, {}};
+
+void StartMinMaxSearch(MinMaxSearch& search) {
+  ResetSearch(search);
+  search.min[3].value = 3 * 255 + 1;  // above every sum: the first pixel replaces it
+}
+
+void MinMaxRow(const uint8_t* src, int32_t width, int32_t y, MinMaxSearch& search) {
+  for (int32_t x = 0; x < width; ++x, src += 3) {
+    const int32_t value[4] = {src[0], src[1], src[2], src[0] + src[1] + src[2]};
+    for (int32_t q = 0; q < 4; ++q) {
+      if (value[q] > search.max[q].value) search.max[q] = {x, y, value[q]};
+      if (value[q] < search.min[q].value) search.min[q] = {x, y, value[q]};
+    }
+  }
+}

@@ -1,0 +1,138 @@
+// PictureSepiaQVT: a tinted monochrome picture. Each pixel's luminance is a
+// weighted sum of its channels in fixed point with 10 fraction bits; a tint
+// offset per channel is added to it.
+#include <cstddef>
+#include <iterator>
+
+#include "filters/filters.h"
+#include "plugin/registration.h"
+
+namespace {
+
+#pragma pack(push, 4)
+struct SepiaData {
+  FilterPictures pictures;
+  FilterRectangle rectangle;
+  int32_t sepiaRed;
+  int32_t sepiaGreen;
+  int32_t sepiaBlue;
+  double factorRed;
+  double factorGreen;
+  double factorBlue;
+};
+#pragma pack(pop)
+
+#if defined(__i386__)
+static_assert(sizeof(SepiaData) == 60);
+static_assert(offsetof(SepiaData, rectangle.minX) == 8);
+static_assert(offsetof(SepiaData, sepiaRed) == 24);
+static_assert(offsetof(SepiaData, sepiaBlue) == 32);
+static_assert(offsetof(SepiaData, factorRed) == 36);
+static_assert(offsetof(SepiaData, factorGreen) == 44);
+static_assert(offsetof(SepiaData, factorBlue) == 52);
+#endif
+
+SepiaData& Data(REALobjectStruct* instance) {
+  return InstanceData<SepiaData>(instance, PictureSepiaClass);
+}
+
+unsigned char Run(REALobjectStruct* instance) {
+  SepiaData& data = Data(instance);
+  const SepiaWeights weights = {FixedPointWeight(data.factorRed),
+                                FixedPointWeight(data.factorGreen),
+                                FixedPointWeight(data.factorBlue),
+                                {data.sepiaRed, data.sepiaGreen, data.sepiaBlue}};
+  return RunFilter(data.pictures, &data.rectangle, ResultRelease::kOnNewResult,
+                   [&weights](const PictureReader& reader, PictureWriter& writer,
+                              const FilterRegion& region) {
+                     if (region.right <= region.left) return true;
+                     for (int32_t y = region.top; y < region.bottom; ++y) {
+                       SepiaRow(ReaderRow(reader, y) + 3 * region.left,
+                                WriterRow(writer, y) + region.left, region.right - region.left,
+                                weights);
+                     }
+                     return true;
+                   });
+}
+
+void Construct(REALobjectStruct* instance) {
+  SepiaData& data = Data(instance);
+  data.factorRed = 0.299;
+  data.factorGreen = 0.587;
+  data.factorBlue = 0.114;
+}
+
+void Close(REALobjectStruct* instance) { CloseFilterPictures(Data(instance).pictures); }
+
+double GetFactorR(REALobjectStruct* instance, int32_t) { return Data(instance).factorRed; }
+void SetFactorR(REALobjectStruct* instance, int32_t, double value) {
+  Data(instance).factorRed = value;
+}
+double GetFactorG(REALobjectStruct* instance, int32_t) { return Data(instance).factorGreen; }
+void SetFactorG(REALobjectStruct* instance, int32_t, double value) {
+  Data(instance).factorGreen = value;
+}
+double GetFactorB(REALobjectStruct* instance, int32_t) { return Data(instance).factorBlue; }
+void SetFactorB(REALobjectStruct* instance, int32_t, double value) {
+  Data(instance).factorBlue = value;
+}
+
+// Each Factor property reaches the weight of the channel it is named after.
+REALpropertyDefinition properties[] = {
+    {nullptr, "SourcePicture", "Picture", 0, kStandardAccessor, kStandardAccessor,
+     offsetof(SepiaData, pictures.source), {}},
+    {nullptr, "DestinationPicture", "Picture", 0, kStandardAccessor, kStandardAccessor,
+     offsetof(SepiaData, pictures.destination), {}},
+    {nullptr, "MaxX", "Integer", 0, kStandardAccessor, kStandardAccessor,
+     offsetof(SepiaData, rectangle.maxX), {}},
+    {nullptr, "MinX", "Integer", 0, kStandardAccessor, kStandardAccessor,
+     offsetof(SepiaData, rectangle.minX), {}},
+    {nullptr, "MaxY", "Integer", 0, kStandardAccessor, kStandardAccessor,
+     offsetof(SepiaData, rectangle.maxY), {}},
+    {nullptr, "MinY", "Integer", 0, kStandardAccessor, kStandardAccessor,
+     offsetof(SepiaData, rectangle.minY), {}},
+    {nullptr, "SepiaRed", "Integer", 0, kStandardAccessor, kStandardAccessor,
+     offsetof(SepiaData, sepiaRed), {}},
+    {nullptr, "SepiaGreen", "Integer", 0, kStandardAccessor, kStandardAccessor,
+     offsetof(SepiaData, sepiaGreen), {}},
+    {nullptr, "SepiaBlue", "Integer", 0, kStandardAccessor, kStandardAccessor,
+     offsetof(SepiaData, sepiaBlue), {}},
+    {nullptr, "FactorRed", "Double", 0, FilterHandler(GetFactorR), FilterHandler(SetFactorR), 0,
+     {}},
+    {nullptr, "FactorBlue", "Double", 0, FilterHandler(GetFactorB), FilterHandler(SetFactorB), 0,
+     {}},
+    {nullptr, "FactorGreen", "Double", 0, FilterHandler(GetFactorG), FilterHandler(SetFactorG), 0,
+     {}},
+};
+
+REALmethodDefinition methods[] = {
+    {FilterHandler(Close), nullptr, "Close", 0},
+    {FilterHandler(Run), nullptr, "Run as boolean", 0},
+};
+
+}  // namespace
+
+REALclassDefinition PictureSepiaClass = {
+    kRecordVersion, "PictureSepiaQVT", nullptr, sizeof(SepiaData), 0, Construct, Close,
+    properties, std::size(properties), methods, std::size(methods), nullptr, 0, {}};
+
+int32_t FixedPointWeight(double weight) {
+  const double fixed = weight * 1024.0;
+  if (fixed != fixed) return 0;
+  if (fixed >= 2147483647.0) return INT32_MAX;
+  if (fixed <= -2147483648.0) return INT32_MIN;
+  return static_cast<int32_t>(fixed);
+}
+
+// The luminance is formed in 64 bits, so no weight can make it wrap; the
+// division truncates toward zero, also for a negative sum.
+void SepiaRow(const uint8_t* src, uint32_t* dst, int32_t count, const SepiaWeights& weights) {
+  for (int32_t i = 0; i < count; ++i, src += 3) {
+    const int64_t sum = int64_t{src[0]} * weights.red + int64_t{src[1]} * weights.green +
+                        int64_t{src[2]} * weights.blue;
+    const int64_t luminance = sum / 1024;
+    dst[i] = PackRGB(ComponentFromInteger(weights.tint[0] + luminance),
+                     ComponentFromInteger(weights.tint[1] + luminance),
+                     ComponentFromInteger(weights.tint[2] + luminance));
+  }
+}

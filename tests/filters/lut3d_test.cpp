@@ -1,0 +1,211 @@
+// PictureLut3DQVT through the host, against a reference that finds the
+// tetrahedron by sorting the three fractions and walks the cell's corners in
+// that order (no case table, no trilinear weights).
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <set>
+
+#include "tests/filters/filter_test_support.h"
+
+using namespace filter_test;
+
+namespace {
+
+constexpr int32_t kNodes = 18;
+
+size_t Index(int32_t r, int32_t g, int32_t b, int32_t x) {
+  return static_cast<size_t>(((r * kNodes + g) * kNodes + b) * 3 + x);
+}
+
+uint32_t Component(double v) {
+  if (std::isnan(v) || v < 0) return 0;
+  if (v > 255) return 255;
+  return static_cast<uint32_t>(std::trunc(v));
+}
+
+// The three fractions sorted from the largest; ties keep the axis order
+// red, green, blue (with equal fractions the order does not change the sum).
+std::array<int, 3> Order(const double f[3]) {
+  std::array<int, 3> order = {0, 1, 2};
+  std::stable_sort(order.begin(), order.end(), [&](int a, int b) { return f[a] > f[b]; });
+  return order;
+}
+
+uint32_t Reference(const std::vector<double>& table, uint32_t colour) {
+  int32_t low[3], high[3];
+  double f[3];
+  for (int k = 0; k < 3; ++k) {
+    const int32_t c = static_cast<int32_t>(Channel(colour, k));
+    low[k] = c / 17;
+    high[k] = std::min(low[k] + 1, 15);
+    f[k] = static_cast<double>(c - 17 * low[k]) / 17.0;
+  }
+  const std::array<int, 3> order = Order(f);
+  // Corners A, B, C, D: from the lower corner, raise one axis at a time.
+  int32_t corner[4][3];
+  std::copy(low, low + 3, corner[0]);
+  for (int step = 0; step < 3; ++step) {
+    std::copy(corner[step], corner[step] + 3, corner[step + 1]);
+    corner[step + 1][order[step]] = high[order[step]];
+  }
+  const double weight[4] = {1.0 - f[order[0]], f[order[0]] - f[order[1]],
+                            f[order[1]] - f[order[2]], f[order[2]]};
+  uint32_t out = 0;
+  for (int x = 0; x < 3; ++x) {
+    double v = weight[0] * table[Index(corner[0][0], corner[0][1], corner[0][2], x)];
+    for (int n = 1; n < 4; ++n)
+      v += weight[n] * table[Index(corner[n][0], corner[n][1], corner[n][2], x)];
+    out |= Component(v) << (16 - 8 * x);
+  }
+  return out;
+}
+
+class Lut3D : public FilterTest {
+ protected:
+  // An object holding `table` (the zero entries are the host's zeros).
+  ph::Ref WithTable(const std::vector<double>& table) {
+    ph::Ref o = Make("PictureLut3DQVT", {});
+    for (int32_t i = 0; i < int32_t(table.size()); ++i) {
+      if (table[i] != 0.0) Apply(o, {{"Table", {i / 972, i / 54 % 18, i / 3 % 18, i % 3}, table[i]}});
+    }
+    return o;
+  }
+  std::vector<uint32_t> Map(const ph::Ref& o, const std::vector<uint32_t>& pixels) {
+    Set(o, "SourcePicture", Picture(int32_t(pixels.size()), 1, pixels));
+    return RunOn(o);
+  }
+};
+
+// Random entries from -20 to 275 at the nodes a run uses; nodes 16 and 17
+// hold values that would show if they were ever read.
+std::vector<double> RandomTable() {
+  std::mt19937 random(1234);
+  std::uniform_real_distribution<double> entry(-20.0, 275.0);
+  std::vector<double> table(static_cast<size_t>(kNodes) * kNodes * kNodes * 3);
+  for (int32_t r = 0; r < kNodes; ++r)
+    for (int32_t g = 0; g < kNodes; ++g)
+      for (int32_t b = 0; b < kNodes; ++b)
+        for (int32_t x = 0; x < 3; ++x) {
+          const bool used = r < 16 && g < 16 && b < 16;
+          table[Index(r, g, b, x)] = used ? entry(random) : (x == 1 ? NAN : 1e9);
+        }
+  return table;
+}
+
+TEST_F(Lut3D, DefaultTableGivesBlack) {
+  ph::Ref o = Make("PictureLut3DQVT", {});
+  EXPECT_EQ(Map(o, ph::SamplePixels(20, 1)), std::vector<uint32_t>(20, 0u));
+}
+
+TEST_F(Lut3D, InterpolatesInsideOneTetrahedronPerPixel) {
+  const std::vector<double> table = RandomTable();
+  ph::Ref o = WithTable(table);
+
+  // Every node colour maps exactly to its node's entries; 255 is node 15.
+  std::vector<uint32_t> nodes;
+  for (uint32_t r = 0; r < 16; ++r)
+    for (uint32_t g = 0; g < 16; ++g)
+      for (uint32_t b = 0; b < 16; ++b) nodes.push_back(Rgb(17 * r, 17 * g, 17 * b));
+  const std::vector<uint32_t> mapped = Map(o, nodes);
+  for (size_t i = 0; i < nodes.size(); ++i) {
+    const uint32_t c = nodes[i];
+    const uint32_t expected = Rgb(Component(table[Index(R(c) / 17, G(c) / 17, B(c) / 17, 0)]),
+                                  Component(table[Index(R(c) / 17, G(c) / 17, B(c) / 17, 1)]),
+                                  Component(table[Index(R(c) / 17, G(c) / 17, B(c) / 17, 2)]));
+    ASSERT_EQ(mapped[i], expected) << std::hex << c;
+  }
+
+  // Colours between the nodes: one of each fraction order, with and without
+  // ties, then random colours; every one of the six strict orders must occur.
+  std::vector<uint32_t> colours = {
+      Rgb(22, 26, 19), Rgb(19, 26, 22), Rgb(17, 18, 20), Rgb(20, 17, 22),  // g>=r>=b, g>=b>r, b>g>=r, b>=r>g
+      Rgb(22, 17, 20), Rgb(22, 20, 18), Rgb(25, 25, 25), Rgb(25, 25, 20),  // r>b>=g, r>g>b, ties
+      Rgb(20, 25, 25), Rgb(25, 20, 25), Rgb(254, 253, 252), Rgb(255, 8, 254),
+      Rgb(8, 0, 0),    Rgb(0, 8, 0),    Rgb(0, 0, 8),    Rgb(238, 239, 240)};
+  const std::vector<uint32_t> random = RandomPixels(3000, 99);
+  colours.insert(colours.end(), random.begin(), random.end());
+  const std::vector<uint32_t> result = Map(o, colours);
+  std::set<std::array<int, 3>> orders;
+  for (size_t i = 0; i < colours.size(); ++i) {
+    const uint32_t c = colours[i];
+    EXPECT_EQ(result[i], Reference(table, c)) << std::hex << c;
+    double f[3];
+    for (int k = 0; k < 3; ++k) f[k] = (Channel(c, k) % 17) / 17.0;
+    if (f[0] != f[1] && f[1] != f[2] && f[0] != f[2]) orders.insert(Order(f));
+  }
+  EXPECT_EQ(orders.size(), 6u);
+}
+
+// (8, 0, 0) lies on the r > b >= g tetrahedron: nodes (0,0,0), (1,0,0),
+// (1,0,1), (1,1,1), the last two with weight 0. Infinite entries elsewhere in
+// the cell would turn any other choice into not-a-number, hence 0.
+TEST_F(Lut3D, PixelEightZeroZeroReadsOnlyItsTetrahedron) {
+  std::vector<double> table(static_cast<size_t>(kNodes) * kNodes * kNodes * 3, 0.0);
+  const double a[3] = {0, 100, 200}, b[3] = {170, 100, 0};
+  for (int x = 0; x < 3; ++x) {
+    table[Index(0, 0, 0, x)] = a[x];
+    table[Index(1, 0, 0, x)] = b[x];
+    table[Index(1, 0, 1, x)] = 50;
+    table[Index(1, 1, 1, x)] = 60;
+    for (auto [r, g, bl] : {std::array{0, 1, 0}, std::array{0, 0, 1}, std::array{0, 1, 1},
+                            std::array{1, 1, 0}})
+      table[Index(r, g, bl, x)] = INFINITY;
+  }
+  ph::Ref o = WithTable(table);
+  // (9/17) * A + (8/17) * B: red 80, green 100, blue 105.88 -> 105.
+  EXPECT_EQ(Map(o, {Rgb(8, 0, 0)}), std::vector<uint32_t>{Rgb(80, 100, 105)});
+}
+
+TEST_F(Lut3D, IdentityTableIsWithinOneUnit) {
+  std::vector<double> table(static_cast<size_t>(kNodes) * kNodes * kNodes * 3, 0.0);
+  for (int32_t r = 0; r < kNodes; ++r)
+    for (int32_t g = 0; g < kNodes; ++g)
+      for (int32_t b = 0; b < kNodes; ++b) {
+        table[Index(r, g, b, 0)] = 17.0 * r;
+        table[Index(r, g, b, 1)] = 17.0 * g;
+        table[Index(r, g, b, 2)] = 17.0 * b;
+      }
+  ph::Ref o = WithTable(table);
+  // Truncation may lose one unit wherever the weights do not add up to
+  // exactly 1 in floating point; colours made of multiples of 17 sit on a
+  // node with weight 1 and come out exact.
+  std::vector<uint32_t> colours = RandomPixels(4000, 7);
+  for (uint32_t v = 0; v < 256; ++v) colours.push_back(Rgb(v, 255 - v, (v * 7) & 0xFF));
+  for (uint32_t v = 0; v < 256; v += 17) colours.push_back(Rgb(v, 255 - v, (v * 7) % 272));
+  const std::vector<uint32_t> result = Map(o, colours);
+  for (size_t i = 0; i < colours.size(); ++i) {
+    const uint32_t c = colours[i];
+    if (R(c) % 17 == 0 && G(c) % 17 == 0 && B(c) % 17 == 0) {
+      EXPECT_EQ(result[i], c) << std::hex << c;
+      continue;
+    }
+    for (int k = 0; k < 3; ++k) {
+      const uint32_t in = Channel(c, k), out = Channel(result[i], k);
+      EXPECT_TRUE(out == in || out + 1 == in) << std::hex << c << " -> " << result[i];
+    }
+  }
+}
+
+TEST_F(Lut3D, EntriesClampAndIndicesAreCheckedUnsigned) {
+  auto entry = [](int32_t r, int32_t g, int32_t b, int32_t x, double v) {
+    return Setting{"Table", {r, g, b, x}, v};
+  };
+  ph::Ref o = Make("PictureLut3DQVT", {},
+                   {entry(15, 15, 15, 0, 300.0), entry(15, 15, 15, 1, -5.0), entry(15, 15, 15, 2, NAN),
+                    entry(0, 0, 0, 0, 254.9), entry(17, 17, 17, 2, 42.5)});
+  EXPECT_EQ(Map(o, {0xFFFFFF, 0}), (std::vector<uint32_t>{Rgb(255, 0, 0), Rgb(254, 0, 0)}));
+  EXPECT_EQ(Get(o, "Table", {17, 17, 17, 2}).AsDouble(), 42.5);  // the last entry
+  const std::array<int32_t, 4> outside[] = {{18, 0, 0, 0}, {0, 18, 0, 0}, {0, 0, 18, 0},
+                                            {0, 0, 0, 3},  {-1, 0, 0, 0}, {0, 0, 0, -1}};
+  for (const auto& i : outside) {
+    Apply(o, {entry(i[0], i[1], i[2], i[3], 9.0)});
+    EXPECT_EQ(Get(o, "Table", {i[0], i[1], i[2], i[3]}).AsDouble(), 0.0);
+  }
+  // No write landed anywhere else.
+  EXPECT_EQ(Get(o, "Table", {1, 0, 0, 0}).AsDouble(), 0.0);
+  EXPECT_EQ(Get(o, "Table", {0, 0, 0, 0}).AsDouble(), 254.9);
+  EXPECT_EQ(Int(o, "MaxY"), 0);
+}
+
+}  // namespace
