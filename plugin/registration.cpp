@@ -3,6 +3,7 @@
 // process and writes the instance-data offset into each class record.
 #include <iterator>
 
+#include "exchange/exchange.h"
 #include "filters/filters.h"
 #include "geometry/geometry.h"
 #include "pixels/picture_access.h"
@@ -20,6 +21,7 @@ void* Handler(Fn* function) {
 
 // Extension of the host class "graphics".
 REALmethodDefinition graphicsMethods[] = {
+    {Handler(Paintdesktop), nullptr, "PaintDesktopQVT", 0},
 };
 
 // Extension of the host class "Picture", in the order of its method list.
@@ -40,6 +42,10 @@ REALmethodDefinition PictureExtensionMethods[] = {
     {Handler(TransformPicture), nullptr, "ChangeCustomQVT(a as double, b as double) as picture", 0},
     {Handler(ContrastPicture1), nullptr, "ChangeContrastQVT(x as double) as picture", 0},
     {Handler(ContrastPicture3), nullptr, "ChangeContrastQVT(xr as double, xg as double, xb as double) as picture", 0},
+    {Handler(rbGetPalette), Handler(rbSetPalette), "PaletteQVT as PaletteQVT", 0},
+    {Handler(PictureDataType), nullptr, "DataTypeQVT as integer", 0},
+    {Handler(PictureDataHandle), nullptr, "DataHandleQVT as integer", 0},
+    {Handler(ClonePictureToHBITMAP), nullptr, "MakeHBITMAPQVT as integer", 0},
     {Handler(InvertPicture), nullptr,
      "InvertQVT(left as integer,top as integer,width as integer,height as integer) as picture", 0},
     {Handler(static_cast<PictureTurn>(Rotate90)), nullptr, "Rotate90QVT as picture", 0},
@@ -53,17 +59,53 @@ REALmethodDefinition PictureExtensionMethods[] = {
     {Handler(ScalePicture), nullptr,
      "ScaleQVT(width as integer, height as integer, AntiAlias as boolean) as picture", 0},
     {Handler(GetEmbededMask), Handler(SetEmbededMask), "EmbeddedMaskQVT(swap as boolean) as picture", 0},
+    {Handler(PichandlePicture), nullptr, "PicHandleQVT as picture", 0},
     {Handler(AutoLevelPicture), nullptr, "AutoLevelQVT as picture", 0},
+    {Handler(PichandlePictureData), nullptr, "PicHandleDataQVT as string", 0},
     {Handler(CountColorQVT), nullptr, "CountColorQVT(col as color) as integer", 0},
     {Handler(CountColorsQVT), nullptr,
      "CountColorsQVT(byref red as memoryblock, byref blue as memoryblock, byref green as memoryblock, byref count as integer)",
      0},
     {Handler(TransformColorsQVT), nullptr,
      "TransformColorsQVT(red as memoryblock, blue as memoryblock, green as memoryblock) as picture", 0},
+    {Handler(CopyRGBtoMemoryblock), nullptr,
+     "CopyRGBtoMemoryblockQVT(destination as memoryblock, offset as integer) as boolean", 0},
+    {Handler(CopyRGBXtoMemoryblock), nullptr,
+     "CopyARGBtoMemoryblockQVT(destination as memoryblock, offset as integer, LittleEndian as boolean, AlphaValue as integer) as boolean",
+     0},
+    {Handler(CopyRtoMemoryblock), nullptr,
+     "CopyRtoMemoryblockQVT(destination as memoryblock, offset as integer, PixelByteSize as integer) as boolean", 0},
+    {Handler(CopyGtoMemoryblock), nullptr,
+     "CopyGtoMemoryblockQVT(destination as memoryblock, offset as integer, PixelByteSize as integer) as boolean", 0},
+    {Handler(CopyBtoMemoryblock), nullptr,
+     "CopyBtoMemoryblockQVT(destination as memoryblock, offset as integer, PixelByteSize as integer) as boolean", 0},
 };
 
 // Global methods, in registration order.
 REALmethodDefinition GlobalMethods[] = {
+    {Handler(MemoryblockRGBtoPicture), nullptr,
+     "MemoryblockRGBtoPictureQVT(source as memoryblock, offset as integer, width as integer, height as integer) as picture",
+     0},
+    {Handler(MemoryblockARGBtoPicture), nullptr,
+     "MemoryblockARGBtoPictureQVT(source as memoryblock, offset as integer, width as integer, height as integer, LittleEndian as boolean) as picture",
+     0},
+    {Handler(MemoryblockGrayToPicture), nullptr,
+     "MemoryblockGrayToPictureQVT(source as memoryblock, offset as integer, width as integer, height as integer, PixelByteSize as integer) as picture",
+     0},
+    {Handler(BuildPictureWithPicHandleData), nullptr, "BuildPictureWithPicHandleDataQVT(data as string) as picture", 0},
+    {Handler(BuildPictureWithGWorldHandle), nullptr,
+     "BuildPictureWithGWorldHandleQVT(handle as integer, ByPassOwernerShip as boolean) as picture", 0},
+    {Handler(NewGrayPalette), nullptr, "NewGrayPaletteQVT as PaletteQVT", 0},
+    {Handler(NewWebPalette), nullptr, "NewWebPaletteQVT as PaletteQVT", 0},
+    {Handler(NewRedPalette), nullptr, "NewRedPaletteQVT as PaletteQVT", 0},
+    {Handler(NewGreenPalette), nullptr, "NewGreenPaletteQVT as PaletteQVT", 0},
+    {Handler(NewBluePalette), nullptr, "NewBluePaletteQVT as PaletteQVT", 0},
+    {Handler(NewSystemPalette), nullptr, "NewSystemPaletteQVT as PaletteQVT", 0},
+    {Handler(NewWindowsPalette), nullptr, "NewWindowsPaletteQVT as PaletteQVT", 0},
+    {Handler(NewPalmPalette), nullptr, "NewPalmPaletteQVT as PaletteQVT", 0},
+    {Handler(NewRBPalette), nullptr, "NewPaletteQVT(count as integer) as PaletteQVT", 0},
+    {Handler(BinaryStringtoPicture), nullptr, "BinaryStringtoPictureQVT(data as String) as Picture", 0},
+    {Handler(PicturetoBinaryString), nullptr, "PicturetoBinaryStringQVT(p as picture) as string", 0},
     {Handler(CombinePicturesQVT), nullptr,
      "CombinePicturesQVT(red as picture, blue as picture, green as picture) as picture", 0},
     {Handler(BlendPicture), nullptr,
@@ -90,6 +132,7 @@ void PluginEntry() {
   REALRegisterClass(&PictureSepiaClass);
   REALRegisterClass(&PictureConvolutionClass);
   REALRegisterClass(&Lut3DClass);
+  REALRegisterClass(&PaletteClass);
   REALRegisterClass(&PictureMatrixClass);
   REALRegisterClass(&PictureMatrixClass3D);
   REALRegisterClassExtension(&graphicseClass);
