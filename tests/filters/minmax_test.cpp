@@ -3,6 +3,7 @@
 // method writes.
 #include <array>
 #include <map>
+#include <tuple>
 
 #include "tests/filters/filter_test_support.h"
 
@@ -57,22 +58,34 @@ class MinMax : public FilterTest {
   }
 };
 
+// X, Y and value of one extreme.
+std::array<int32_t, 3> Triple(const Fields& f, const std::string& name) {
+  return {f.at(name + "X"), f.at(name + "Y"), f.at(name)};
+}
+
 TEST_F(MinMax, StrictComparisonsKeepTheFirstPixel) {
   // Largest red 200 at (5, 0) and (2, 1): the top row is walked first.
   // Smallest green 3 at (1, 1) and (4, 1); the sum's extremes tie as well.
-  const int32_t w = 6;
   const std::vector<uint32_t> pixels = {
       Rgb(10, 50, 50), Rgb(20, 50, 50), Rgb(30, 50, 50), Rgb(40, 50, 50), Rgb(50, 50, 50), Rgb(200, 50, 9),
       Rgb(60, 50, 50), Rgb(70, 3, 50),  Rgb(200, 50, 9), Rgb(80, 50, 50), Rgb(90, 3, 50),  Rgb(100, 5, 5)};
   ph::Ref o = Make("PictureMinMaxQVT", {});
-  EXPECT_TRUE(Find(o, "FindAll", Picture(w, 2, pixels)));
+  EXPECT_TRUE(Find(o, "FindAll", Picture(6, 2, pixels)));
   const Fields f = Read(o);
-  EXPECT_EQ((std::array{f.at("RedMaxX"), f.at("RedMaxY"), f.at("RedMax")}), (std::array{5, 0, 200}));
-  EXPECT_EQ((std::array{f.at("GreenMinX"), f.at("GreenMinY"), f.at("GreenMin")}), (std::array{1, 1, 3}));
-  EXPECT_EQ((std::array{f.at("SumMaxX"), f.at("SumMaxY"), f.at("SumMax")}), (std::array{5, 0, 259}));
-  EXPECT_EQ((std::array{f.at("RedMinX"), f.at("RedMinY"), f.at("RedMin")}), (std::array{0, 0, 10}));
-  EXPECT_EQ((std::array{f.at("SumMinX"), f.at("SumMinY"), f.at("SumMin")}), (std::array{0, 0, 110}));
-
+  const std::pair<const char*, std::array<int32_t, 3>> handmade[] = {
+      {"RedMax", {5, 0, 200}}, {"GreenMin", {1, 1, 3}}, {"SumMax", {5, 0, 259}}, {"RedMin", {0, 0, 10}}, {"SumMin", {0, 0, 110}}};
+  for (const auto& [name, triple] : handmade) EXPECT_EQ(Triple(f, name), triple) << name;
+  // Extremes no pixel passes have no position: red 0 is never above the
+  // starting maximum 0, red 255 never below the starting minimum 255; the
+  // sum's minimum starts above 765.
+  const std::tuple<uint32_t, const char*, std::array<int32_t, 3>> flats[] = {
+      {Rgb(0, 10, 10), "RedMax", {-1, -1, 0}},    {Rgb(0, 10, 10), "RedMin", {0, 0, 0}},
+      {Rgb(255, 10, 10), "RedMax", {0, 0, 255}},  {Rgb(255, 10, 10), "RedMin", {-1, -1, 255}},
+      {0xFFFFFF, "SumMax", {0, 0, 765}},          {0xFFFFFF, "SumMin", {0, 0, 765}}};
+  for (const auto& [colour, name, triple] : flats) {
+    EXPECT_TRUE(Find(o, "FindAll", Flat(3, 2, colour)));
+    EXPECT_EQ(Triple(Read(o), name), triple) << name << " on " << colour;
+  }
   // The same against the rule on random pictures.
   for (uint32_t seed = 1; seed <= 3; ++seed) {
     const std::vector<uint32_t> random = RandomPixels(7 * 5, seed);
@@ -84,47 +97,23 @@ TEST_F(MinMax, StrictComparisonsKeepTheFirstPixel) {
   }
 }
 
-TEST_F(MinMax, ExtremesThatNoPixelPassesHaveNoPosition) {
-  ph::Ref o = Make("PictureMinMaxQVT", {});
-  // Red 0 everywhere: no pixel is above the starting maximum 0.
-  EXPECT_TRUE(Find(o, "FindRed", Flat(3, 2, Rgb(0, 10, 10))));
-  Fields f = Read(o);
-  EXPECT_EQ((std::array{f["RedMaxX"], f["RedMaxY"], f["RedMax"]}), (std::array{-1, -1, 0}));
-  EXPECT_EQ((std::array{f["RedMinX"], f["RedMinY"], f["RedMin"]}), (std::array{0, 0, 0}));
-  // Red 255 everywhere: none below the starting minimum 255.
-  EXPECT_TRUE(Find(o, "FindRed", Flat(3, 2, Rgb(255, 10, 10))));
-  f = Read(o);
-  EXPECT_EQ((std::array{f["RedMaxX"], f["RedMaxY"], f["RedMax"]}), (std::array{0, 0, 255}));
-  EXPECT_EQ((std::array{f["RedMinX"], f["RedMinY"], f["RedMin"]}), (std::array{-1, -1, 255}));
-  // The sum's minimum starts above 765: white still has a position.
-  EXPECT_TRUE(Find(o, "FindSum", Flat(3, 2, 0xFFFFFF)));
-  f = Read(o);
-  EXPECT_EQ((std::array{f["SumMaxX"], f["SumMaxY"], f["SumMax"]}), (std::array{0, 0, 765}));
-  EXPECT_EQ((std::array{f["SumMinX"], f["SumMinY"], f["SumMin"]}), (std::array{0, 0, 765}));
-}
-
 // Each method makes its own searches and writes only their triples; with a
 // nil picture it writes their reset values and returns false.
 TEST_F(MinMax, EachMethodWritesOnlyItsOwnTriples) {
-  const std::vector<Search> all = {{0, true}, {0, false}, {1, true}, {1, false},
-                                   {2, true}, {2, false}, {3, true}, {3, false}};
-  const std::map<std::string, std::vector<Search>> methods = {
-      {"FindAll", all},
-      {"FindMaxAll", all},
-      {"FindMinAll", {{0, false}, {1, false}, {2, false}, {3, false}}},
-      {"FindRed", {{0, true}, {0, false}}},
-      {"FindGreen", {{1, true}, {1, false}}},
-      {"FindBlue", {{2, true}, {2, false}}},
-      {"FindSum", {{3, true}, {3, false}}},
-      {"FindMaxRed", {{0, true}, {0, false}}},
-      {"FindMaxGreen", {{1, true}, {1, false}}},
-      {"FindMaxBlue", {{2, true}, {2, false}}},
-      {"FindMaxSum", {{3, true}, {3, false}}},
-      {"FindMinRed", {{0, false}}},
-      {"FindMinGreen", {{1, false}}},
-      {"FindMinBlue", {{2, false}}},
-      {"FindMinSum", {{3, false}}},
-  };
+  // Find and FindMax methods search both extremes of their quantities,
+  // FindMin methods only the minima; "All" is all four quantities.
+  std::map<std::string, std::vector<Search>> methods;
+  for (int q = 0; q <= 4; ++q) {
+    const std::string what = q < 4 ? kQuantities[q] : "All";
+    for (int k = q < 4 ? q : 0; k <= (q < 4 ? q : 3); ++k) {
+      for (const std::string& name : {"Find" + what, "FindMax" + what}) {
+        methods[name].push_back({k, true});
+        methods[name].push_back({k, false});
+      }
+      methods["FindMin" + what].push_back({k, false});
+    }
+  }
+  const std::vector<Search>& all = methods["FindAll"];
   const std::vector<uint32_t> first = RandomPixels(6 * 4, 11);
   const std::vector<uint32_t> second = RandomPixels(5 * 3, 12);
   Fields before, reset;

@@ -1,24 +1,19 @@
 // Helpers shared by the geometry tests: pixel buffers laid out like a reader
-// (3 bytes per pixel, padded rows) and direct calls of the handlers linked
-// into the test program, with host services that can be made to fail.
+// (3 bytes per pixel, padded rows) and a writer, and handles for direct calls.
 #pragma once
 
-#include <cstdint>
-#include <random>
-#include <vector>
-
 #include "pixels/picture_access.h"
-#include "tests/support/host_fixture.h"
+#include "plugin/host_calls.h"
+#include "tests/support/direct_calls.h"
+#include "tests/support/pixels.h"
 
 namespace geometry_test {
 
-inline uint32_t Rgb(uint32_t r, uint32_t g, uint32_t b) { return (r << 16) | (g << 8) | b; }
+using testpix::Grey;
+using testpix::Rgb;
 
 inline std::vector<uint32_t> RandomPixels(int32_t w, int32_t h, uint32_t seed) {
-  std::mt19937 rng(seed);
-  std::vector<uint32_t> px(static_cast<size_t>(w) * h);
-  for (uint32_t& p : px) p = rng() & 0xFFFFFF;
-  return px;
+  return testpix::RandomPixels(size_t(w) * h, seed);
 }
 
 // A reader over a test-owned copy of `pixels`: rows padded to 4 bytes with
@@ -26,33 +21,39 @@ inline std::vector<uint32_t> RandomPixels(int32_t w, int32_t h, uint32_t seed) {
 struct ReaderImage {
   std::vector<uint8_t> bytes;
   PictureReader reader{};
-  ReaderImage(int32_t w, int32_t h, const std::vector<uint32_t>& pixels);
+  ReaderImage(int32_t w, int32_t h, const std::vector<uint32_t>& pixels) {
+    const int32_t rowBytes = (3 * w + 3) & ~3;
+    bytes.assign(size_t(rowBytes) * h, 0xEE);
+    for (int32_t i = 0; i < w * h; ++i) {
+      uint8_t* p = &bytes[size_t(i / w) * rowBytes + 3 * (i % w)];
+      p[0] = uint8_t(pixels[i] >> 16), p[1] = uint8_t(pixels[i] >> 8), p[2] = uint8_t(pixels[i]);
+    }
+    reader.rowBytes = rowBytes;
+    reader.base = bytes.data();
+    reader.width = w;
+    reader.height = h;
+  }
 };
 
-// A writer of the given size, freed at the end; At reads a word.
+// A writer of the given size, freed at the end.
 struct WriterImage {
   PictureWriter writer{};
-  WriterImage(int32_t w, int32_t h);
+  WriterImage(int32_t w, int32_t h) { EXPECT_TRUE(NewPictureWriter(writer, w, h)); }
   ~WriterImage() { FreePictureWriter(writer); }
   uint32_t At(int32_t x, int32_t y) const { return WriterRow(writer, y)[x]; }
-  std::vector<uint32_t> Pixels() const;
+  std::vector<uint32_t> Pixels() const {
+    std::vector<uint32_t> out;
+    for (int32_t y = 0; y < writer.height; ++y)
+      for (int32_t x = 0; x < writer.width; ++x) out.push_back(At(x, y));
+    return out;
+  }
 };
 
-// Direct calls: while alive, the handlers linked into the test program reach
-// the shared host, except that "newPicture" can be refused (a foreign picture
-// is then unreadable, its clone cannot be made) and that
-// "REALBuildPictureFromBuffer" can be made to fail from its n-th call on.
-class DirectCalls {
- public:
-  explicit DirectCalls(ph::Host& host);
-  ~DirectCalls();
-  void RefuseNewPictures(bool refuse);
-  void FailBuildsFrom(int n);  // 0: never
-  int Builds() const;          // builds asked for so far
-};
+inline REALpictureStruct* Handle(const ph::Ref& r) { return static_cast<REALpictureStruct*>(r.handle()); }
 
-// Size of a picture handle, through the test program's own host calls.
-void SizeOf(REALpictureStruct* picture, int32_t* w, int32_t* h);
-void Release(REALpictureStruct* picture);
+// Releases a picture a direct call returned.
+inline void Release(REALpictureStruct* picture) {
+  if (picture) REALUnlockObject(reinterpret_cast<REALobjectStruct*>(picture));
+}
 
 }  // namespace geometry_test

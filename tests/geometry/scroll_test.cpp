@@ -61,22 +61,14 @@ TEST(GeometryScrollKernels, WrapOffsetReduction) {
   for (auto [delta, n, r] : cases) EXPECT_EQ(WrapOffset(delta, n), r) << delta << " on " << n;
 }
 
-TEST(GeometryScrollKernels, HorizontalShifts) {
+TEST(GeometryScrollKernels, ShiftsInBothDirections) {
   for (bool wrap : {true, false}) {
-    for (int32_t d : {7, -3, 23, 2, -2, 1, -9, 10, -10, 11, INT32_MIN}) {
-      EditorImage e(10, 3);
-      EXPECT_TRUE(ShiftEditorHorizontal(e.editor, d, wrap));
-      ExpectScrolled(e, d, 0, wrap);
-    }
-  }
-}
-
-TEST(GeometryScrollKernels, VerticalShifts) {
-  for (bool wrap : {true, false}) {
-    for (int32_t d : {3, 23, -3, -7, 2, -2, 9, 10, -10, 40, INT32_MAX}) {
-      EditorImage e(3, 10);
-      EXPECT_TRUE(ShiftEditorVertical(e.editor, d, wrap));
-      ExpectScrolled(e, 0, d, wrap);
+    for (int32_t d : {7, -3, 23, 2, -2, 1, -9, 10, -10, 11, 40, INT32_MIN, INT32_MAX}) {
+      EditorImage across(10, 3), down(3, 10);
+      EXPECT_TRUE(ShiftEditorHorizontal(across.editor, d, wrap));
+      ExpectScrolled(across, d, 0, wrap);
+      EXPECT_TRUE(ShiftEditorVertical(down.editor, d, wrap));
+      ExpectScrolled(down, 0, d, wrap);
     }
   }
   EditorImage flat(6, 1);  // one row high: unchanged by any wrapped delta

@@ -6,15 +6,15 @@
 #include <fstream>
 #include <map>
 #include <set>
-#include <sstream>
 
 #include "tests/support/host_fixture.h"
 
 namespace {
 
+using Key = std::pair<std::string, std::string>;  // owner ("Picture", "graphics", "global", "class:NAME"), text
+
 struct Entry {
-  std::string owner;  // "Picture", "graphics", "global" or "class:NAME"
-  std::string declaration;
+  Key key;
   bool assignable = false;
   int line = 0;
   std::vector<std::string> examples;
@@ -23,12 +23,11 @@ struct Entry {
 struct Doc {
   std::vector<Entry> entries;
   std::map<std::string, std::set<std::string>> properties;  // owner -> "Name as Type"
-  std::vector<std::pair<int, std::string>> examples;        // line number, text
   std::vector<std::string> problems;
 };
 
-std::string Between(const std::string& line, size_t from) {
-  const size_t open = line.find('`', from);
+std::string Quoted(const std::string& line) {
+  const size_t open = line.find('`');
   const size_t close = open == std::string::npos ? open : line.find('`', open + 1);
   return close == std::string::npos ? "" : line.substr(open + 1, close - open - 1);
 }
@@ -37,10 +36,7 @@ Doc ReadDoc() {
   Doc doc;
   std::ifstream in(std::string(PICTURE_SOURCE_DIR) + "/docs/api.md");
   std::string line, owner;
-  int number = 0;
-  Entry* current = nullptr;
-  while (std::getline(in, line)) {
-    ++number;
+  for (int number = 1; std::getline(in, line); ++number) {
     if (line.rfind("## ", 0) == 0) {
       const std::string heading = line.substr(3);
       owner = heading == "Picture methods"    ? "Picture"
@@ -48,87 +44,59 @@ Doc ReadDoc() {
               : heading == "Global methods"   ? "global"
               : heading.rfind("Class ", 0) == 0 ? "class:" + heading.substr(6)
                                                 : "";
-      current = nullptr;
-    } else if (line.rfind("### ", 0) == 0) {
-      current = nullptr;
     } else if (line.rfind("#### ", 0) == 0) {
-      Entry e;
-      e.owner = owner;
-      e.declaration = Between(line, 0);
-      e.assignable = line.find("*(assignable)*") != std::string::npos;
-      e.line = number;
       if (owner.empty()) doc.problems.push_back("line " + std::to_string(number) + ": an entry outside the API sections");
-      doc.entries.push_back(e);
-      current = &doc.entries.back();
+      doc.entries.push_back({{owner, Quoted(line)}, line.find("*(assignable)*") != std::string::npos, number, {}});
     } else if (line.rfind("- `", 0) == 0 && owner.rfind("class:", 0) == 0) {
-      doc.properties[owner].insert(Between(line, 0));
+      doc.properties[owner].insert(Quoted(line));
     } else if (line.rfind("    picturehost ", 0) == 0) {
-      doc.examples.emplace_back(number, line.substr(4));
-      if (current) current->examples.push_back(line.substr(4));
+      if (doc.entries.empty()) doc.problems.push_back("line " + std::to_string(number) + ": an example before any entry");
+      else doc.entries.back().examples.push_back(line.substr(4));
     }
   }
   return doc;
 }
 
-// The registrations of the plug-in, by owner as the document names them.
-struct Registered {
-  std::map<std::pair<std::string, std::string>, bool> declarations;  // (owner, text) -> has a setter
-  std::map<std::string, std::set<std::string>> properties;
+class ApiDoc : public HostTest {
+ protected:
+  void SetUp() override {
+    HostTest::SetUp();
+    for (const ph::ClassInfo& c : host().Classes()) {
+      const std::string owner = c.extension ? c.name : "class:" + c.name;
+      for (const ph::MethodInfo& m : c.methods) declarations_[{owner, m.declaration.text}] = m.setter != nullptr;
+      for (const ph::PropertyInfo& p : c.properties) properties_[owner].insert(p.name + " as " + p.type);
+    }
+    for (const ph::MethodInfo& m : host().GlobalMethods()) declarations_[{"global", m.declaration.text}] = false;
+  }
+  std::map<Key, bool> declarations_;  // -> has a setter
+  std::map<std::string, std::set<std::string>> properties_;
 };
 
-Registered FromHost(ph::Host& host) {
-  Registered r;
-  for (const ph::ClassInfo& c : host.Classes()) {
-    const std::string owner = c.extension ? c.name : "class:" + c.name;
-    for (const ph::MethodInfo& m : c.methods) r.declarations[{owner, m.declaration.text}] = m.setter != nullptr;
-    for (const ph::PropertyInfo& p : c.properties) r.properties[owner].insert(p.name + " as " + p.type);
-  }
-  for (const ph::MethodInfo& m : host.GlobalMethods()) r.declarations[{"global", m.declaration.text}] = false;
-  return r;
-}
-
-class ApiDoc : public HostTest {};
-
-TEST_F(ApiDoc, EveryRegisteredDeclarationIsDocumentedUnderItsOwner) {
+TEST_F(ApiDoc, DocumentsExactlyTheRegisteredDeclarationsAndProperties) {
   const Doc doc = ReadDoc();
   ASSERT_GT(doc.entries.size(), 50u) << "docs/api.md was not read";
-  const Registered registered = FromHost(host());
-  std::map<std::pair<std::string, std::string>, const Entry*> documented;
-  for (const Entry& e : doc.entries) documented[{e.owner, e.declaration}] = &e;
-  for (const auto& [key, setter] : registered.declarations) {
+  for (const std::string& p : doc.problems) ADD_FAILURE() << p;
+  std::map<Key, const Entry*> documented;
+  for (const Entry& e : doc.entries) {
+    EXPECT_TRUE(declarations_.count(e.key)) << "line " << e.line << ": \"" << e.key.second
+                                            << "\" is no registered declaration of " << e.key.first;
+    EXPECT_TRUE(documented.emplace(e.key, &e).second) << "line " << e.line << ": documented twice";
+  }
+  for (const auto& [key, setter] : declarations_) {
     const auto it = documented.find(key);
     if (it == documented.end()) {
       ADD_FAILURE() << key.first << ": \"" << key.second << "\" is not documented";
-      continue;
+    } else {
+      EXPECT_EQ(it->second->assignable, setter) << "line " << it->second->line << ": \"" << key.second << "\" "
+                                                << (setter ? "has a setter" : "has no setter");
     }
-    EXPECT_EQ(it->second->assignable, setter) << "line " << it->second->line << ": \"" << key.second << "\" "
-                                              << (setter ? "has a setter" : "has no setter");
   }
-}
-
-TEST_F(ApiDoc, DocumentsNothingThatIsNotRegistered) {
-  const Doc doc = ReadDoc();
-  for (const std::string& p : doc.problems) ADD_FAILURE() << p;
-  const Registered registered = FromHost(host());
-  std::set<std::pair<std::string, std::string>> seen;
-  for (const Entry& e : doc.entries) {
-    EXPECT_TRUE(registered.declarations.count({e.owner, e.declaration}))
-        << "line " << e.line << ": \"" << e.declaration << "\" is no registered declaration of " << e.owner;
-    EXPECT_TRUE(seen.insert({e.owner, e.declaration}).second) << "line " << e.line << ": documented twice";
+  std::map<std::string, std::set<std::string>> classProperties;
+  for (const auto& [owner, names] : properties_) {
+    if (owner.rfind("class:", 0) == 0) classProperties[owner] = names;
   }
-}
-
-TEST_F(ApiDoc, PropertiesMatchTheClasses) {
-  const Doc doc = ReadDoc();
-  const Registered registered = FromHost(host());
-  for (const auto& [owner, names] : registered.properties) {
-    if (owner.rfind("class:", 0) != 0) continue;
-    const auto it = doc.properties.find(owner);
-    EXPECT_EQ(it == doc.properties.end() ? std::set<std::string>{} : it->second, names) << owner;
-  }
-  for (const auto& [owner, names] : doc.properties) {
-    EXPECT_TRUE(registered.properties.count(owner) || names.empty()) << owner << " is no registered class";
-  }
+  std::erase_if(classProperties, [](const auto& p) { return p.second.empty(); });
+  EXPECT_EQ(doc.properties, classProperties);
 }
 
 // --- Example lines ---------------------------------------------------------
@@ -138,15 +106,10 @@ std::vector<std::string> ShellWords(const std::string& text) {
   std::string word;
   bool inWord = false, quoted = false;
   for (char c : text) {
-    if (quoted) {
-      if (c == '\'') {
-        quoted = false;
-      } else {
-        word += c;
-      }
-    } else if (c == '\'') {
-      quoted = inWord = true;
-    } else if (c == ' ') {
+    if (c == '\'') {
+      quoted = !quoted;
+      inWord = true;
+    } else if (c == ' ' && !quoted) {
       if (inWord) words.push_back(word);
       word.clear();
       inWord = false;
@@ -164,7 +127,7 @@ std::pair<std::string, size_t> CallShape(const std::string& text) {
   const size_t open = text.find('(');
   if (open == std::string::npos) return {text, 0};
   const std::string inside = text.substr(open + 1, text.size() - open - 2);
-  return {text.substr(0, open), inside.empty() ? 0 : static_cast<size_t>(std::count(inside.begin(), inside.end(), ',')) + 1};
+  return {text.substr(0, open), inside.empty() ? 0 : size_t(std::count(inside.begin(), inside.end(), ',')) + 1};
 }
 
 const ph::MethodInfo* Find(const std::vector<ph::MethodInfo>& methods, const std::string& name, size_t count) {
@@ -180,32 +143,27 @@ std::string CheckExample(ph::Host& host, const std::vector<std::string>& words) 
   std::map<std::string, std::string> options;
   std::vector<std::string> sets, positional;
   for (size_t i = 2; i < words.size(); ++i) {
-    if (words[i].rfind("--", 0) == 0) {
-      if (i + 1 >= words.size()) return words[i] + " without a value";
-      if (words[i] == "--set") {
-        sets.push_back(words[++i]);
-      } else {
-        options[words[i]] = words[i + 1];
-        ++i;
-      }
-    } else {
+    if (words[i].rfind("--", 0) != 0) {
       positional.push_back(words[i]);
+    } else if (i + 1 >= words.size()) {
+      return words[i] + " without a value";
+    } else if (words[i] == "--set") {
+      sets.push_back(words[++i]);
+    } else {
+      options[words[i]] = words[i + 1];
+      ++i;
     }
   }
   if (positional.empty()) return "no method or class";
   if (words[1] == "call") {
     const size_t count = positional.size() - 1;
-    if (!options.count("--on")) {
-      return Find(host.GlobalMethods(), positional[0], count) ? "" : "no global " + positional[0] + " with that many arguments";
-    }
+    if (!options.count("--on")) return Find(host.GlobalMethods(), positional[0], count) ? "" : "no such global";
     for (const char* owner : {"Picture", "graphics"}) {
-      const ph::ClassInfo* c = host.FindClass(owner);
-      if (c && Find(c->methods, positional[0], count)) return "";
+      if (Find(host.FindClass(owner)->methods, positional[0], count)) return "";
     }
-    return "no Picture or graphics method " + positional[0] + " with that many arguments";
+    return "no such Picture or graphics method";
   }
-  if (words[1] != "run") return "neither call nor run";
-  const ph::ClassInfo* c = host.FindClass(positional[0]);
+  const ph::ClassInfo* c = words[1] == "run" ? host.FindClass(positional[0]) : nullptr;
   if (!c || c->extension) return "no class " + positional[0];
   if (options.count("--from")) {
     const auto [name, count] = CallShape(options["--from"]);
@@ -213,12 +171,12 @@ std::string CheckExample(ph::Host& host, const std::vector<std::string>& words) 
     if (!m || m->declaration.resultName != c->name) return "no factory " + options["--from"] + " of " + c->name;
   }
   for (const std::string& s : sets) {
-    const std::string target = s.substr(0, s.find('=', s.find(')') == std::string::npos ? 0 : s.find(')')));
-    const auto [name, count] = CallShape(target);
-    bool found = false;
-    for (const ph::PropertyInfo& p : c->properties) found |= count == 0 && p.name == name;
+    const size_t close = s.find(')');
+    const auto [name, count] = CallShape(s.substr(0, s.find('=', close == std::string::npos ? 0 : close)));
+    const bool property = count == 0 && std::any_of(c->properties.begin(), c->properties.end(),
+                                                    [&](const ph::PropertyInfo& p) { return p.name == name; });
     const ph::MethodInfo* m = Find(c->methods, name, count);
-    if (!found && !(m && m->setter)) return "nothing assignable named " + target;
+    if (!property && !(m && m->setter)) return "nothing assignable named " + s;
   }
   for (size_t i = 1; i < positional.size(); ++i) {
     const auto [name, count] = CallShape(positional[i]);
@@ -227,21 +185,16 @@ std::string CheckExample(ph::Host& host, const std::vector<std::string>& words) 
   return "";
 }
 
+// Each entry has an example that uses it, and every example is a call the
+// command line can make.
 TEST_F(ApiDoc, ExamplesAreCallsTheCommandLineCanMake) {
-  const Doc doc = ReadDoc();
-  ASSERT_GT(doc.examples.size(), 50u);
-  for (const auto& [line, text] : doc.examples) {
-    const std::string problem = CheckExample(host(), ShellWords(text));
-    EXPECT_EQ(problem, "") << "line " << line << ": " << text;
-  }
-}
-
-TEST_F(ApiDoc, EveryEntryHasAnExampleThatUsesIt) {
   for (const Entry& e : ReadDoc().entries) {
-    const std::string name = e.declaration.substr(0, e.declaration.find_first_of("( "));
+    const std::string name = e.key.second.substr(0, e.key.second.find_first_of("( "));
     bool uses = false;
     for (const std::string& x : e.examples) {
-      for (const std::string& w : ShellWords(x)) uses |= w == name || w.rfind(name + "(", 0) == 0;
+      const std::vector<std::string> words = ShellWords(x);
+      EXPECT_EQ(CheckExample(host(), words), "") << "line " << e.line << ": " << x;
+      for (const std::string& w : words) uses |= w == name || w.rfind(name + "(", 0) == 0;
     }
     EXPECT_TRUE(uses) << "line " << e.line << ": no example calls " << name;
   }

@@ -1,18 +1,37 @@
-// Brightness, contrast, custom curves and inversion, through the host.
+// Brightness, contrast, custom curves, inversion and automatic levels,
+// through the host.
 #include <cmath>
 #include <limits>
+#include <map>
 
-#include "tests/tone/tone_test_support.h"
+#include "tests/support/host_fixture.h"
+#include "tests/support/pixels.h"
 
-using namespace tone_test;
+using namespace testpix;
 
 namespace {
 
-class ToneBrightness : public HostTest {
+constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
+constexpr double kInf = std::numeric_limits<double>::infinity();
+
+std::vector<uint32_t> Greys(std::vector<uint32_t> levels) {
+  for (uint32_t& v : levels) v = Grey(v);
+  return levels;
+}
+
+// Every channel value once in each channel.
+std::vector<uint32_t> AllLevels() {
+  std::vector<uint32_t> v;
+  for (uint32_t s = 0; s < 256; ++s) v.push_back(Rgb(s, 255 - s, (s * 7) & 0xFF));
+  return v;
+}
+
+class Tone : public HostTest {
  protected:
-  // One pixel per value of `values` in every channel, then the call's result.
+  // The call's result on a picture of `pixels`, `width` wide; the result has
+  // the picture's size and the picture is unchanged.
   std::vector<uint32_t> Apply(const std::vector<uint32_t>& pixels, int32_t width, const std::string& method,
-                              std::vector<ph::Value> args) {
+                              std::vector<ph::Value> args = {}) {
     ph::Ref p = Picture(width, static_cast<int32_t>(pixels.size()) / width, pixels);
     ph::Ref out = AsPicture(host().Call(p, method, std::move(args)));
     if (!out) return {};
@@ -21,114 +40,134 @@ class ToneBrightness : public HostTest {
     EXPECT_EQ(host().Pixels(p), pixels) << "the source picture changed";
     return host().Pixels(out);
   }
-  // Channel value s of every channel, for s in `levels`.
-  static std::vector<uint32_t> Greys(std::vector<uint32_t> levels) {
-    for (uint32_t& v : levels) v = Rgb(v, v, v);
-    return levels;
-  }
-  static std::vector<uint32_t> AllLevels() {
-    std::vector<uint32_t> v;
-    for (uint32_t s = 0; s < 256; ++s) v.push_back(Rgb(s, 255 - s, (s * 7) & 0xFF));
-    return v;
-  }
 };
 
-TEST_F(ToneBrightness, NeutralAmountsCopyThePicture) {
+TEST_F(Tone, WorkedExamplesTruncateClampAndWrap) {
+  struct Case {
+    const char* method;
+    std::vector<ph::Value> args;
+    std::vector<uint32_t> in, out;
+  };
+  const Case cases[] = {
+      {"ChangeBrightnessAbsoluteQVT", {0.9}, Greys({10, 0, 250}), Greys({10, 0, 250})},  // truncated, not rounded
+      {"ChangeBrightnessAbsoluteQVT", {-0.5}, Greys({10, 0, 250}), Greys({9, 0, 249})},
+      {"ChangeBrightnessAbsoluteQVT", {255.0}, Greys({0, 128, 255}), Greys({255, 255, 255})},
+      {"ChangeBrightnessAbsoluteQVT", {-255.0}, Greys({0, 128, 255}), Greys({0, 0, 0})},
+      {"ChangeBrightnessAbsoluteQVT", {300.0, -3.5, 0.0}, {Grey(10)}, {Rgb(255, 6, 10)}},  // an amount per channel
+      {"ChangeBrightnessAbsoluteQVT", {kNan, kInf, -kInf}, Greys({0, 200}), {Rgb(0, 255, 0), Rgb(0, 255, 0)}},
+      {"ChangeBrightnessLinearQVT", {255.0}, Greys({0, 77, 255}), Greys({255, 255, 255})},
+      {"ChangeBrightnessLinearQVT", {-255.0}, Greys({0, 77, 255}), Greys({0, 0, 0})},
+      // d = 300: 0 gives 300, stored as 44. d = -300: 100 gives -17.6 -> -17 -> 239.
+      {"ChangeBrightnessLinearQVT", {300.0, -300.0, 0.0}, {Rgb(0, 100, 255)}, {Rgb(44, 239, 255)}},
+      // The top of the range is reached exactly: 255 for d >= 0, 255 + d for d < 0.
+      {"ChangeBrightnessLinearQVT", {100.0, -100.0, 1.0}, {Grey(255)}, {Rgb(255, 155, 255)}},
+      // 51 x 155/255 is 31 exactly, but the double product lies just below it.
+      {"ChangeBrightnessLinearQVT", {-100.0}, Greys({51}), Greys({30})},
+      {"ChangeBrightnessLinearQVT", {kNan}, Greys({0, 200}), Greys({0, 0})},
+      {"ChangeBrightnessLinearQVT", {1e10}, Greys({0}), Greys({0})},  // 1e10 is a multiple of 256
+      // Contrast pivots at 127; -0.5 halves the distance: 0 -> 63.5 -> 63, 255 -> 191.
+      {"ChangeContrastQVT", {-1.0}, Greys({0, 127, 128, 255}), Greys({127, 127, 127, 127})},
+      {"ChangeContrastQVT", {1.0}, Greys({0, 127, 128, 200}), Greys({0, 127, 129, 255})},
+      {"ChangeContrastQVT", {-0.5, -0.5, 0.0}, {Rgb(0, 255, 200)}, {Rgb(63, 191, 200)}},
+      {"ChangeCustomQVT", {2.0, -10.0}, Greys({3, 100, 200}), Greys({0, 190, 255})},
+      {"ChangeCustomQVT", {0.5, 0.4}, Greys({3}), Greys({1})},  // 1.9 truncates to 1
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(Apply(c.in, int32_t(c.in.size()), c.method, c.args), c.out) << c.method << " case " << &c - cases;
+  }
+  // Neutral amounts copy the picture.
   const std::vector<uint32_t> sample = ph::SamplePixels(13, 7);
-  EXPECT_EQ(Apply(sample, 13, "ChangeBrightnessAbsoluteQVT", {0.0}), sample);
-  EXPECT_EQ(Apply(sample, 13, "ChangeBrightnessLinearQVT", {0.0}), sample);
-  EXPECT_EQ(Apply(sample, 13, "ChangeContrastQVT", {0.0}), sample);
+  for (const char* method : {"ChangeBrightnessAbsoluteQVT", "ChangeBrightnessLinearQVT", "ChangeContrastQVT"}) {
+    EXPECT_EQ(Apply(sample, 13, method, {0.0}), sample) << method;
+  }
   EXPECT_EQ(Apply(sample, 13, "ChangeCustomQVT", {1.0, 0.0}), sample);
-  EXPECT_EQ(Apply(sample, 13, "ChangeBrightnessAbsoluteQVT", {0.0, 0.0, 0.0}), sample);
+  auto inverse = [](uint32_t s) { return 255 - s; };
+  EXPECT_EQ(Apply(AllLevels(), 16, "ChangeCustomQVT", {-1.0, 255.0}), MapChannels(AllLevels(), inverse, inverse, inverse));
 }
 
-TEST_F(ToneBrightness, AbsoluteTruncatesAndClamps) {
-  EXPECT_EQ(Apply(Greys({10, 0, 250}), 3, "ChangeBrightnessAbsoluteQVT", {0.9}), Greys({10, 0, 250}));
-  EXPECT_EQ(Apply(Greys({10, 0, 250}), 3, "ChangeBrightnessAbsoluteQVT", {-0.5}), Greys({9, 0, 249}));
-  EXPECT_EQ(Apply(Greys({0, 128, 255}), 3, "ChangeBrightnessAbsoluteQVT", {255.0}), Greys({255, 255, 255}));
-  EXPECT_EQ(Apply(Greys({0, 128, 255}), 3, "ChangeBrightnessAbsoluteQVT", {-255.0}), Greys({0, 0, 0}));
-  // Each channel has its own amount.
-  EXPECT_EQ(Apply({Rgb(10, 10, 10)}, 1, "ChangeBrightnessAbsoluteQVT", {300.0, -3.5, 0.0}),
-            (std::vector<uint32_t>{Rgb(255, 6, 10)}));
-}
-
-TEST_F(ToneBrightness, LinearMapsRangesAndWrapsBeyondThem) {
-  EXPECT_EQ(Apply(Greys({0, 77, 255}), 3, "ChangeBrightnessLinearQVT", {255.0}), Greys({255, 255, 255}));
-  EXPECT_EQ(Apply(Greys({0, 77, 255}), 3, "ChangeBrightnessLinearQVT", {-255.0}), Greys({0, 0, 0}));
-  // d = 300: 0 gives 300, stored as 44. d = -300: 100 gives -17.6 -> -17 -> 239.
-  EXPECT_EQ(Apply({Rgb(0, 100, 255)}, 1, "ChangeBrightnessLinearQVT", {300.0, -300.0, 0.0}),
-            (std::vector<uint32_t>{Rgb(44, 239, 255)}));
-  // 0 takes the brightening branch (offset 0, factor 1); the top of the range
-  // is reached exactly: 255 for d >= 0, 255 + d for d < 0.
-  EXPECT_EQ(Apply({Rgb(255, 255, 255)}, 1, "ChangeBrightnessLinearQVT", {100.0, -100.0, 1.0}),
-            (std::vector<uint32_t>{Rgb(255, 155, 255)}));
-  // 51 × 155/255 is 31 exactly, but the double product lies just below it
-  // (30.999999999999996) and truncates to 30.
-  EXPECT_EQ(Apply(Greys({51}), 1, "ChangeBrightnessLinearQVT", {-100.0}), Greys({30}));
-}
-
-TEST_F(ToneBrightness, LinearMatchesPerPixelDoubleArithmetic) {
+TEST_F(Tone, LinearBrightnessMatchesPerPixelDoubleArithmetic) {
   for (double d : {-200.0, -37.5, 0.25, 64.0, 199.9}) {
     auto f = [d](uint32_t s) {
-      const double factor = (255.0 - std::fabs(d)) / 255.0;
-      const double v = s * factor + (d >= 0 ? d : 0.0);
+      const double v = s * ((255.0 - std::fabs(d)) / 255.0) + (d >= 0 ? d : 0.0);
       return static_cast<uint32_t>(static_cast<int32_t>(v)) & 0xFF;
     };
     EXPECT_EQ(Apply(AllLevels(), 16, "ChangeBrightnessLinearQVT", {d}), MapChannels(AllLevels(), f, f, f)) << d;
   }
 }
 
-TEST_F(ToneBrightness, ContrastPivotsAt127) {
-  EXPECT_EQ(Apply(Greys({0, 127, 128, 255}), 4, "ChangeContrastQVT", {-1.0}), Greys({127, 127, 127, 127}));
-  EXPECT_EQ(Apply(Greys({0, 127, 128, 200}), 4, "ChangeContrastQVT", {1.0}), Greys({0, 127, 129, 255}));
-  // -0.5 halves the distance: 0 -> 63.5 -> 63, 255 -> 191.
-  EXPECT_EQ(Apply({Rgb(0, 255, 200)}, 1, "ChangeContrastQVT", {-0.5, -0.5, 0.0}),
-            (std::vector<uint32_t>{Rgb(63, 191, 200)}));
-}
-
-TEST_F(ToneBrightness, CustomCurveClampsBothEnds) {
-  EXPECT_EQ(Apply(Greys({3, 100, 200}), 3, "ChangeCustomQVT", {2.0, -10.0}), Greys({0, 190, 255}));
-  auto inverse = [](uint32_t s) { return 255 - s; };
-  EXPECT_EQ(Apply(AllLevels(), 16, "ChangeCustomQVT", {-1.0, 255.0}), MapChannels(AllLevels(), inverse, inverse, inverse));
-  // 0.5 × 3 + 0.4 = 1.9 truncates to 1.
-  EXPECT_EQ(Apply(Greys({3}), 1, "ChangeCustomQVT", {0.5, 0.4}), Greys({1}));
-}
-
-TEST_F(ToneBrightness, UnusualAmountsStayInsideTheRules) {
-  const double nan = std::numeric_limits<double>::quiet_NaN();
-  const double inf = std::numeric_limits<double>::infinity();
-  EXPECT_EQ(Apply(Greys({0, 200}), 2, "ChangeBrightnessAbsoluteQVT", {nan, inf, -inf}),
-            (std::vector<uint32_t>{Rgb(0, 255, 0), Rgb(0, 255, 0)}));
-  EXPECT_EQ(Apply(Greys({0, 200}), 2, "ChangeBrightnessLinearQVT", {nan}), Greys({0, 0}));
-  // 1e10 + s × (255 - 1e10) / 255 at s = 0 is 1e10, a multiple of 256.
-  EXPECT_EQ(Apply(Greys({0}), 1, "ChangeBrightnessLinearQVT", {1e10}), Greys({0}));
-}
-
-// The inversion rectangle: `inside(x, y)` pixels are inverted, all others black.
-std::vector<uint32_t> InvertedInside(const std::vector<uint32_t>& src, int32_t w, bool (*inside)(int32_t, int32_t)) {
-  std::vector<uint32_t> out(src.size(), 0);
-  for (size_t i = 0; i < src.size(); ++i)
-    if (inside(static_cast<int32_t>(i) % w, static_cast<int32_t>(i) / w)) out[i] = src[i] ^ 0xFFFFFF;
-  return out;
-}
-
-TEST_F(ToneBrightness, InvertLeavesBlackOutsideTheClippedRectangle) {
+TEST_F(Tone, InvertLeavesBlackOutsideTheClippedRectangle) {
   const std::vector<uint32_t> src = ph::SamplePixels(20, 20);
-  EXPECT_EQ(Apply(src, 20, "InvertQVT", {-5, -5, 10, 10}),
-            InvertedInside(src, 20, [](int32_t x, int32_t y) { return x < 5 && y < 5; }));
-  EXPECT_EQ(Apply(src, 20, "InvertQVT", {0, 0, 20, 20}), InvertedInside(src, 20, [](int32_t, int32_t) { return true; }));
-  EXPECT_EQ(Apply(src, 20, "InvertQVT", {3, 17, 4, 100}),
-            InvertedInside(src, 20, [](int32_t x, int32_t y) { return x >= 3 && x < 7 && y >= 17; }));
-  const std::vector<uint32_t> black(400, 0);
-  EXPECT_EQ(Apply(src, 20, "InvertQVT", {0, 0, 0, 0}), black);
-  EXPECT_EQ(Apply(src, 20, "InvertQVT", {25, 0, 10, 10}), black);
-  EXPECT_EQ(Apply(src, 20, "InvertQVT", {5, 5, -3, 10}), black);
-  // Right and bottom are formed from the arguments without overflowing.
-  const int32_t big = std::numeric_limits<int32_t>::max();
-  const int32_t small = std::numeric_limits<int32_t>::min();
-  EXPECT_EQ(Apply(src, 20, "InvertQVT", {-10, -10, big, big}), InvertedInside(src, 20, [](int32_t, int32_t) { return true; }));
-  EXPECT_EQ(Apply(src, 20, "InvertQVT", {big, big, big, big}), black);
-  EXPECT_EQ(Apply(src, 20, "InvertQVT", {small, small, big, big}), black);
+  const int32_t big = std::numeric_limits<int32_t>::max(), small = std::numeric_limits<int32_t>::min();
+  struct Case {
+    int32_t left, top, width, height;  // the arguments
+    int32_t l, t, r, b;                // the inverted rectangle
+  };
+  const Case cases[] = {
+      {-5, -5, 10, 10, 0, 0, 5, 5},   {0, 0, 20, 20, 0, 0, 20, 20},     {3, 17, 4, 100, 3, 17, 7, 20},
+      {0, 0, 0, 0, 0, 0, 0, 0},       {25, 0, 10, 10, 0, 0, 0, 0},      {5, 5, -3, 10, 0, 0, 0, 0},
+      // Right and bottom are formed from the arguments without overflowing.
+      {-10, -10, big, big, 0, 0, 20, 20}, {big, big, big, big, 0, 0, 0, 0}, {small, small, big, big, 0, 0, 0, 0}};
+  for (const Case& c : cases) {
+    std::vector<uint32_t> expected(src.size(), 0);
+    for (int32_t y = c.t; y < c.b; ++y)
+      for (int32_t x = c.l; x < c.r; ++x) expected[size_t(y) * 20 + x] = src[size_t(y) * 20 + x] ^ 0xFFFFFF;
+    EXPECT_EQ(Apply(src, 20, "InvertQVT", {c.left, c.top, c.width, c.height}), expected)
+        << c.left << " " << c.top << " " << c.width << " " << c.height;
+  }
+}
+
+// --- Automatic levels ----------------------------------------------------------
+
+TEST_F(Tone, AutoLevelOnePixelAndFlatColours) {
+  // L = 141 (141.65); both threshold counts are 0, so lo = hi = 140: 140 itself
+  // is at the threshold and goes to 0, the levels above it to 255.
+  EXPECT_EQ(Apply({Rgb(100, 150, 200)}, 1, "AutoLevelQVT"), (std::vector<uint32_t>{Rgb(0, 255, 255)}));
+  EXPECT_EQ(Apply({Rgb(140, 143, 0)}, 1, "AutoLevelQVT"), (std::vector<uint32_t>{Rgb(0, 255, 0)}));
+  const std::map<uint32_t, uint32_t> flat = {{Grey(1), 0xFFFFFF}, {Grey(4), 0xFFFFFF}, {Grey(128), 0xFFFFFF},
+                                             {Grey(255), 0xFFFFFF}, {0, 0}, {0xFF0000, 0xFF0000},
+                                             {Rgb(0, 0, 99), Rgb(0, 0, 255)}};
+  for (auto [colour, result] : flat) {
+    EXPECT_EQ(Apply(std::vector<uint32_t>(100, colour), 10, "AutoLevelQVT"), std::vector<uint32_t>(100, result)) << colour;
+  }
+}
+
+TEST_F(Tone, AutoLevelThresholdsUseSinglePrecisionFractionsInDouble) {
+  // 200 pixels: dark count 0 (0.99999998 truncated), so one pixel at level 0
+  // leaves lo = 0; all others white put hi at 254. (0, 0, 99) keeps its blue:
+  // 99 x 255 / 254 = 99.4. A dark count of 1 would make lo = hi = 254 and
+  // turn that blue to 0.
+  std::vector<uint32_t> p200(200, 0xFFFFFF);
+  p200[57] = Rgb(0, 0, 99);
+  EXPECT_EQ(Apply(p200, 20, "AutoLevelQVT"), p200);
+  // 1000 pixels: dark count 4 (not 5, which single-precision products give).
+  // Five pixels at level 0 exceed it, so lo stays 0 ...
+  std::vector<uint32_t> p1000(1000, 0xFFFFFF);
+  for (int i : {0, 100, 200, 300}) p1000[i] = 0;
+  p1000[999] = Rgb(0, 0, 99);
+  EXPECT_EQ(Apply(p1000, 40, "AutoLevelQVT"), p1000);
+  // ... while with only four the count is reached: lo = hi = 254.
+  p1000[0] = 0xFFFFFF;
+  std::vector<uint32_t> want = p1000;
+  want[999] = 0;
+  EXPECT_EQ(Apply(p1000, 40, "AutoLevelQVT"), want);
+}
+
+TEST_F(Tone, AutoLevelStretchesEvenlySpreadLevelsFrom0To253) {
+  // One pixel for each luminance level 0..255, found among near-grey colours.
+  std::map<int32_t, uint32_t> byLevel;
+  for (uint32_t v = 0; v < 256; ++v) {
+    for (uint32_t dv : {0u, 1u, 2u}) {
+      for (uint32_t c : {Rgb(v, v, std::min(255u, v + dv)), Rgb(std::min(255u, v + dv), std::min(255u, v + 1), v)}) {
+        byLevel.emplace(static_cast<int32_t>(0.177 * R(c) + 0.813 * G(c) + 0.01 * B(c)), c);
+      }
+    }
+  }
+  ASSERT_EQ(byLevel.size(), 256u);
+  std::vector<uint32_t> pixels;
+  for (auto& [level, c] : byLevel) pixels.push_back(c);
+  // N = 256: dark count 1, bright count 254, so lo = 0 and hi = 253.
+  auto stretch = [](uint32_t s) { return s > 253 ? 255u : s * 255 / 253; };
+  EXPECT_EQ(Apply(pixels, 16, "AutoLevelQVT"), MapChannels(pixels, stretch, stretch, stretch));
 }
 
 }  // namespace

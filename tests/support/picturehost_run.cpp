@@ -1,4 +1,4 @@
-#include "tests/host/picturehost_runner.h"
+#include "tests/support/picturehost_run.h"
 
 #include <sys/wait.h>
 #include <unistd.h>
