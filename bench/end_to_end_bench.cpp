@@ -1,11 +1,31 @@
-// Geometry timings on a 4000 x 3000 sample picture, end to end through the
-// emulated host, and the host's share of each: reading the pixmap into a
-// reader and building result pictures from writers, with no pixel work.
+// Every handler end to end through the emulated host, on a 4000 x 3000 and a
+// 640 x 480 picture, and the host's own share of each call measured apart.
+//
+// "e2e/<method>/<size>" times one call as a REALbasic program makes it: the
+// host's call machinery, the plug-in's handler, the pictures the host reads
+// and builds, and the release of the result. Its label names the host work
+// the call implies; "host/<work>/<size>" times that work alone, through the
+// same reader and writer functions the handlers use but with no pixel work:
+//   call        a call of a method that does nothing with pixels
+//   read-write  one picture read, one result of the same size built
+//   read2-write, read3-write   two or three pictures read, one result built
+//   read        one picture read, nothing built
+//   write       one result built from nothing
+//   rotate30    the reads and results of the three shear passes
+//   scale-half, scale-double   one read, one result of the new size
+//   clone       the host's own drawing (CloneQVT is all host work)
+// The writer buffer the result is built from is allocated and filled outside
+// the timed region: allocating it is the plug-in's work, not the host's.
 #include <benchmark/benchmark.h>
 
 #include <cstdint>
+#include <cstring>
+#include <functional>
+#include <map>
+#include <string>
 #include <vector>
 
+#include "bench/bench_pictures.h"
 #include "geometry/rotate.h"
 #include "host/host.h"
 #include "host/host_state.h"
@@ -14,109 +34,321 @@
 
 namespace {
 
-constexpr int32_t kWidth = 4000, kHeight = 3000;
-
 ph::Host& BenchHost() {
   static ph::Host* host = [] {
+    std::string error;
+    if (!ph::EnsureDisplay(&error)) {
+      std::fprintf(stderr, "%s\n", error.c_str());
+      std::exit(1);
+    }
     ph::HostOptions options;
     options.pluginPath = PICTURE_PLUGIN_PATH;
-    return new ph::Host(options);
+    auto* h = new ph::Host(options);
+    // The reader and writer code linked into this program reaches the same host.
+    gResolver = [](const char* name) { return ph::ResolveEntryPoint(name); };
+    return h;
   }();
   return *host;
 }
 
-const ph::Ref& Sample() {
-  static ph::Ref sample = BenchHost().NewPicture(kWidth, kHeight, ph::SamplePixels(kWidth, kHeight));
-  return sample;
-}
+// The pictures, blocks and filter instances of one size, made once.
+struct Inputs {
+  int32_t width, height;
+  ph::Ref source, second, third;
+  ph::Ref redTable, greenTable, blueTable;
+  ph::Ref outBlock;  // large enough for every copy out
+  ph::Ref rgbBlock, argbBlock, greyBlock;
+  ph::Ref binary;
+  ph::Ref sepia, convolution, lut3d, matrix, matrix3d, minmax;
+};
 
-// The plug-in code linked into this program reaches the same host.
-void UseHostDirectly() {
-  BenchHost().Call(Sample(), "BitmapQVT");
-  gResolver = [](const char* name) { return ph::ResolveEntryPoint(name); };
-}
-
-void Check(benchmark::State& state, const ph::Value& v) {
-  if (v.IsNil()) state.SkipWithError("the method returned nil");
-}
-
-void BM_RotateQVT30(benchmark::State& state) {
-  for (auto _ : state) Check(state, BenchHost().Call(Sample(), "RotateQVT", {30.0, ph::Color{0xFFFFFF}}));
-}
-
-void BM_ScaleQVT(benchmark::State& state) {
-  const int32_t w = static_cast<int32_t>(state.range(0)), h = static_cast<int32_t>(state.range(1));
-  const bool antiAlias = state.range(2) != 0;
-  for (auto _ : state) Check(state, BenchHost().Call(Sample(), "ScaleQVT", {w, h, antiAlias}));
-}
-
-void BM_CloneQVT(benchmark::State& state) {
-  for (auto _ : state) Check(state, BenchHost().Call(Sample(), "CloneQVT"));
-}
-
-// Reads `picture` into a reader and renders an untouched writer of w x h:
-// the host's work around one pass. Returns the new picture.
-REALpictureStruct* ReadAndRender(REALpictureStruct* picture, int32_t w, int32_t h) {
-  PictureReader reader;
-  PictureWriter writer;
-  if (!GetPictureReader(reader, picture)) return nullptr;
-  REALpictureStruct* out = NewPictureWriter(writer, w, h) ? RenderPictureWriter(writer) : nullptr;
-  ClosePictureReader(reader);
+std::vector<uint8_t> Bytes(const std::vector<uint32_t>& pixels, int stride, int order) {
+  std::vector<uint8_t> out(pixels.size() * stride);
+  for (size_t i = 0; i < pixels.size(); ++i) {
+    const uint32_t p = pixels[i];
+    uint8_t* o = out.data() + i * stride;
+    if (order == 3) {
+      o[0] = static_cast<uint8_t>(p >> 16), o[1] = static_cast<uint8_t>(p >> 8), o[2] = static_cast<uint8_t>(p);
+    } else if (order == 4) {
+      o[0] = 255, o[1] = static_cast<uint8_t>(p >> 16), o[2] = static_cast<uint8_t>(p >> 8), o[3] = static_cast<uint8_t>(p);
+    } else {
+      o[0] = static_cast<uint8_t>(p >> 8);
+    }
+  }
   return out;
 }
 
-void Release(REALpictureStruct* p) { REALUnlockObject(reinterpret_cast<REALobjectStruct*>(p)); }
+Inputs& InputsFor(int32_t width, int32_t height) {
+  static std::map<int32_t, Inputs*> made;
+  Inputs*& in = made[width];
+  if (in) return *in;
+  ph::Host& host = BenchHost();
+  in = new Inputs;
+  in->width = width;
+  in->height = height;
+  const std::vector<uint32_t> pixels = bench::BenchPixels(width, height, 0);
+  in->source = host.NewPicture(width, height, pixels);
+  in->second = host.NewPicture(width, height, bench::BenchPixels(width, height, 1));
+  in->third = host.NewPicture(width, height, bench::BenchPixels(width, height, 2));
 
-// The host's share of one scaling: one read of the source, one result.
-void BM_HostShareScale(benchmark::State& state) {
-  UseHostDirectly();
-  auto* source = static_cast<REALpictureStruct*>(Sample().handle());
+  std::vector<uint8_t> table(256);
+  for (int s = 0; s < 256; ++s) table[s] = static_cast<uint8_t>(s * 7);
+  in->redTable = host.NewMemoryBlock(table);
+  for (int s = 0; s < 256; ++s) table[s] = static_cast<uint8_t>(255 - s);
+  in->greenTable = host.NewMemoryBlock(table);
+  for (int s = 0; s < 256; ++s) table[s] = static_cast<uint8_t>(s / 2);
+  in->blueTable = host.NewMemoryBlock(table);
+
+  in->outBlock = host.NewMemoryBlock(4 * width * height);
+  in->rgbBlock = host.NewMemoryBlock(Bytes(pixels, 3, 3));
+  in->argbBlock = host.NewMemoryBlock(Bytes(pixels, 4, 4));
+  in->greyBlock = host.NewMemoryBlock(Bytes(pixels, 1, 1));
+  in->binary = host.CallGlobal("PicturetoBinaryStringQVT", {in->source}).AsRef();
+
+  in->sepia = host.NewInstance("PictureSepiaQVT");
+  host.SetProperty(in->sepia, "SourcePicture", in->source);
+  host.SetProperty(in->sepia, "SepiaRed", int32_t{40});
+  host.SetProperty(in->sepia, "SepiaGreen", int32_t{20});
+  host.SetProperty(in->sepia, "SepiaBlue", int32_t{-20});
+
+  in->convolution = host.NewInstance("PictureConvolutionQVT");
+  host.SetProperty(in->convolution, "SourcePicture", in->source);
+  host.SetProperty(in->convolution, "ValueCount", int32_t{5});
+  const double taps[5] = {1 / 16.0, 4 / 16.0, 6 / 16.0, 4 / 16.0, 1 / 16.0};
+  for (int32_t i = 0; i < 5; ++i) {
+    host.AssignMethod(in->convolution, "Hor", {i}, taps[i]);
+    host.AssignMethod(in->convolution, "Ver", {i}, taps[i]);
+  }
+
+  in->lut3d = host.NewInstance("PictureLut3DQVT");
+  host.SetProperty(in->lut3d, "SourcePicture", in->source);
+  for (int32_t r = 0; r < 16; ++r)
+    for (int32_t g = 0; g < 16; ++g)
+      for (int32_t b = 0; b < 16; ++b) {
+        host.AssignMethod(in->lut3d, "Table", {r, g, b, int32_t{0}}, 17.0 * g);
+        host.AssignMethod(in->lut3d, "Table", {r, g, b, int32_t{1}}, 17.0 * b);
+        host.AssignMethod(in->lut3d, "Table", {r, g, b, int32_t{2}}, 17.0 * r);
+      }
+
+  in->matrix = host.NewInstance("PictureMatrixQVT");
+  host.SetProperty(in->matrix, "SourcePicture", in->source);
+  host.SetProperty(in->matrix, "ScaleFactor", 1.0 / 273.0);
+  const int32_t cells[25] = {1, 4, 7, 4, 1, 4, 16, 26, 16, 4, 7, 26, 41, 26, 7, 4, 16, 26, 16, 4, 1, 4, 7, 4, 1};
+  for (int32_t i = 0; i < 25; ++i) host.AssignMethod(in->matrix, "Matrix", {i % 5, i / 5}, cells[i]);
+
+  in->matrix3d = host.NewInstance("PictureMatrix3DQVT");
+  host.SetProperty(in->matrix3d, "SourcePicture", in->source);
+  const double m[4][3] = {{0.8, 0.1, 0.05}, {0.15, 0.85, 0.1}, {0.05, 0.05, 0.85}, {0, 0, 0}};
+  for (int32_t i = 0; i < 3; ++i)
+    for (int32_t j = 0; j < 3; ++j) host.AssignMethod(in->matrix3d, "Matrix", {i, j}, m[i][j]);
+  host.AssignMethod(in->matrix3d, "Matrix", {int32_t{0}, int32_t{3}}, 10.0);
+
+  in->minmax = host.NewInstance("PictureMinMaxQVT");
+  return *in;
+}
+
+// ---- Host shares ------------------------------------------------------------------
+
+REALpictureStruct* Handle(const ph::Ref& r) { return static_cast<REALpictureStruct*>(r.handle()); }
+void Release(REALpictureStruct* p) {
+  if (p) REALUnlockObject(reinterpret_cast<REALobjectStruct*>(p));
+}
+
+// A writer of w x h filled with picture-like content, made while the timer stops.
+void PausedWriter(benchmark::State& state, PictureWriter& writer, int32_t w, int32_t h) {
+  state.PauseTiming();
+  NewPictureWriter(writer, w, h);
+  for (int32_t y = 0; y < h; ++y) {
+    uint32_t* row = WriterRow(writer, y);
+    for (int32_t x = 0; x < w; ++x) row[x] = static_cast<uint32_t>(x * 0x010203 + y * 0x030201) & 0xFFFFFF;
+  }
+  state.ResumeTiming();
+}
+
+// Opens readers on `count` pictures and builds one w x h result.
+REALpictureStruct* ReadAndBuild(benchmark::State& state, REALpictureStruct* const* pictures, int count, int32_t w,
+                                int32_t h) {
+  PictureReader readers[3];
+  for (int i = 0; i < count; ++i) GetPictureReader(readers[i], pictures[i]);
+  REALpictureStruct* out = nullptr;
+  if (w > 0) {
+    PictureWriter writer;
+    PausedWriter(state, writer, w, h);
+    out = RenderPictureWriter(writer);
+  }
+  for (int i = count; i-- > 0;) ClosePictureReader(readers[i]);
+  return out;
+}
+
+void HostShare(benchmark::State& state, const std::string& work, int32_t width, int32_t height) {
+  Inputs& in = InputsFor(width, height);
+  REALpictureStruct* const pictures[3] = {Handle(in.source), Handle(in.second), Handle(in.third)};
   for (auto _ : state) {
-    REALpictureStruct* out = ReadAndRender(source, static_cast<int32_t>(state.range(0)),
-                                           static_cast<int32_t>(state.range(1)));
-    if (!out) state.SkipWithError("no picture");
-    Release(out);
+    if (work == "call") {
+      benchmark::DoNotOptimize(BenchHost().Call(in.source, "HasMaskQVT"));
+    } else if (work == "read-write" || work == "read2-write" || work == "read3-write" || work == "read") {
+      const int count = work == "read2-write" ? 2 : work == "read3-write" ? 3 : 1;
+      Release(ReadAndBuild(state, pictures, count, work == "read" ? 0 : width, height));
+    } else if (work == "write") {
+      Release(ReadAndBuild(state, pictures, 0, width, height));
+    } else if (work == "scale-half") {
+      Release(ReadAndBuild(state, pictures, 1, width / 2, height / 2));
+    } else if (work == "scale-double") {
+      Release(ReadAndBuild(state, pictures, 1, width * 2, height * 2));
+    } else if (work == "rotate30") {
+      double theta, s, t;
+      ShearFactors(30, &theta, &s, &t);
+      ShearSizes sizes;
+      ComputeShearSizes(width, height, theta, s, t, &sizes);
+      REALpictureStruct* pass1 = ReadAndBuild(state, pictures, 1, sizes.width1, height);
+      REALpictureStruct* pass2 = ReadAndBuild(state, &pass1, 1, sizes.width1, sizes.height2);
+      Release(pass1);
+      REALpictureStruct* pass3 = ReadAndBuild(state, &pass2, 1, sizes.width3, sizes.height2);
+      Release(pass2);
+      Release(pass3);
+    } else if (work == "clone") {
+      Release(ClonePicture(pictures[0]));
+    }
   }
 }
 
-// The host's share of RotateQVT(30): the source and the first two passes are
-// read, and the three passes are built, at the sizes the rotation uses.
-void BM_HostShareRotate30(benchmark::State& state) {
-  UseHostDirectly();
-  double theta, s, t;
-  ShearFactors(30, &theta, &s, &t);
-  ShearSizes sizes;
-  ComputeShearSizes(kWidth, kHeight, theta, s, t, &sizes);
-  auto* source = static_cast<REALpictureStruct*>(Sample().handle());
-  for (auto _ : state) {
-    REALpictureStruct* pass1 = ReadAndRender(source, sizes.width1, kHeight);
-    REALpictureStruct* pass2 = ReadAndRender(pass1, sizes.width1, sizes.height2);
-    Release(pass1);
-    REALpictureStruct* pass3 = ReadAndRender(pass2, sizes.width3, sizes.height2);
-    Release(pass2);
-    if (!pass3) state.SkipWithError("no picture");
-    Release(pass3);
+// ---- The calls ---------------------------------------------------------------------
+
+struct Case {
+  const char* name;
+  const char* work;  // the host share it implies, besides "call"
+  std::function<ph::Value(ph::Host&, Inputs&)> call;
+};
+
+ph::Value Run(ph::Host& host, const ph::Ref& instance, std::vector<ph::Value> args = {}) {
+  return host.CallMethod(instance, "Run", std::move(args));
+}
+
+std::vector<Case> Cases() {
+  using ph::Color;
+  using ph::Host;
+  using ph::Value;
+  return {
+      {"CloneQVT", "clone", [](Host& h, Inputs& in) { return h.Call(in.source, "CloneQVT"); }},
+      {"HMirrorQVT", "read-write", [](Host& h, Inputs& in) { return h.Call(in.source, "HMirrorQVT"); }},
+      {"VMirrorQVT", "read-write", [](Host& h, Inputs& in) { return h.Call(in.source, "VMirrorQVT"); }},
+      {"Rotate90QVT", "read-write", [](Host& h, Inputs& in) { return h.Call(in.source, "Rotate90QVT"); }},
+      {"Rotate180QVT", "read-write", [](Host& h, Inputs& in) { return h.Call(in.source, "Rotate180QVT"); }},
+      {"Rotate270QVT", "read-write", [](Host& h, Inputs& in) { return h.Call(in.source, "Rotate270QVT"); }},
+      {"RotateQVT(30)", "rotate30",
+       [](Host& h, Inputs& in) { return h.Call(in.source, "RotateQVT", {30.0, Color{0xFFFFFF}}); }},
+      {"ScaleQVT(half)", "scale-half",
+       [](Host& h, Inputs& in) { return h.Call(in.source, "ScaleQVT", {in.width / 2, in.height / 2, true}); }},
+      {"ScaleQVT(double)", "scale-double",
+       [](Host& h, Inputs& in) { return h.Call(in.source, "ScaleQVT", {in.width * 2, in.height * 2, false}); }},
+      {"ScaleQVT(double,AntiAlias)", "scale-double",
+       [](Host& h, Inputs& in) { return h.Call(in.source, "ScaleQVT", {in.width * 2, in.height * 2, true}); }},
+      {"ChangeBrightnessAbsoluteQVT", "read-write",
+       [](Host& h, Inputs& in) { return h.Call(in.source, "ChangeBrightnessAbsoluteQVT", {20.0}); }},
+      {"ChangeBrightnessLinearQVT", "read-write",
+       [](Host& h, Inputs& in) { return h.Call(in.source, "ChangeBrightnessLinearQVT", {20.0, -10.0, 5.0}); }},
+      {"ChangeContrastQVT", "read-write",
+       [](Host& h, Inputs& in) { return h.Call(in.source, "ChangeContrastQVT", {0.3}); }},
+      {"ChangeCustomQVT", "read-write",
+       [](Host& h, Inputs& in) { return h.Call(in.source, "ChangeCustomQVT", {1.2, -10.0}); }},
+      {"InvertQVT", "read-write",
+       [](Host& h, Inputs& in) { return h.Call(in.source, "InvertQVT", {0, 0, in.width, in.height}); }},
+      {"AutoLevelQVT", "read-write", [](Host& h, Inputs& in) { return h.Call(in.source, "AutoLevelQVT"); }},
+      {"TransformColorsQVT", "read-write",
+       [](Host& h, Inputs& in) {
+         return h.Call(in.source, "TransformColorsQVT", {in.redTable, in.blueTable, in.greenTable});
+       }},
+      {"CountColorQVT", "read",
+       [](Host& h, Inputs& in) { return h.Call(in.source, "CountColorQVT", {Color{0x808080}}); }},
+      {"CountColorsQVT", "read",
+       [](Host& h, Inputs& in) {
+         Value r{ph::Ref()}, b{ph::Ref()}, g{ph::Ref()}, n{int32_t{0}};
+         h.Call(in.source, "CountColorsQVT", {Value::ByRef(&r), Value::ByRef(&b), Value::ByRef(&g), Value::ByRef(&n)});
+         return n;
+       }},
+      {"BlendPicturesQVT", "read2-write",
+       [](Host& h, Inputs& in) { return h.CallGlobal("BlendPicturesQVT", {in.source, 0.3, in.second, 0.7}); }},
+      {"BlendPicturesWithMaskQVT", "read3-write",
+       [](Host& h, Inputs& in) { return h.CallGlobal("BlendPicturesWithMaskQVT", {in.source, in.second, in.third}); }},
+      {"CombinePicturesQVT", "read3-write",
+       [](Host& h, Inputs& in) { return h.CallGlobal("CombinePicturesQVT", {in.source, in.second, in.third}); }},
+      {"TintPictureQVT", "read-write",
+       [](Host& h, Inputs& in) {
+         return h.CallGlobal("TintPictureQVT", {in.source, Color{0x4C9640}, Color{0xFFE0B0}});
+       }},
+      {"PictureMatrixQVT.Run", "read-write", [](Host& h, Inputs& in) { return Run(h, in.matrix); }},
+      {"PictureConvolutionQVT.Run", "read-write",
+       [](Host& h, Inputs& in) { return Run(h, in.convolution, {int32_t{7}}); }},
+      {"PictureMatrix3DQVT.Run", "read-write", [](Host& h, Inputs& in) { return Run(h, in.matrix3d); }},
+      {"PictureLut3DQVT.Run", "read-write", [](Host& h, Inputs& in) { return Run(h, in.lut3d); }},
+      {"PictureSepiaQVT.Run", "read-write", [](Host& h, Inputs& in) { return Run(h, in.sepia); }},
+      {"PictureMinMaxQVT.FindAll", "read",
+       [](Host& h, Inputs& in) { return h.CallMethod(in.minmax, "FindAll", {in.source}); }},
+      {"CopyRGBtoMemoryblockQVT", "read",
+       [](Host& h, Inputs& in) { return h.Call(in.source, "CopyRGBtoMemoryblockQVT", {in.outBlock, 0}); }},
+      {"CopyARGBtoMemoryblockQVT", "read",
+       [](Host& h, Inputs& in) {
+         return h.Call(in.source, "CopyARGBtoMemoryblockQVT", {in.outBlock, 0, false, 255});
+       }},
+      {"CopyGtoMemoryblockQVT", "read",
+       [](Host& h, Inputs& in) { return h.Call(in.source, "CopyGtoMemoryblockQVT", {in.outBlock, 0, 1}); }},
+      {"MemoryblockRGBtoPictureQVT", "write",
+       [](Host& h, Inputs& in) {
+         return h.CallGlobal("MemoryblockRGBtoPictureQVT", {in.rgbBlock, 0, in.width, in.height});
+       }},
+      {"MemoryblockARGBtoPictureQVT", "write",
+       [](Host& h, Inputs& in) {
+         return h.CallGlobal("MemoryblockARGBtoPictureQVT", {in.argbBlock, 0, in.width, in.height, false});
+       }},
+      {"MemoryblockGrayToPictureQVT", "write",
+       [](Host& h, Inputs& in) {
+         return h.CallGlobal("MemoryblockGrayToPictureQVT", {in.greyBlock, 0, in.width, in.height, 1});
+       }},
+      {"PicturetoBinaryStringQVT", "read",
+       [](Host& h, Inputs& in) { return h.CallGlobal("PicturetoBinaryStringQVT", {in.source}); }},
+      {"BinaryStringtoPictureQVT", "write",
+       [](Host& h, Inputs& in) { return h.CallGlobal("BinaryStringtoPictureQVT", {in.binary}); }},
+  };
+}
+
+std::string SizeName(int32_t w, int32_t h) { return std::to_string(w) + "x" + std::to_string(h); }
+
+void RegisterAll() {
+  const int32_t sizes[2][2] = {{bench::kWidth, bench::kHeight}, {bench::kSmallWidth, bench::kSmallHeight}};
+  for (const auto& size : sizes) {
+    const int32_t w = size[0], h = size[1];
+    const std::string suffix = "/" + SizeName(w, h);
+    for (const Case& c : Cases()) {
+      benchmark::RegisterBenchmark(("e2e/" + std::string(c.name) + suffix).c_str(),
+                                   [c, w, h](benchmark::State& state) {
+                                     ph::Host& host = BenchHost();
+                                     Inputs& in = InputsFor(w, h);
+                                     for (auto _ : state) {
+                                       ph::Value v = c.call(host, in);
+                                       if (v.IsNil()) state.SkipWithError("the method returned nil");
+                                     }
+                                     state.SetLabel(c.work);
+                                   })
+          ->Unit(benchmark::kMillisecond)
+          ->MinTime(0.1);
+    }
+    for (const char* work : {"call", "read-write", "read2-write", "read3-write", "read", "write", "rotate30",
+                             "scale-half", "scale-double", "clone"}) {
+      benchmark::RegisterBenchmark(("host/" + std::string(work) + suffix).c_str(),
+                                   [work, w, h](benchmark::State& state) { HostShare(state, work, w, h); })
+          ->Unit(benchmark::kMillisecond)
+          ->MinTime(0.1);
+    }
   }
 }
 
 }  // namespace
 
-BENCHMARK(BM_RotateQVT30)->Unit(benchmark::kMillisecond)->Iterations(3);
-BENCHMARK(BM_HostShareRotate30)->Unit(benchmark::kMillisecond)->Iterations(3);
-BENCHMARK(BM_ScaleQVT)
-    ->ArgNames({"w", "h", "aa"})
-    ->Args({kWidth / 2, kHeight / 2, 1})
-    ->Args({kWidth / 2, kHeight / 2, 0})
-    ->Args({kWidth * 2, kHeight * 2, 1})
-    ->Args({kWidth * 2, kHeight * 2, 0})
-    ->Unit(benchmark::kMillisecond)
-    ->Iterations(3);
-BENCHMARK(BM_HostShareScale)
-    ->ArgNames({"w", "h"})
-    ->Args({kWidth / 2, kHeight / 2})
-    ->Args({kWidth * 2, kHeight * 2})
-    ->Unit(benchmark::kMillisecond)
-    ->Iterations(3);
-BENCHMARK(BM_CloneQVT)->Unit(benchmark::kMillisecond)->Iterations(3);
-
-BENCHMARK_MAIN();
+int main(int argc, char** argv) {
+  RegisterAll();
+  benchmark::Initialize(&argc, argv);
+  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+  benchmark::RunSpecifiedBenchmarks();
+  benchmark::Shutdown();
+  return 0;
+}

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "exchange/memoryblock.h"
+#include "pixels/kernel_choice.h"
 #include "pixels/picture_access.h"
 #include "plugin/text_conv.h"
 
@@ -98,8 +99,9 @@ REALpictureStruct* BinaryStringtoPicture(REALstringStruct* data) {
   if (!NewPictureWriter(writer, header.width, header.height)) return nullptr;
   const uint8_t* pixels = text.data + header.dataOffset;
   const size_t rowBytes = 3 * static_cast<size_t>(header.width);
+  const auto toWords = ChooseKernel(Rgb24ToXrgbRow, Rgb24ToXrgbRowFast);
   for (int32_t y = 0; y < header.height; ++y) {
-    Rgb24ToXrgbRow(pixels + y * rowBytes, WriterRow(writer, y), header.width);
+    toWords(pixels + y * rowBytes, WriterRow(writer, y), header.width);
   }
   return RenderPictureWriter(writer);
 }

@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "pixels/kernel_choice.h"
 #include "pixels/picture_access.h"
 #include "plugin/host_calls.h"
 
@@ -50,6 +51,80 @@ void GrayStrideToXrgbRow(const uint8_t* src, uint32_t* dst, int32_t width, int32
     dst[x] = PackRGB(grey, grey, grey);
     if (x + 1 < width) src += stride;
   }
+}
+
+namespace {
+
+// Cells are written and read as little-endian words (x86 byte order).
+PICTURE_VECTOR_CLONES
+void Rgb24ToArgbWords(const uint8_t* __restrict src, uint8_t* __restrict dst, int32_t width, bool littleEndian,
+                      uint32_t alpha) {
+  if (littleEndian) {  // blue, green, red, alpha
+    for (int32_t x = 0; x < width; ++x) {
+      const uint32_t w = (alpha << 24) | (uint32_t{src[3 * x]} << 16) | (uint32_t{src[3 * x + 1]} << 8) | src[3 * x + 2];
+      std::memcpy(dst + 4 * x, &w, 4);
+    }
+  } else {  // alpha, red, green, blue
+    for (int32_t x = 0; x < width; ++x) {
+      const uint32_t w = alpha | (uint32_t{src[3 * x]} << 8) | (uint32_t{src[3 * x + 1]} << 16) | (uint32_t{src[3 * x + 2]} << 24);
+      std::memcpy(dst + 4 * x, &w, 4);
+    }
+  }
+}
+
+PICTURE_VECTOR_CLONES
+void ArgbWordsToXrgb(const uint8_t* __restrict src, uint32_t* __restrict dst, int32_t width, bool littleEndian) {
+  if (littleEndian) {
+    for (int32_t x = 0; x < width; ++x) {
+      dst[x] = (uint32_t{src[4 * x + 2]} << 16) | (uint32_t{src[4 * x + 1]} << 8) | src[4 * x];
+    }
+  } else {
+    for (int32_t x = 0; x < width; ++x) {
+      dst[x] = (uint32_t{src[4 * x + 1]} << 16) | (uint32_t{src[4 * x + 2]} << 8) | src[4 * x + 3];
+    }
+  }
+}
+
+PICTURE_VECTOR_CLONES
+void ChannelBytes(const uint8_t* __restrict src, uint8_t* __restrict dst, int32_t width) {
+  for (int32_t x = 0; x < width; ++x) dst[x] = src[3 * x];
+}
+
+PICTURE_VECTOR_CLONES
+void GreyBytesToXrgb(const uint8_t* __restrict src, uint32_t* __restrict dst, int32_t width) {
+  for (int32_t x = 0; x < width; ++x) dst[x] = uint32_t{src[x]} * 0x010101u;
+}
+
+}  // namespace
+
+void Rgb24ToArgbRowFast(const uint8_t* src, uint8_t* dst, int32_t width, bool littleEndian,
+                        uint32_t alphaValue) {
+  if (alphaValue > 255) {
+    Rgb24ToArgbRow(src, dst, width, littleEndian, alphaValue);
+    return;
+  }
+  Rgb24ToArgbWords(src, dst, width, littleEndian, alphaValue);
+}
+
+void Rgb24ChannelToStrideRowFast(const uint8_t* src, uint8_t* dst, int32_t width, int32_t channel,
+                                 int32_t stride) {
+  if (stride != 1) {
+    Rgb24ChannelToStrideRow(src, dst, width, channel, stride);
+    return;
+  }
+  ChannelBytes(src + channel, dst, width);
+}
+
+void ArgbToXrgbRowFast(const uint8_t* src, uint32_t* dst, int32_t width, bool littleEndian) {
+  ArgbWordsToXrgb(src, dst, width, littleEndian);
+}
+
+void GrayStrideToXrgbRowFast(const uint8_t* src, uint32_t* dst, int32_t width, int32_t stride) {
+  if (stride != 1) {
+    GrayStrideToXrgbRow(src, dst, width, stride);
+    return;
+  }
+  GreyBytesToXrgb(src, dst, width);
 }
 
 // --- Block length ---------------------------------------------------------------------
@@ -120,9 +195,10 @@ REALpictureStruct* BuildFromBlock(REALmemoryBlockStruct* block, int32_t offset, 
 
 unsigned char CopyChannel(REALpictureStruct* picture, REALmemoryBlockStruct* destination,
                           int32_t offset, int32_t pixelByteSize, int32_t channel) {
+  const auto kernel = ChooseKernel(Rgb24ChannelToStrideRow, Rgb24ChannelToStrideRowFast);
   return CopyToBlock(picture, destination, offset, pixelByteSize, 1,
                      [&](const uint8_t* src, uint8_t* dst, int32_t width) {
-                       Rgb24ChannelToStrideRow(src, dst, width, channel, pixelByteSize);
+                       kernel(src, dst, width, channel, pixelByteSize);
                      });
 }
 
@@ -137,10 +213,10 @@ unsigned char CopyRGBtoMemoryblock(REALpictureStruct* picture, REALmemoryBlockSt
 
 unsigned char CopyRGBXtoMemoryblock(REALpictureStruct* picture, REALmemoryBlockStruct* destination,
                                     int32_t offset, unsigned char littleEndian, int32_t alphaValue) {
+  const auto kernel = ChooseKernel(Rgb24ToArgbRow, Rgb24ToArgbRowFast);
   return CopyToBlock(picture, destination, offset, 4, 4,
                      [&](const uint8_t* src, uint8_t* dst, int32_t width) {
-                       Rgb24ToArgbRow(src, dst, width, littleEndian != 0,
-                                      static_cast<uint32_t>(alphaValue));
+                       kernel(src, dst, width, littleEndian != 0, static_cast<uint32_t>(alphaValue));
                      });
 }
 
@@ -161,22 +237,24 @@ unsigned char CopyBtoMemoryblock(REALpictureStruct* picture, REALmemoryBlockStru
 
 REALpictureStruct* MemoryblockRGBtoPicture(REALmemoryBlockStruct* source, int32_t offset,
                                            int32_t width, int32_t height) {
-  return BuildFromBlock(source, offset, width, height, 3, 3, Rgb24ToXrgbRow);
+  return BuildFromBlock(source, offset, width, height, 3, 3, ChooseKernel(Rgb24ToXrgbRow, Rgb24ToXrgbRowFast));
 }
 
 REALpictureStruct* MemoryblockARGBtoPicture(REALmemoryBlockStruct* source, int32_t offset,
                                             int32_t width, int32_t height,
                                             unsigned char littleEndian) {
+  const auto kernel = ChooseKernel(ArgbToXrgbRow, ArgbToXrgbRowFast);
   return BuildFromBlock(source, offset, width, height, 4, 4,
                         [&](const uint8_t* src, uint32_t* dst, int32_t w) {
-                          ArgbToXrgbRow(src, dst, w, littleEndian != 0);
+                          kernel(src, dst, w, littleEndian != 0);
                         });
 }
 
 REALpictureStruct* MemoryblockGrayToPicture(REALmemoryBlockStruct* source, int32_t offset,
                                             int32_t width, int32_t height, int32_t pixelByteSize) {
+  const auto kernel = ChooseKernel(GrayStrideToXrgbRow, GrayStrideToXrgbRowFast);
   return BuildFromBlock(source, offset, width, height, pixelByteSize, 1,
                         [&](const uint8_t* src, uint32_t* dst, int32_t w) {
-                          GrayStrideToXrgbRow(src, dst, w, pixelByteSize);
+                          kernel(src, dst, w, pixelByteSize);
                         });
 }

@@ -18,6 +18,7 @@ struct PaletteRecord {
 #pragma pack(pop)
 
 static_assert(sizeof(PaletteRecord) == 1032);
+static_assert(offsetof(PaletteRecord, reserved) == 4);
 static_assert(offsetof(PaletteRecord, colors) == 8);
 
 extern REALclassDefinition PaletteClass;

@@ -1,11 +1,14 @@
 // PictureConvolutionQVT: a separable kernel of up to 20 weights, applied as a
 // horizontal pass into an intermediate image (clamped to 0..255) and then a
 // vertical pass into the result, on the colour channels the caller selects.
+#include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <cstdlib>
 #include <iterator>
 
 #include "filters/filters.h"
+#include "pixels/kernel_choice.h"
 #include "plugin/registration.h"
 
 namespace {
@@ -47,14 +50,16 @@ bool Convolve(const PictureReader& reader, PictureWriter& writer, const Separabl
   if (!intermediate) return false;
 
   const int32_t columns = width - 3 * h + 1;  // h .. W - 2h
+  const auto rowPass = ChooseKernel(ConvolveRowHorizontal, ConvolveRowHorizontalFast);
+  const auto columnPass = ChooseKernel(ConvolveRowVertical, ConvolveRowVerticalFast);
   if (columns > 0) {
     for (int32_t y = 0; y < height; ++y) {
-      ConvolveRowHorizontal(ReaderRow(reader, y), intermediate + static_cast<size_t>(y) * stride + 3 * h,
+      rowPass(ReaderRow(reader, y), intermediate + static_cast<size_t>(y) * stride + 3 * h,
                             columns, horizontal);
     }
   }
   for (int32_t y = h; y <= height - 2 * h; ++y) {
-    ConvolveRowVertical(intermediate + static_cast<size_t>(y - h) * stride, stride,
+    columnPass(intermediate + static_cast<size_t>(y - h) * stride, stride,
                         WriterRow(writer, y), width, vertical);
   }
   std::free(intermediate);
@@ -161,5 +166,159 @@ void ConvolveRowVertical(const uint8_t* top, int32_t stride, uint32_t* dst, int3
       value[c] = ComponentFromDouble(sum);
     }
     dst[x] = PackRGB(value[0], value[1], value[2]);
+  }
+}
+
+namespace {
+
+constexpr int32_t kConvolutionBlock = 768;  // channel values per block (256 pixels)
+
+// sums[j] += weight * p[j * pStep]... for the channel values of one block;
+// every sum takes its terms in tap order, as the plain kernels add them.
+PICTURE_VECTOR_CLONES
+void AddTap(double* __restrict sums, const uint8_t* __restrict p, int32_t n, double weight) {
+  for (int32_t j = 0; j < n; ++j) sums[j] = sums[j] + weight * p[j];
+}
+
+PICTURE_VECTOR_CLONES
+void Components(const double* __restrict sums, uint8_t* __restrict out, int32_t n) {
+  for (int32_t j = 0; j < n; ++j) {
+    const double value = sums[j];
+    double v = value >= 255.0 ? 255.0 : value;
+    v = value > 0.0 ? v : 0.0;
+    out[j] = static_cast<uint8_t>(static_cast<int32_t>(v));
+  }
+}
+
+// Weights that are all multiples of one power of two, w = k / 2^e with small
+// integers k: then every product and every partial sum of the plain kernel is
+// exact in a double (below 2^34 units of 2^-e, far inside 53 bits), so its
+// sum is exactly S / 2^e with the integer S = sum of k * value, and the
+// channel value is 0 for S <= 0, 255 for S >= 255 * 2^e, else S >> e. The
+// integers k and the shift e, when the weights are such.
+struct DyadicWeights {
+  bool exact = false;
+  bool narrow = false;  // every partial sum fits in 16 bits
+  int32_t shift = 0;
+  int32_t k[kMaxConvolutionTaps] = {};
+};
+
+DyadicWeights FindDyadicWeights(const SeparableKernel& kernel) {
+  DyadicWeights d;
+  for (int32_t e = 0; e <= 16; ++e) {
+    int64_t magnitude = 0;
+    bool whole = true;
+    for (int32_t t = 0; t < kernel.count && whole; ++t) {
+      const double scaled = kernel.weights[t] * static_cast<double>(1 << e);  // exact: a power of two
+      whole = std::fabs(scaled) <= double{1 << 20} && scaled == std::trunc(scaled);
+      if (whole) {
+        d.k[t] = static_cast<int32_t>(scaled);
+        magnitude += d.k[t] < 0 ? -int64_t{d.k[t]} : d.k[t];
+      }
+    }
+    if (whole && magnitude * 255 <= INT32_MAX) {
+      d.exact = true;
+      d.narrow = magnitude * 255 <= INT16_MAX;
+      d.shift = e;
+      return d;
+    }
+  }
+  return d;
+}
+
+PICTURE_VECTOR_CLONES
+void AddWholeTap(int32_t* __restrict sums, const uint8_t* __restrict p, int32_t n, int32_t k) {
+  for (int32_t j = 0; j < n; ++j) sums[j] += k * p[j];
+}
+
+PICTURE_VECTOR_CLONES
+void DyadicComponents(const int32_t* __restrict sums, uint8_t* __restrict out, int32_t n, int32_t shift) {
+  const int32_t top = 255 << shift;
+  for (int32_t j = 0; j < n; ++j) {
+    const int32_t sum = sums[j];
+    const int32_t v = sum >= top ? 255 : sum >> shift;
+    out[j] = static_cast<uint8_t>(sum > 0 ? v : 0);
+  }
+}
+
+// The same in 16 bits, twice the values per instruction, when 255 times the
+// numerators' magnitudes fits there.
+PICTURE_VECTOR_CLONES
+void AddWholeTap16(int16_t* __restrict sums, const uint8_t* __restrict p, int32_t n, int16_t k) {
+  for (int32_t j = 0; j < n; ++j) sums[j] = static_cast<int16_t>(sums[j] + k * p[j]);
+}
+
+PICTURE_VECTOR_CLONES
+void DyadicComponents16(const int16_t* __restrict sums, uint8_t* __restrict out, int32_t n, int32_t shift) {
+  const int32_t top = 255 << shift;
+  for (int32_t j = 0; j < n; ++j) {
+    const int32_t sum = sums[j];
+    const int32_t v = sum >= top ? 255 : sum >> shift;
+    out[j] = static_cast<uint8_t>(sum > 0 ? v : 0);
+  }
+}
+
+void DyadicSums(const uint8_t* first, ptrdiff_t tapStep, int32_t n, int32_t taps, const int32_t* k, int32_t shift,
+                bool narrow, uint8_t* out) {
+  if (narrow) {
+    int16_t sums[kConvolutionBlock] = {};
+    for (int32_t t = 0; t < taps; ++t) AddWholeTap16(sums, first + t * tapStep, n, static_cast<int16_t>(k[t]));
+    DyadicComponents16(sums, out, n, shift);
+    return;
+  }
+  int32_t sums[kConvolutionBlock] = {};
+  for (int32_t t = 0; t < taps; ++t) AddWholeTap(sums, first + t * tapStep, n, k[t]);
+  DyadicComponents(sums, out, n, shift);
+}
+
+// The filtered channel values of one block: `first` is the first tap's
+// channel value, taps `tapStep` bytes apart.
+void FilterBlock(const uint8_t* first, ptrdiff_t tapStep, int32_t n, const SeparableKernel& kernel,
+                 const DyadicWeights& dyadic, uint8_t* out) {
+  if (dyadic.exact) {
+    DyadicSums(first, tapStep, n, kernel.count, dyadic.k, dyadic.shift, dyadic.narrow, out);
+    return;
+  }
+  double sums[kConvolutionBlock];
+  for (int32_t j = 0; j < n; ++j) sums[j] = 0.0;
+  for (int32_t t = 0; t < kernel.count; ++t) AddTap(sums, first + t * tapStep, n, kernel.weights[t]);
+  Components(sums, out, n);
+}
+
+}  // namespace
+
+void ConvolveRowHorizontalFast(const uint8_t* src, uint8_t* dst, int32_t count,
+                               const SeparableKernel& kernel) {
+  const int32_t h = kernel.count / 2;
+  const int32_t total = 3 * count;
+  const DyadicWeights dyadic = FindDyadicWeights(kernel);
+  for (int32_t j0 = 0; j0 < total; j0 += kConvolutionBlock) {
+    const int32_t n = std::min(kConvolutionBlock, total - j0);
+    FilterBlock(src + j0, 3, n, kernel, dyadic, dst + j0);
+    // Channels that are not filtered are copied from the centre tap.
+    for (int32_t c = 0; c < 3; ++c) {
+      if (kernel.channels & (1u << c)) continue;
+      for (int32_t j = c; j < n; j += 3) dst[j0 + j] = src[j0 + 3 * h + j];
+    }
+  }
+}
+
+void ConvolveRowVerticalFast(const uint8_t* top, int32_t stride, uint32_t* dst, int32_t width,
+                             const SeparableKernel& kernel) {
+  const int32_t h = kernel.count / 2;
+  const int32_t total = 3 * width;
+  const DyadicWeights dyadic = FindDyadicWeights(kernel);
+  uint8_t values[kConvolutionBlock];
+  for (int32_t j0 = 0; j0 < total; j0 += kConvolutionBlock) {
+    const int32_t n = std::min(kConvolutionBlock, total - j0);
+    FilterBlock(top + j0, stride, n, kernel, dyadic, values);
+    for (int32_t c = 0; c < 3; ++c) {
+      if (kernel.channels & (1u << c)) continue;
+      for (int32_t j = c; j < n; j += 3) values[j] = top[static_cast<ptrdiff_t>(h) * stride + j0 + j];
+    }
+    uint32_t* out = dst + j0 / 3;
+    for (int32_t i = 0; i < n / 3; ++i) {
+      out[i] = (uint32_t{values[3 * i]} << 16) | (uint32_t{values[3 * i + 1]} << 8) | values[3 * i + 2];
+    }
   }
 }

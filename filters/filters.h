@@ -30,6 +30,10 @@ void PrepareMatrixKernel(MatrixKernel& kernel, const int32_t cells[25]);
 // (reader layout), pointing at the pixel two columns left of the first result.
 void MatrixRow(const uint8_t* const rows[5], uint32_t* dst, int32_t count,
                const MatrixKernel& kernel);
+// The same words, the sums in 32 bits when the cells allow and vectorised
+// across pixels.
+void MatrixRowFast(const uint8_t* const rows[5], uint32_t* dst, int32_t count,
+                   const MatrixKernel& kernel);
 
 // --- Separable convolution ---------------------------------------------------
 
@@ -46,11 +50,17 @@ struct SeparableKernel {
 // bytes per pixel) at the first result.
 void ConvolveRowHorizontal(const uint8_t* src, uint8_t* dst, int32_t count,
                            const SeparableKernel& kernel);
+void ConvolveRowHorizontalFast(const uint8_t* src, uint8_t* dst, int32_t count,
+                               const SeparableKernel& kernel);
 
 // Vertical pass over a whole row: top is the intermediate row count / 2 rows
 // above the result row, stride the intermediate's row length in bytes.
 void ConvolveRowVertical(const uint8_t* top, int32_t stride, uint32_t* dst, int32_t width,
                          const SeparableKernel& kernel);
+// Fast variants of both passes: every sum is the plain one's, term by term in
+// the same order, computed for many channel values side by side.
+void ConvolveRowVerticalFast(const uint8_t* top, int32_t stride, uint32_t* dst, int32_t width,
+                             const SeparableKernel& kernel);
 
 // --- Colour matrix -------------------------------------------------------------
 
@@ -61,6 +71,7 @@ struct ColorMatrix {
 };
 
 void ColorMatrixRow(const uint8_t* src, uint32_t* dst, int32_t count, const ColorMatrix& matrix);
+void ColorMatrixRowFast(const uint8_t* src, uint32_t* dst, int32_t count, const ColorMatrix& matrix);
 
 // --- Three-dimensional lookup table --------------------------------------------
 
@@ -87,6 +98,8 @@ struct SepiaWeights {
 int32_t FixedPointWeight(double weight);
 
 void SepiaRow(const uint8_t* src, uint32_t* dst, int32_t count, const SepiaWeights& weights);
+// The same words, in 32 bits when the weights and tints allow.
+void SepiaRowFast(const uint8_t* src, uint32_t* dst, int32_t count, const SepiaWeights& weights);
 
 // --- Minimum and maximum finder ----------------------------------------------------
 
@@ -106,3 +119,6 @@ void StartMinMaxSearch(MinMaxSearch& search);
 // Walks one reader-layout row of `width` pixels at row y, left to right; a
 // pixel replaces a held extreme only when strictly beyond it.
 void MinMaxRow(const uint8_t* src, int32_t width, int32_t y, MinMaxSearch& search);
+// The same search: the row's extremes first, then the first pixel that holds
+// an extreme, only where the row beats what is held.
+void MinMaxRowFast(const uint8_t* src, int32_t width, int32_t y, MinMaxSearch& search);

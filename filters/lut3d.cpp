@@ -20,7 +20,9 @@ struct Lut3DData {
 
 #if defined(__i386__)
 static_assert(sizeof(Lut3DData) == 139992);
+static_assert(offsetof(Lut3DData, pictures.destination) == 4);
 static_assert(offsetof(Lut3DData, rectangle.minX) == 8);
+static_assert(offsetof(Lut3DData, rectangle.maxY) == 20);
 static_assert(offsetof(Lut3DData, table) == 24);
 #endif
 

@@ -1,10 +1,12 @@
 // PictureMatrixQVT: a 5 x 5 integer kernel applied to a picture. Each result
 // pixel is trunc(ScaleFactor * (Displacement + weighted sum of the 25 source
 // pixels around it)), clamped to 0..255, computed per colour channel.
+#include <algorithm>
 #include <cstddef>
 #include <iterator>
 
 #include "filters/filters.h"
+#include "pixels/kernel_choice.h"
 #include "plugin/registration.h"
 
 namespace {
@@ -57,11 +59,12 @@ bool RunMatrix(REALobjectStruct* instance, uint32_t channels) {
                      const int32_t left = region.left + 2;
                      const int32_t right = region.right - 2;
                      if (right <= left) return true;
+                     const auto kernelRow = ChooseKernel(MatrixRow, MatrixRowFast);
                      for (int32_t y = region.top + 2; y < region.bottom - 2; ++y) {
                        const uint8_t* rows[5];
                        for (int32_t k = 0; k < 5; ++k)
                          rows[k] = ReaderRow(reader, y + k - 2) + 3 * (left - 2);
-                       MatrixRow(rows, WriterRow(writer, y) + left, right - left, kernel);
+                       kernelRow(rows, WriterRow(writer, y) + left, right - left, kernel);
                      }
                      return true;
                    });
@@ -168,5 +171,73 @@ void MatrixRow(const uint8_t* const rows[5], uint32_t* dst, int32_t count,
     if (kernel.channels & kChannelGreen) word |= MatrixValue(green, kernel) << 8;
     if (kernel.channels & kChannelBlue) word |= MatrixValue(blue, kernel);
     dst[i] = word;
+  }
+}
+
+namespace {
+
+constexpr int32_t kMatrixBlock = 256;  // result pixels per block
+
+// ComponentFromDouble and ComponentFromInteger as selects on a double that
+// holds the displaced sum exactly, so that they vectorise.
+PICTURE_VECTOR_CLONES
+void MatrixValues(const int32_t* __restrict sums, uint8_t* __restrict out, int32_t n, double displacement,
+                  double scale, bool scaled) {
+  for (int32_t j = 0; j < n; ++j) {
+    const double displaced = displacement + static_cast<double>(sums[j]);  // exact: both below 2^32
+    const double value = scaled ? scale * displaced : displaced;
+    double v = value >= 255.0 ? 255.0 : value;
+    v = value > 0.0 ? v : 0.0;
+    out[j] = static_cast<uint8_t>(static_cast<int32_t>(v));
+  }
+}
+
+// The 25-cell sums of a block of channel values: value j's neighbours in row
+// ky are p[ky][j + 3 * kx]. All 25 products are added (a cell of 0 adds 0).
+PICTURE_VECTOR_CLONES
+void CellSums(const uint8_t* __restrict p0, const uint8_t* __restrict p1, const uint8_t* __restrict p2,
+              const uint8_t* __restrict p3, const uint8_t* __restrict p4, const int32_t* __restrict cells,
+              int32_t* __restrict sums, int32_t n) {
+  const uint8_t* const rows[5] = {p0, p1, p2, p3, p4};
+  for (int32_t j = 0; j < n; ++j) {
+    int32_t sum = 0;
+    for (int32_t ky = 0; ky < 5; ++ky) {
+      for (int32_t kx = 0; kx < 5; ++kx) sum += cells[5 * ky + kx] * rows[ky][j + 3 * kx];
+    }
+    sums[j] = sum;
+  }
+}
+
+}  // namespace
+
+// Channel values side by side: the sum of result channel value j over a
+// block is the sum of cell * (channel value j + 3 * kx of row ky), exact in
+// 32 bits when 255 times the cells' magnitudes fits; the plain kernel
+// otherwise. A 32-bit sum and the displacement (a 32-bit value too) are exact
+// as doubles, so the displaced sum is the plain kernel's 64-bit one.
+void MatrixRowFast(const uint8_t* const rows[5], uint32_t* dst, int32_t count, const MatrixKernel& kernel) {
+  int64_t magnitude = 0;
+  for (int32_t cell : kernel.cells) magnitude += cell < 0 ? -int64_t{cell} : cell;
+  if (magnitude > INT32_MAX / 255) {
+    MatrixRow(rows, dst, count, kernel);
+    return;
+  }
+  const bool scaled = kernel.scale != 1.0;
+  int32_t sums[3 * kMatrixBlock];
+  uint8_t values[3 * kMatrixBlock];
+  for (int32_t i0 = 0; i0 < count; i0 += kMatrixBlock) {
+    const int32_t pixels = std::min(kMatrixBlock, count - i0);
+    const int32_t n = 3 * pixels;
+    const ptrdiff_t at = 3 * static_cast<ptrdiff_t>(i0);
+    CellSums(rows[0] + at, rows[1] + at, rows[2] + at, rows[3] + at, rows[4] + at, kernel.cells, sums, n);
+    MatrixValues(sums, values, n, kernel.displacement, kernel.scale, scaled);
+    const uint32_t redMask = kernel.channels & kChannelRed ? 0xFF0000u : 0;
+    const uint32_t greenMask = kernel.channels & kChannelGreen ? 0x00FF00u : 0;
+    const uint32_t blueMask = kernel.channels & kChannelBlue ? 0x0000FFu : 0;
+    const uint32_t mask = redMask | greenMask | blueMask;
+    uint32_t* out = dst + i0;
+    for (int32_t i = 0; i < pixels; ++i) {
+      out[i] = ((uint32_t{values[3 * i]} << 16) | (uint32_t{values[3 * i + 1]} << 8) | values[3 * i + 2]) & mask;
+    }
   }
 }

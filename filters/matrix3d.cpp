@@ -7,6 +7,7 @@
 #include <iterator>
 
 #include "filters/filters.h"
+#include "pixels/kernel_choice.h"
 #include "plugin/registration.h"
 
 namespace {
@@ -46,8 +47,9 @@ unsigned char Run(REALobjectStruct* instance) {
                    [&matrix](const PictureReader& reader, PictureWriter& writer,
                              const FilterRegion& region) {
                      if (region.right <= region.left) return true;
+                     const auto row = ChooseKernel(ColorMatrixRow, ColorMatrixRowFast);
                      for (int32_t y = region.top; y < region.bottom; ++y) {
-                       ColorMatrixRow(ReaderRow(reader, y) + 3 * region.left,
+                       row(ReaderRow(reader, y) + 3 * region.left,
                                       WriterRow(writer, y) + region.left,
                                       region.right - region.left, matrix);
                      }
@@ -125,4 +127,59 @@ void ColorMatrixRow(const uint8_t* src, uint32_t* dst, int32_t count, const Colo
     MapRow<true>(src, dst, count, matrix);
   else
     MapRow<false>(src, dst, count, matrix);
+}
+
+namespace {
+
+// ComponentFromDouble as selects, so that it vectorises: the value is held
+// to 0..255 before it is truncated (not-a-number gives 0, as there).
+inline uint32_t ComponentSelect(double value) {
+  double v = value >= 255.0 ? 255.0 : value;
+  v = value > 0.0 ? v : 0.0;
+  return static_cast<uint32_t>(static_cast<int32_t>(v));
+}
+
+PICTURE_VECTOR_CLONES
+void MapRowFastWithoutOffsets(const uint8_t* __restrict src, uint32_t* __restrict dst, int32_t count,
+                              const ColorMatrix& m) {
+  const double w00 = m.weight[0][0], w01 = m.weight[0][1], w02 = m.weight[0][2];
+  const double w10 = m.weight[1][0], w11 = m.weight[1][1], w12 = m.weight[1][2];
+  const double w20 = m.weight[2][0], w21 = m.weight[2][1], w22 = m.weight[2][2];
+  for (int32_t i = 0; i < count; ++i) {
+    const double r = src[3 * i], g = src[3 * i + 1], b = src[3 * i + 2];
+    const uint32_t cr = ComponentSelect(w00 * r + w01 * g + w02 * b);
+    const uint32_t cg = ComponentSelect(w10 * r + w11 * g + w12 * b);
+    const uint32_t cb = ComponentSelect(w20 * r + w21 * g + w22 * b);
+    dst[i] = (cr << 16) | (cg << 8) | cb;
+  }
+}
+
+PICTURE_VECTOR_CLONES
+void MapRowFastWithOffsets(const uint8_t* __restrict src, uint32_t* __restrict dst, int32_t count,
+                           const ColorMatrix& m) {
+  const double w00 = m.weight[0][0], w01 = m.weight[0][1], w02 = m.weight[0][2];
+  const double w10 = m.weight[1][0], w11 = m.weight[1][1], w12 = m.weight[1][2];
+  const double w20 = m.weight[2][0], w21 = m.weight[2][1], w22 = m.weight[2][2];
+  const double i0 = m.inputOffset[0], i1 = m.inputOffset[1], i2 = m.inputOffset[2];
+  const double o0 = m.outputOffset[0], o1 = m.outputOffset[1], o2 = m.outputOffset[2];
+  for (int32_t i = 0; i < count; ++i) {
+    const double r = src[3 * i] + i0, g = src[3 * i + 1] + i1, b = src[3 * i + 2] + i2;
+    const uint32_t cr = ComponentSelect(w00 * r + w01 * g + w02 * b + o0);
+    const uint32_t cg = ComponentSelect(w10 * r + w11 * g + w12 * b + o1);
+    const uint32_t cb = ComponentSelect(w20 * r + w21 * g + w22 * b + o2);
+    dst[i] = (cr << 16) | (cg << 8) | cb;
+  }
+}
+
+}  // namespace
+
+// Vectorised across pixels; each pixel's sums are the plain kernel's.
+void ColorMatrixRowFast(const uint8_t* src, uint32_t* dst, int32_t count, const ColorMatrix& matrix) {
+  bool offsets = false;
+  for (int32_t c = 0; c < 3; ++c)
+    offsets = offsets || matrix.inputOffset[c] != 0.0 || matrix.outputOffset[c] != 0.0;
+  if (offsets)
+    MapRowFastWithOffsets(src, dst, count, matrix);
+  else
+    MapRowFastWithoutOffsets(src, dst, count, matrix);
 }

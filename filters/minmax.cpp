@@ -2,10 +2,12 @@
 // picture, and the first pixel (in reading order) that has each. The results
 // are the object's 24 Integer properties; every Find method writes only the
 // triples of its own searches.
+#include <algorithm>
 #include <cstddef>
 #include <iterator>
 
 #include "filters/filters.h"
+#include "pixels/kernel_choice.h"
 #include "plugin/registration.h"
 
 namespace {
@@ -23,7 +25,9 @@ struct MinMaxData {
 #pragma pack(pop)
 
 static_assert(sizeof(MinMaxData) == 96);
+static_assert(offsetof(MinMaxData, quantity[0].min.x) == 12);
 static_assert(offsetof(MinMaxData, quantity[1].max.x) == 24);
+static_assert(offsetof(MinMaxData, quantity[3].max.x) == 72);
 static_assert(offsetof(MinMaxData, quantity[3].min.value) == 92);
 
 MinMaxData& Data(REALobjectStruct* instance) {
@@ -50,8 +54,9 @@ unsigned char Find(REALobjectStruct* instance, REALpictureStruct* picture, uint3
   const bool read = picture && GetPictureReader(reader, picture);
   if (read) {
     StartMinMaxSearch(search);
+    const auto row = ChooseKernel(MinMaxRow, MinMaxRowFast);
     for (int32_t y = 0; y < reader.height; ++y)
-      MinMaxRow(ReaderRow(reader, y), reader.width, y, search);
+      row(ReaderRow(reader, y), reader.width, y, search);
     ClosePictureReader(reader);
   } else {
     ResetSearch(search);
@@ -184,5 +189,45 @@ void MinMaxRow(const uint8_t* src, int32_t width, int32_t y, MinMaxSearch& searc
       if (value[q] > search.max[q].value) search.max[q] = {x, y, value[q]};
       if (value[q] < search.min[q].value) search.min[q] = {x, y, value[q]};
     }
+  }
+}
+
+namespace {
+
+// The largest and smallest red, green, blue and sum of a row.
+PICTURE_VECTOR_CLONES
+void RowExtremes(const uint8_t* __restrict src, int32_t width, int32_t largest[4], int32_t smallest[4]) {
+  int32_t hr = 0, hg = 0, hb = 0, hs = 0;
+  int32_t lr = 255, lg = 255, lb = 255, ls = 3 * 255;
+  for (int32_t x = 0; x < width; ++x) {
+    const int32_t r = src[3 * x], g = src[3 * x + 1], b = src[3 * x + 2], s = r + g + b;
+    hr = std::max(hr, r), hg = std::max(hg, g), hb = std::max(hb, b), hs = std::max(hs, s);
+    lr = std::min(lr, r), lg = std::min(lg, g), lb = std::min(lb, b), ls = std::min(ls, s);
+  }
+  largest[0] = hr, largest[1] = hg, largest[2] = hb, largest[3] = hs;
+  smallest[0] = lr, smallest[1] = lg, smallest[2] = lb, smallest[3] = ls;
+}
+
+int32_t Quantity(const uint8_t* p, int32_t q) { return q < 3 ? p[q] : p[0] + p[1] + p[2]; }
+
+// The first pixel of the row whose quantity q is `value` (one exists).
+int32_t FirstWith(const uint8_t* src, int32_t width, int32_t q, int32_t value) {
+  for (int32_t x = 0; x < width; ++x)
+    if (Quantity(src + 3 * x, q) == value) return x;
+  return 0;
+}
+
+}  // namespace
+
+// Walking the row pixel by pixel, a held maximum ends as the row's largest
+// value, at its first pixel, when that is strictly larger, and is kept
+// otherwise; likewise the minimum. So only those rows are walked again.
+void MinMaxRowFast(const uint8_t* src, int32_t width, int32_t y, MinMaxSearch& search) {
+  if (width <= 0) return;
+  int32_t largest[4], smallest[4];
+  RowExtremes(src, width, largest, smallest);
+  for (int32_t q = 0; q < 4; ++q) {
+    if (largest[q] > search.max[q].value) search.max[q] = {FirstWith(src, width, q, largest[q]), y, largest[q]};
+    if (smallest[q] < search.min[q].value) search.min[q] = {FirstWith(src, width, q, smallest[q]), y, smallest[q]};
   }
 }

@@ -1,10 +1,12 @@
 // PictureSepiaQVT: a tinted monochrome picture. Each pixel's luminance is a
 // weighted sum of its channels in fixed point with 10 fraction bits; a tint
 // offset per channel is added to it.
+#include <algorithm>
 #include <cstddef>
 #include <iterator>
 
 #include "filters/filters.h"
+#include "pixels/kernel_choice.h"
 #include "plugin/registration.h"
 
 namespace {
@@ -24,8 +26,11 @@ struct SepiaData {
 
 #if defined(__i386__)
 static_assert(sizeof(SepiaData) == 60);
+static_assert(offsetof(SepiaData, pictures.destination) == 4);
 static_assert(offsetof(SepiaData, rectangle.minX) == 8);
+static_assert(offsetof(SepiaData, rectangle.maxY) == 20);
 static_assert(offsetof(SepiaData, sepiaRed) == 24);
+static_assert(offsetof(SepiaData, sepiaGreen) == 28);
 static_assert(offsetof(SepiaData, sepiaBlue) == 32);
 static_assert(offsetof(SepiaData, factorRed) == 36);
 static_assert(offsetof(SepiaData, factorGreen) == 44);
@@ -46,8 +51,9 @@ unsigned char Run(REALobjectStruct* instance) {
                    [&weights](const PictureReader& reader, PictureWriter& writer,
                               const FilterRegion& region) {
                      if (region.right <= region.left) return true;
+                     const auto row = ChooseKernel(SepiaRow, SepiaRowFast);
                      for (int32_t y = region.top; y < region.bottom; ++y) {
-                       SepiaRow(ReaderRow(reader, y) + 3 * region.left,
+                       row(ReaderRow(reader, y) + 3 * region.left,
                                 WriterRow(writer, y) + region.left, region.right - region.left,
                                 weights);
                      }
@@ -134,5 +140,31 @@ void SepiaRow(const uint8_t* src, uint32_t* dst, int32_t count, const SepiaWeigh
     dst[i] = PackRGB(ComponentFromInteger(weights.tint[0] + luminance),
                      ComponentFromInteger(weights.tint[1] + luminance),
                      ComponentFromInteger(weights.tint[2] + luminance));
+  }
+}
+
+// 32-bit arithmetic when 255 times the weights' magnitudes, and the tints
+// beside the luminance, stay in its range: any weight up to 8192 (800 %) and
+// any tint up to 2^30. The plain kernel otherwise.
+PICTURE_VECTOR_CLONES
+void SepiaRowFast(const uint8_t* __restrict src, uint32_t* __restrict dst, int32_t count,
+                  const SepiaWeights& weights) {
+  auto magnitude = [](int32_t v) { return v < 0 ? -int64_t{v} : int64_t{v}; };
+  const int64_t weightSum = magnitude(weights.red) + magnitude(weights.green) + magnitude(weights.blue);
+  int64_t tintMax = 0;
+  for (int32_t t : weights.tint) tintMax = std::max(tintMax, magnitude(t));
+  if (weightSum > INT32_MAX / 255 || tintMax > (int64_t{1} << 30)) {
+    SepiaRow(src, dst, count, weights);
+    return;
+  }
+  const int32_t wr = weights.red, wg = weights.green, wb = weights.blue;
+  const int32_t t0 = weights.tint[0], t1 = weights.tint[1], t2 = weights.tint[2];
+  for (int32_t i = 0; i < count; ++i) {
+    const int32_t luminance = (src[3 * i] * wr + src[3 * i + 1] * wg + src[3 * i + 2] * wb) / 1024;
+    int32_t r = t0 + luminance, g = t1 + luminance, b = t2 + luminance;
+    r = r < 0 ? 0 : r > 255 ? 255 : r;
+    g = g < 0 ? 0 : g > 255 ? 255 : g;
+    b = b < 0 ? 0 : b > 255 ? 255 : b;
+    dst[i] = (static_cast<uint32_t>(r) << 16) | (static_cast<uint32_t>(g) << 8) | static_cast<uint32_t>(b);
   }
 }

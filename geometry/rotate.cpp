@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "geometry/turns.h"
+#include "pixels/kernel_choice.h"
 #include "plugin/host_calls.h"
 
 namespace {
@@ -127,7 +128,7 @@ void SkewLine(const uint8_t* src, ptrdiff_t srcStep, int32_t length, uint32_t* d
 
 void HorzSkew(const PictureReader& src, PictureWriter& dst, int32_t row, int32_t offset, double weight,
               uint32_t background) {
-  SkewLine(ReaderRow(src, row), 3, src.width, WriterRow(dst, row), 1, dst.width, offset, weight,
+  ChooseKernel(SkewLine, SkewLineFast)(ReaderRow(src, row), 3, src.width, WriterRow(dst, row), 1, dst.width, offset, weight,
            background);
 }
 
@@ -206,6 +207,7 @@ REALpictureStruct* Rotate45part2(PictureReader& source, PictureReader& current, 
   // Columns are sheared a block at a time, so that reading and writing go
   // along rows; each column gets exactly what VertSkew would give it.
   double offset = s * (source.width - 1);
+  const auto columns = ChooseKernel(VertSkewColumns, VertSkewColumnsFast);
   int32_t shifts[kColumnBlock];
   double weights[kColumnBlock];
   for (int32_t k = 0; k < current.width; k += kColumnBlock) {
@@ -214,7 +216,7 @@ REALpictureStruct* Rotate45part2(PictureReader& source, PictureReader& current, 
       SplitOffset(offset, &shifts[j], &weights[j]);
       offset -= s;
     }
-    VertSkewColumns(current, writer, k, count, shifts, weights, background);
+    columns(current, writer, k, count, shifts, weights, background);
   }
   return RenderPictureWriter(writer);
 }
@@ -319,4 +321,99 @@ REALpictureStruct* Rotate(REALpictureStruct* picture, double angle, uint32_t bac
   }
   Release(held);
   return result;
+}
+
+namespace {
+
+// trunc(v * weight) for every channel value v, as the plain kernels form it.
+void PassedParts(double weight, int32_t part[256]) {
+  for (int32_t v = 0; v < 256; ++v) part[v] = static_cast<int32_t>(v * weight);
+}
+
+}  // namespace
+
+void SkewLineFast(const uint8_t* src, ptrdiff_t srcStep, int32_t length, uint32_t* dst, ptrdiff_t dstStep,
+                  int32_t dstLength, int32_t shift, double weight, uint32_t background) {
+  int32_t part[256];
+  PassedParts(weight, part);
+  const int32_t bR = static_cast<int32_t>(RedOf(background));
+  const int32_t bG = static_cast<int32_t>(GreenOf(background));
+  const int32_t bB = static_cast<int32_t>(BlueOf(background));
+  const int32_t bwR = static_cast<int32_t>(bR * weight);
+  const int32_t bwG = static_cast<int32_t>(bG * weight);
+  const int32_t bwB = static_cast<int32_t>(bB * weight);
+
+  // Source pixel i lands at shift + i, the background's last part at
+  // shift + length; every other pixel of the line is the background.
+  const int64_t reached = int64_t{shift};
+  const int64_t end = int64_t{shift} + length;  // the last pixel written
+  for (int64_t i = 0; i < std::min<int64_t>(reached, dstLength); ++i) dst[i * dstStep] = background;
+  for (int64_t i = std::max<int64_t>(end + 1, 0); i < dstLength; ++i) dst[i * dstStep] = background;
+
+  // The source pixels that land inside the line: begin <= i < stop.
+  const int64_t begin = std::max<int64_t>(0, -reached);
+  const int64_t stop = std::min<int64_t>(length, int64_t{dstLength} - reached);
+  int32_t prevR = bwR, prevG = bwG, prevB = bwB;
+  if (begin > 0 && begin <= length) {
+    const uint8_t* p = src + (begin - 1) * srcStep;
+    prevR = part[p[0]], prevG = part[p[1]], prevB = part[p[2]];
+  }
+  for (int64_t i = begin; i < stop; ++i) {
+    const uint8_t* p = src + i * srcStep;
+    const int32_t r = p[0], g = p[1], b = p[2];
+    const int32_t leftR = part[r], leftG = part[g], leftB = part[b];
+    dst[(reached + i) * dstStep] = PackRGB(static_cast<uint32_t>(r - leftR + prevR),
+                                           static_cast<uint32_t>(g - leftG + prevG),
+                                           static_cast<uint32_t>(b - leftB + prevB));
+    prevR = leftR, prevG = leftG, prevB = leftB;
+  }
+  if (end >= 0 && end < dstLength) {
+    if (length > 0) {
+      const uint8_t* p = src + static_cast<ptrdiff_t>(length - 1) * srcStep;
+      prevR = part[p[0]], prevG = part[p[1]], prevB = part[p[2]];
+    }
+    dst[end * dstStep] = PackRGB(static_cast<uint32_t>(bR - bwR + prevR), static_cast<uint32_t>(bG - bwG + prevG),
+                                 static_cast<uint32_t>(bB - bwB + prevB));
+  }
+}
+
+void VertSkewColumnsFast(const PictureReader& src, PictureWriter& dst, int32_t first, int32_t count,
+                         const int32_t* shifts, const double* weights, uint32_t background) {
+  for (int32_t y = 0; y < dst.height; ++y) {
+    uint32_t* row = WriterRow(dst, y) + first;
+    for (int32_t j = 0; j < count; ++j) row[j] = background;
+  }
+  const int32_t b[3] = {static_cast<int32_t>(RedOf(background)), static_cast<int32_t>(GreenOf(background)),
+                        static_cast<int32_t>(BlueOf(background))};
+  int32_t part[kColumnBlock][256];
+  int32_t bw[kColumnBlock][3], prev[kColumnBlock][3];
+  for (int32_t j = 0; j < count; ++j) {
+    PassedParts(weights[j], part[j]);
+    for (int c = 0; c < 3; ++c) prev[j][c] = bw[j][c] = static_cast<int32_t>(b[c] * weights[j]);
+  }
+  for (int32_t i = 0; i < src.height; ++i) {
+    const uint8_t* p = ReaderRow(src, i) + 3 * static_cast<ptrdiff_t>(first);
+    for (int32_t j = 0; j < count; ++j, p += 3) {
+      int32_t out[3];
+      for (int c = 0; c < 3; ++c) {
+        const int32_t left = part[j][p[c]];
+        out[c] = p[c] - left + prev[j][c];
+        prev[j][c] = left;
+      }
+      const int64_t pos = static_cast<int64_t>(shifts[j]) + i;
+      if (pos >= 0 && pos < dst.height) {
+        WriterRow(dst, static_cast<int32_t>(pos))[first + j] =
+            PackRGB(static_cast<uint32_t>(out[0]), static_cast<uint32_t>(out[1]), static_cast<uint32_t>(out[2]));
+      }
+    }
+  }
+  for (int32_t j = 0; j < count; ++j) {
+    const int64_t pos = static_cast<int64_t>(shifts[j]) + src.height;
+    if (pos >= 0 && pos < dst.height) {
+      WriterRow(dst, static_cast<int32_t>(pos))[first + j] =
+          PackRGB(static_cast<uint32_t>(b[0] - bw[j][0] + prev[j][0]),
+                  static_cast<uint32_t>(b[1] - bw[j][1] + prev[j][1]),
+                  static_cast<uint32_t>(b[2] - bw[j][2] + prev[j][2]));
+    }
+  }
 }

@@ -69,3 +69,12 @@ void VertSkewColumns(const PictureReader& src, PictureWriter& dst, int32_t first
 // line, and the background blended with the last pixel's part at shift + length.
 void SkewLine(const uint8_t* src, ptrdiff_t srcStep, int32_t length, uint32_t* dst, ptrdiff_t dstStep,
               int32_t dstLength, int32_t shift, double weight, uint32_t background);
+
+// Fast variants: the same pixels. What a channel value passes on to its
+// neighbour, trunc(value * weight), is looked up in a table of the 256
+// products made once per line (or column), and only the pixels that no
+// source pixel reaches are filled with the background.
+void SkewLineFast(const uint8_t* src, ptrdiff_t srcStep, int32_t length, uint32_t* dst, ptrdiff_t dstStep,
+                  int32_t dstLength, int32_t shift, double weight, uint32_t background);
+void VertSkewColumnsFast(const PictureReader& src, PictureWriter& dst, int32_t first, int32_t count,
+                         const int32_t* shifts, const double* weights, uint32_t background);

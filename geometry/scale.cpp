@@ -1,6 +1,11 @@
 #include "geometry/scale.h"
 
+#include <algorithm>
 #include <cstdlib>
+#include <cstring>
+#include <vector>
+
+#include "pixels/kernel_choice.h"
 
 #include "plugin/host_calls.h"
 
@@ -29,7 +34,7 @@ REALpictureStruct* ScaleBoxPicture(REALpictureStruct* picture, int32_t width, in
     ClosePictureReader(reader);
     return nullptr;
   }
-  ScaleBox(reader, writer);
+  ChooseKernel(ScaleBox, ScaleBoxFast)(reader, writer);
   REALpictureStruct* result = RenderPictureWriter(writer);
   ClosePictureReader(reader);
   return result;
@@ -181,8 +186,9 @@ bool ScaleCubic(const PictureReader& src, int32_t width, int32_t height, REALpic
     FreePictureWriter(writer);
     return false;
   }
+  const auto columnPass = ChooseKernel(CubicColumnPass, CubicColumnPassFast);
   for (int32_t y = 0; y < height; ++y) {
-    CubicColumnPass(src, rows.index[y], rows.weights + 4 * static_cast<ptrdiff_t>(y), buffer);
+    columnPass(src, rows.index[y], rows.weights + 4 * static_cast<ptrdiff_t>(y), buffer);
     CubicRowPass(buffer, src.width, columns, WriterRow(writer, y), width);
   }
   std::free(buffer);
@@ -214,4 +220,93 @@ REALpictureStruct* ScalePicture(REALpictureStruct* picture, int32_t width, int32
     }
   }
   return ScaleBoxPicture(picture, width, height);
+}
+
+// ---- Fast variants ---------------------------------------------------------
+
+// With m = floor(2^40 / d) + 1 = (2^40 + e) / d, 1 <= e <= d, n * m / 2^40 is
+// n / d + n * e / (d * 2^40), and the second term stays below 1 / d while
+// n * e < 2^40, which n <= 255 * d and d <= 1024 ensure: the floor is n div d.
+BoxDivider MakeBoxDivider(uint32_t count) { return BoxDivider{((uint64_t{1} << 40) / count) + 1}; }
+
+namespace {
+
+// Per-column channel sums of `rows` rows from `top`: sums[j] for the j-th
+// byte of the row (3 per pixel).
+PICTURE_VECTOR_CLONES
+void AddRow(uint32_t* __restrict sums, const uint8_t* __restrict row, int32_t n) {
+  for (int32_t j = 0; j < n; ++j) sums[j] += row[j];
+}
+
+PICTURE_VECTOR_CLONES
+void StartSums(uint32_t* __restrict sums, const uint8_t* __restrict row, int32_t n) {
+  for (int32_t j = 0; j < n; ++j) sums[j] = row[j];
+}
+
+// One destination row of the box path from column sums.
+void BoxMeanRowFromSums(const uint32_t* sums, int32_t srcW, int32_t boxW, BoxDivider divider, uint32_t* dst,
+                        int32_t width) {
+  const int32_t stepWhole = srcW / width;
+  const int32_t stepPart = srcW % width;
+  int32_t start = 0, part = 0;
+  for (int32_t x = 0; x < width; ++x) {
+    const uint32_t* s = sums + 3 * static_cast<ptrdiff_t>(start);
+    uint32_t r = 0, g = 0, b = 0;
+    for (int32_t i = 0; i < 3 * boxW; i += 3) {
+      r += s[i];
+      g += s[i + 1];
+      b += s[i + 2];
+    }
+    dst[x] = PackRGB(Divide(r, divider), Divide(g, divider), Divide(b, divider));
+    start += stepWhole;
+    part += stepPart;
+    if (part >= width) {
+      part -= width;
+      ++start;
+    }
+  }
+}
+
+}  // namespace
+
+void ScaleBoxFast(const PictureReader& src, PictureWriter& dst) {
+  const int32_t boxW = static_cast<int32_t>((static_cast<int64_t>(src.width) + dst.width - 1) / dst.width);
+  const int32_t boxH =
+      static_cast<int32_t>((static_cast<int64_t>(src.height) + dst.height - 1) / dst.height);
+  const uint64_t count = static_cast<uint64_t>(boxW) * static_cast<uint64_t>(boxH);
+  std::vector<uint32_t> sums;
+  const bool summed = count > 1 && count <= kMaxDividerCount;
+  if (summed) sums.resize(3 * static_cast<size_t>(src.width));
+  const BoxDivider divider = MakeBoxDivider(summed ? static_cast<uint32_t>(count) : 1);
+  int32_t previous = -1;
+  for (int32_t y = 0; y < dst.height; ++y) {
+    const int32_t sy = ScaledIndex(y, src.height, dst.height);
+    if (sy == previous) {
+      // The same box rows as the row above: the same pixels.
+      std::memcpy(WriterRow(dst, y), WriterRow(dst, y - 1), static_cast<size_t>(dst.rowBytes));
+    } else if (summed) {
+      StartSums(sums.data(), ReaderRow(src, sy), 3 * src.width);
+      for (int32_t j = 1; j < boxH; ++j) AddRow(sums.data(), ReaderRow(src, sy + j), 3 * src.width);
+      BoxMeanRowFromSums(sums.data(), src.width, boxW, divider, WriterRow(dst, y), dst.width);
+    } else {
+      BoxMeanRow(ReaderRow(src, sy), src.rowBytes, src.width, boxW, boxH, WriterRow(dst, y), dst.width);
+    }
+    previous = sy;
+  }
+}
+
+PICTURE_VECTOR_CLONES
+void CubicAddRow(float* __restrict buffer, const uint8_t* __restrict p, int32_t n, double w) {
+  for (int32_t i = 0; i < n; ++i) buffer[i] = static_cast<float>(static_cast<double>(buffer[i]) + w * p[i]);
+}
+
+// The same sums, vectorised across the row.
+void CubicColumnPassFast(const PictureReader& src, int32_t index, const float weights[4], float* buffer) {
+  const int32_t entries = 3 * src.width;
+  std::memset(buffer, 0, sizeof(float) * static_cast<size_t>(entries));
+  for (int32_t k = 0; k < 4; ++k) {
+    const int32_t row = index - 1 + k;
+    if (row < 0 || row >= src.height || weights[k] == 0.0f) continue;
+    CubicAddRow(buffer, ReaderRow(src, row), entries, weights[k]);
+  }
 }

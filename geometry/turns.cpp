@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "pixels/kernel_choice.h"
+
 namespace {
 
 // Quarter turns write the destination column by column. Walking the source in
@@ -29,10 +31,40 @@ REALpictureStruct* TurnPicture(REALpictureStruct* picture, Kernel kernel, bool s
   return result;
 }
 
-// Moves every source pixel into the destination a tile at a time: source
-// pixel (x, y) goes to the word at origin + y * columnStep + x * pixelStep.
-void QuarterTurn(const PictureReader& src, uint32_t* origin, ptrdiff_t columnStep,
-                 ptrdiff_t pixelStep) {
+}  // namespace
+
+void Rgb24ToXrgbMirrorRow(const uint8_t* src, uint32_t* dst, int32_t width) {
+  uint32_t* out = dst + width;
+  for (int32_t x = 0; x < width; ++x, src += 3) *--out = ReaderPixel(src);
+}
+
+void Rgb24ToXrgbStridedRow(const uint8_t* src, uint32_t* dst, ptrdiff_t dstStep, int32_t count) {
+  for (int32_t i = 0; i < count; ++i, src += 3, dst += dstStep) *dst = ReaderPixel(src);
+}
+
+namespace {
+
+PICTURE_VECTOR_CLONES
+void ReverseWords(const uint32_t* __restrict in, uint32_t* __restrict out, int32_t n) {
+  for (int32_t i = 0; i < n; ++i) out[n - 1 - i] = in[i];
+}
+
+}  // namespace
+
+// Blocks of the row converted in order, then stored in reverse: both steps
+// vectorise, the reversed conversion as one loop does not.
+void Rgb24ToXrgbMirrorRowFast(const uint8_t* src, uint32_t* dst, int32_t width) {
+  constexpr int32_t kBlock = 256;
+  uint32_t words[kBlock];
+  for (int32_t x0 = 0; x0 < width; x0 += kBlock) {
+    const int32_t n = std::min(kBlock, width - x0);
+    Rgb24ToXrgbRowFast(src + 3 * static_cast<ptrdiff_t>(x0), words, n);
+    ReverseWords(words, dst + (width - x0 - n), n);
+  }
+}
+
+// Moves every source pixel into the destination a tile at a time.
+void QuarterTurnPixels(const PictureReader& src, uint32_t* origin, ptrdiff_t columnStep, ptrdiff_t pixelStep) {
   for (int32_t y0 = 0; y0 < src.height; y0 += kTile) {
     const int32_t y1 = std::min(src.height, y0 + kTile);
     for (int32_t x0 = 0; x0 < src.width; x0 += kTile) {
@@ -45,49 +77,60 @@ void QuarterTurn(const PictureReader& src, uint32_t* origin, ptrdiff_t columnSte
   }
 }
 
-}  // namespace
-
-void Rgb24ToXrgbMirrorRow(const uint8_t* src, uint32_t* dst, int32_t width) {
-  uint32_t* out = dst + width;
-  for (int32_t x = 0; x < width; ++x, src += 3) *--out = ReaderPixel(src);
-}
-
-void Rgb24ToXrgbStridedRow(const uint8_t* src, uint32_t* dst, ptrdiff_t dstStep, int32_t count) {
-  for (int32_t i = 0; i < count; ++i, src += 3, dst += dstStep) *dst = ReaderPixel(src);
+// Each tile is converted row by row into `tile`, then source column x0 + j
+// of the tile (a destination row) is written out as one run of words. Tiles
+// of 16 x 16 measured fastest here (against 8, 32, 64 and taller strips): 16
+// source rows and 16 destination rows are streams the prefetchers follow,
+// and a 16-word run is one cache line of the destination.
+void QuarterTurnPixelsFast(const PictureReader& src, uint32_t* origin, ptrdiff_t columnStep,
+                           ptrdiff_t pixelStep) {
+  constexpr int32_t kFastTile = 16;
+  alignas(64) uint32_t tile[kFastTile][kFastTile];
+  for (int32_t y0 = 0; y0 < src.height; y0 += kFastTile) {
+    const int32_t rows = std::min(src.height - y0, kFastTile);
+    for (int32_t x0 = 0; x0 < src.width; x0 += kFastTile) {
+      const int32_t count = std::min(src.width - x0, kFastTile);
+      for (int32_t i = 0; i < rows; ++i) {
+        Rgb24ToXrgbRowFast(ReaderRow(src, y0 + i) + 3 * static_cast<ptrdiff_t>(x0), tile[i], count);
+      }
+      for (int32_t j = 0; j < count; ++j) {
+        uint32_t* out = origin + y0 * columnStep + (x0 + j) * pixelStep;
+        for (int32_t i = 0; i < rows; ++i) out[i * columnStep] = tile[i][j];
+      }
+    }
+  }
 }
 
 void CopyBitmap(const PictureReader& src, PictureWriter& dst) {
-  for (int32_t y = 0; y < src.height; ++y) Rgb24ToXrgbRow(ReaderRow(src, y), WriterRow(dst, y), src.width);
+  const auto row = ChooseKernel(Rgb24ToXrgbRow, Rgb24ToXrgbRowFast);
+  for (int32_t y = 0; y < src.height; ++y) row(ReaderRow(src, y), WriterRow(dst, y), src.width);
 }
 
 void HMirror(const PictureReader& src, PictureWriter& dst) {
-  for (int32_t y = 0; y < src.height; ++y) {
-    Rgb24ToXrgbMirrorRow(ReaderRow(src, y), WriterRow(dst, y), src.width);
-  }
+  const auto row = ChooseKernel(Rgb24ToXrgbMirrorRow, Rgb24ToXrgbMirrorRowFast);
+  for (int32_t y = 0; y < src.height; ++y) row(ReaderRow(src, y), WriterRow(dst, y), src.width);
 }
 
 void VMirror(const PictureReader& src, PictureWriter& dst) {
-  for (int32_t y = 0; y < src.height; ++y) {
-    Rgb24ToXrgbRow(ReaderRow(src, y), WriterRow(dst, dst.height - 1 - y), src.width);
-  }
+  const auto row = ChooseKernel(Rgb24ToXrgbRow, Rgb24ToXrgbRowFast);
+  for (int32_t y = 0; y < src.height; ++y) row(ReaderRow(src, y), WriterRow(dst, dst.height - 1 - y), src.width);
 }
 
 void Rotate90(const PictureReader& src, PictureWriter& dst) {
   // Source row y is destination column y, read from the bottom row upward.
   const ptrdiff_t rowWords = dst.rowBytes / 4;
-  QuarterTurn(src, WriterRow(dst, dst.height - 1), 1, -rowWords);
+  ChooseKernel(QuarterTurnPixels, QuarterTurnPixelsFast)(src, WriterRow(dst, dst.height - 1), 1, -rowWords);
 }
 
 void Rotate180(const PictureReader& src, PictureWriter& dst) {
-  for (int32_t y = 0; y < src.height; ++y) {
-    Rgb24ToXrgbMirrorRow(ReaderRow(src, y), WriterRow(dst, dst.height - 1 - y), src.width);
-  }
+  const auto row = ChooseKernel(Rgb24ToXrgbMirrorRow, Rgb24ToXrgbMirrorRowFast);
+  for (int32_t y = 0; y < src.height; ++y) row(ReaderRow(src, y), WriterRow(dst, dst.height - 1 - y), src.width);
 }
 
 void Rotate270(const PictureReader& src, PictureWriter& dst) {
   // Source row y is destination column width - 1 - y, from the top row down.
   const ptrdiff_t rowWords = dst.rowBytes / 4;
-  QuarterTurn(src, WriterRow(dst, 0) + (dst.width - 1), -1, rowWords);
+  ChooseKernel(QuarterTurnPixels, QuarterTurnPixelsFast)(src, WriterRow(dst, 0) + (dst.width - 1), -1, rowWords);
 }
 
 REALpictureStruct* Rotate90(REALpictureStruct* picture) {

@@ -16,9 +16,19 @@
 // Converts `width` reader pixels into writer words in reverse order:
 // source pixel x goes to dst[width - 1 - x].
 void Rgb24ToXrgbMirrorRow(const uint8_t* src, uint32_t* dst, int32_t width);
+void Rgb24ToXrgbMirrorRowFast(const uint8_t* src, uint32_t* dst, int32_t width);
 // Converts `count` reader pixels into writer words placed `dstStep` words
 // apart (dstStep may be negative): source pixel i goes to dst[i * dstStep].
 void Rgb24ToXrgbStridedRow(const uint8_t* src, uint32_t* dst, ptrdiff_t dstStep, int32_t count);
+
+// The quarter turns' pixel moves: source pixel (x, y) goes to the word at
+// origin + y * columnStep + x * pixelStep (columnStep is 1 or -1). The plain
+// one walks the source in square tiles and moves each tile row with
+// Rgb24ToXrgbStridedRow; the fast one converts a whole tile into a small
+// buffer first and writes it out along destination rows.
+void QuarterTurnPixels(const PictureReader& src, uint32_t* origin, ptrdiff_t columnStep, ptrdiff_t pixelStep);
+void QuarterTurnPixelsFast(const PictureReader& src, uint32_t* origin, ptrdiff_t columnStep,
+                           ptrdiff_t pixelStep);
 
 // Kernels: source pixel (x, y) goes to
 void CopyBitmap(const PictureReader& src, PictureWriter& dst);  // (x, y)

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "pixels/kernel_choice.h"
 #include "pixels/picture_access.h"
 #include "plugin/host_calls.h"
 #include "tone/tone.h"
@@ -52,6 +53,16 @@ uint32_t CountColorRow(const uint8_t* src, int32_t width, uint32_t col) {
   return n;
 }
 
+PICTURE_VECTOR_CLONES
+uint32_t CountColorRowFast(const uint8_t* __restrict src, int32_t width, uint32_t col) {
+  uint32_t n = 0;
+  for (int32_t x = 0; x < width; ++x) {
+    const uint32_t p = (uint32_t{src[3 * x]} << 16) | (uint32_t{src[3 * x + 1]} << 8) | src[3 * x + 2];
+    n += p == col ? 1u : 0u;
+  }
+  return n;
+}
+
 void ChannelHistogramRow(const uint8_t* src, int32_t width, uint32_t red[256], uint32_t green[256],
                          uint32_t blue[256]) {
   for (int32_t x = 0; x < width; ++x, src += 3) {
@@ -66,7 +77,8 @@ int32_t CountColorQVT(REALpictureStruct* picture, uint32_t col) {
   if (!GetPictureReader(reader, picture)) return -1;
   uint32_t matches = 0;
   // A colour with any of its top 8 bits set matches nothing.
-  for (int32_t y = 0; y < reader.height; ++y) matches += CountColorRow(ReaderRow(reader, y), reader.width, col);
+  const auto row = ChooseKernel(CountColorRow, CountColorRowFast);
+  for (int32_t y = 0; y < reader.height; ++y) matches += row(ReaderRow(reader, y), reader.width, col);
   ClosePictureReader(reader);
   return static_cast<int32_t>(matches);
 }
@@ -126,8 +138,9 @@ REALpictureStruct* TransformColorsQVT(REALpictureStruct* picture, REALmemoryBloc
     ClosePictureReader(reader);
     return nullptr;
   }
+  const auto row = ChooseKernel(ChannelTableRow, ChannelTableRowFast);
   for (int32_t y = 0; y < reader.height; ++y)
-    ChannelTableRow(ReaderRow(reader, y), WriterRow(writer, y), reader.width, redTable, greenTable, blueTable);
+    row(ReaderRow(reader, y), WriterRow(writer, y), reader.width, redTable, greenTable, blueTable);
   REALpictureStruct* result = RenderPictureWriter(writer);
   ClosePictureReader(reader);
   return result;

@@ -49,6 +49,19 @@ void LinearCurveTable(double a, double b, uint8_t table[256]);
 // Maps `width` reader pixels through the three tables into writer words.
 void ChannelTableRow(const uint8_t* src, uint32_t* dst, int32_t width, const uint8_t* red,
                      const uint8_t* green, const uint8_t* blue);
+// The same words. Tables that are clamped straight lines (brightness,
+// contrast, curves, inversion, levels) are computed as lines in fixed point,
+// after a check of all 256 entries; any other table is looked up.
+void ChannelTableRowFast(const uint8_t* src, uint32_t* dst, int32_t width, const uint8_t* red,
+                         const uint8_t* green, const uint8_t* blue);
+
+// A table as a clamped line: table[s] == clamp((s * slope + offset) >> 16)
+// for every s, the arithmetic in 32 bits. False when no such line exists.
+struct TableLine {
+  int32_t slope;
+  int32_t offset;
+};
+bool FitTableLine(const uint8_t table[256], TableLine* line);
 
 // --- Automatic levels (autolevel.cpp) ----------------------------------------
 
@@ -56,6 +69,7 @@ REALpictureStruct* AutoLevelPicture(REALpictureStruct* picture);
 
 // Adds the luminance level of each of `width` reader pixels to `histogram`.
 void LuminanceHistogramRow(const uint8_t* src, int32_t width, uint32_t histogram[256]);
+void LuminanceHistogramRowFast(const uint8_t* src, int32_t width, uint32_t histogram[256]);
 
 // The dark and bright levels chosen from a luminance histogram.
 struct LevelPair {
@@ -86,6 +100,13 @@ void BlendMaskRow(const uint8_t* source, const uint8_t* dest, const uint8_t* mas
                   int32_t width);
 void CombineRow(const uint8_t* red, const uint8_t* green, const uint8_t* blue, uint32_t* dst,
                 int32_t width);
+// Fast variants: the same words (the blend in 32 bits when the weights allow).
+void BlendRowFast(const uint8_t* source, const uint8_t* dest, uint32_t* dst, int32_t width, int32_t ws,
+                  int32_t wd);
+void BlendMaskRowFast(const uint8_t* source, const uint8_t* dest, const uint8_t* mask, uint32_t* dst,
+                      int32_t width);
+void CombineRowFast(const uint8_t* red, const uint8_t* green, const uint8_t* blue, uint32_t* dst,
+                    int32_t width);
 
 // The six fractions of a tint, each a channel of its colour divided by 255.
 struct TintWeights {
@@ -94,6 +115,7 @@ struct TintWeights {
 };
 TintWeights MakeTintWeights(uint32_t greyBase, uint32_t sepiaBase);
 void TintRow(const uint8_t* src, uint32_t* dst, int32_t width, const TintWeights& w);
+void TintRowFast(const uint8_t* src, uint32_t* dst, int32_t width, const TintWeights& w);
 
 // --- Colour counting and remapping (colours.cpp) ------------------------------
 
@@ -105,6 +127,7 @@ REALpictureStruct* TransformColorsQVT(REALpictureStruct* picture, REALmemoryBloc
 
 // The number of the `width` reader pixels whose colour 0x00RRGGBB is `col`.
 uint32_t CountColorRow(const uint8_t* src, int32_t width, uint32_t col);
+uint32_t CountColorRowFast(const uint8_t* src, int32_t width, uint32_t col);
 // Adds each of the `width` reader pixels to the three channel histograms.
 void ChannelHistogramRow(const uint8_t* src, int32_t width, uint32_t red[256], uint32_t green[256],
                          uint32_t blue[256]);

@@ -1,0 +1,440 @@
+// Every fast kernel against its plain reference on the same random inputs,
+// byte for byte. Rows have widths on both sides of every vector width, and
+// every buffer a kernel reads or writes ends where a page ends, with the next
+// page inaccessible, so a kernel that touches one byte too many faults.
+// Each case's number is in its failure message; kCases of each family run
+// from a fixed seed.
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <functional>
+#include <limits>
+#include <random>
+#include <vector>
+
+#include "exchange/memoryblock.h"
+#include "filters/filters.h"
+#include "geometry/rotate.h"
+#include "geometry/scale.h"
+#include "geometry/turns.h"
+#include "pixels/kernel_choice.h"
+#include "pixels/picture_access.h"
+#include "tone/tone.h"
+
+namespace {
+
+constexpr int kCases = 300;
+
+// `size` bytes that end exactly at an inaccessible page. Freed at the end.
+class GuardedBuffer {
+ public:
+  explicit GuardedBuffer(size_t size) : size_(size) {
+    const size_t page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+    mapped_ = (size + page - 1) / page * page + page;
+    base_ = static_cast<uint8_t*>(mmap(nullptr, mapped_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+    if (base_ == MAP_FAILED) throw std::bad_alloc();
+    mprotect(base_ + mapped_ - page, page, PROT_NONE);
+    data_ = base_ + mapped_ - page - size;
+  }
+  ~GuardedBuffer() { munmap(base_, mapped_); }
+  GuardedBuffer(const GuardedBuffer&) = delete;
+  GuardedBuffer& operator=(const GuardedBuffer&) = delete;
+
+  uint8_t* data() { return data_; }
+  uint32_t* words() { return reinterpret_cast<uint32_t*>(data_); }
+  size_t size() const { return size_; }
+  std::vector<uint8_t> bytes() const { return std::vector<uint8_t>(data_, data_ + size_); }
+
+ private:
+  size_t size_, mapped_;
+  uint8_t* base_;
+  uint8_t* data_;
+};
+
+class Random {
+ public:
+  explicit Random(uint32_t seed) : rng_(seed) {}
+  int32_t Int(int32_t lo, int32_t hi) { return std::uniform_int_distribution<int32_t>(lo, hi)(rng_); }
+  double Real(double lo, double hi) { return std::uniform_real_distribution<double>(lo, hi)(rng_); }
+  bool Chance(int percent) { return Int(0, 99) < percent; }
+  void Fill(uint8_t* p, size_t n) {
+    // Mostly random bytes, now and then long runs of the extremes.
+    for (size_t i = 0; i < n; ++i) p[i] = static_cast<uint8_t>(rng_());
+    if (Chance(20)) std::memset(p, Chance(50) ? 0 : 255, n / 2);
+  }
+  // Widths around every vector width, and now and then a long row.
+  int32_t Width() { return Chance(85) ? Int(1, 70) : Int(71, 1100); }
+
+ private:
+  std::mt19937 rng_;
+};
+
+// Source rows of `width` pixels (reader layout) ending at a guard page.
+struct SourceRow {
+  GuardedBuffer buffer;
+  SourceRow(Random& r, int32_t width) : buffer(3 * static_cast<size_t>(width)) { r.Fill(buffer.data(), buffer.size()); }
+  const uint8_t* data() { return buffer.data(); }
+};
+
+// Runs `plain` and `fast` into two destinations of `bytes` bytes, both filled
+// with the same pattern first, and compares them.
+void ExpectSameOutput(size_t bytes, const std::function<void(uint8_t*)>& plain,
+                      const std::function<void(uint8_t*)>& fast) {
+  GuardedBuffer a(bytes), b(bytes);
+  std::memset(a.data(), 0xA5, bytes);
+  std::memset(b.data(), 0xA5, bytes);
+  plain(a.data());
+  fast(b.data());
+  ASSERT_EQ(a.bytes(), b.bytes());
+}
+
+// A reader over a guarded buffer: `rowBytes` at least 3 * width, the last
+// row's last pixel at the end of the buffer.
+struct GuardedImage {
+  GuardedBuffer buffer;
+  PictureReader reader{};
+  GuardedImage(Random& r, int32_t width, int32_t height, int32_t rowBytes)
+      : buffer(static_cast<size_t>(rowBytes) * (height - 1) + 3 * static_cast<size_t>(width)) {
+    r.Fill(buffer.data(), buffer.size());
+    reader.rowBytes = rowBytes;
+    reader.base = buffer.data();
+    reader.width = width;
+    reader.height = height;
+  }
+};
+
+// A writer over a guarded buffer (the spare row included, as a writer has it).
+struct GuardedWriter {
+  GuardedBuffer buffer;
+  PictureWriter writer{};
+  GuardedWriter(int32_t width, int32_t height) : buffer(4 * static_cast<size_t>(width) * (height + 1)) {
+    std::memset(buffer.data(), 0, buffer.size());
+    writer.rowBytes = 4 * width;
+    writer.base = buffer.data();
+    writer.width = width;
+    writer.height = height;
+  }
+};
+
+TEST(FastKernels, RowConversionsAndMirror) {
+  Random r(1);
+  for (int n = 0; n < kCases; ++n) {
+    SCOPED_TRACE(n);
+    const int32_t w = r.Width();
+    SourceRow src(r, w);
+    ExpectSameOutput(4 * w, [&](uint8_t* d) { Rgb24ToXrgbRow(src.data(), reinterpret_cast<uint32_t*>(d), w); },
+                     [&](uint8_t* d) { Rgb24ToXrgbRowFast(src.data(), reinterpret_cast<uint32_t*>(d), w); });
+    ExpectSameOutput(4 * w, [&](uint8_t* d) { Rgb24ToXrgbMirrorRow(src.data(), reinterpret_cast<uint32_t*>(d), w); },
+                     [&](uint8_t* d) { Rgb24ToXrgbMirrorRowFast(src.data(), reinterpret_cast<uint32_t*>(d), w); });
+  }
+}
+
+TEST(FastKernels, QuarterTurns) {
+  Random r(2);
+  for (int n = 0; n < 60; ++n) {
+    SCOPED_TRACE(n);
+    const int32_t w = r.Int(1, 90), h = r.Int(1, 90);
+    GuardedImage image(r, w, h, 3 * w + r.Int(0, 1) * 4);
+    for (bool quarter : {true, false}) {
+      GuardedWriter a(h, w), b(h, w);
+      const ptrdiff_t rowWords = h;  // the destination is h wide
+      // Rotate90's and Rotate270's placements.
+      uint32_t* originA = quarter ? WriterRow(a.writer, w - 1) : WriterRow(a.writer, 0) + (h - 1);
+      uint32_t* originB = quarter ? WriterRow(b.writer, w - 1) : WriterRow(b.writer, 0) + (h - 1);
+      QuarterTurnPixels(image.reader, originA, quarter ? 1 : -1, quarter ? -rowWords : rowWords);
+      QuarterTurnPixelsFast(image.reader, originB, quarter ? 1 : -1, quarter ? -rowWords : rowWords);
+      ASSERT_EQ(a.buffer.bytes(), b.buffer.bytes());
+    }
+  }
+}
+
+TEST(FastKernels, ChannelTables) {
+  Random r(3);
+  for (int n = 0; n < kCases; ++n) {
+    SCOPED_TRACE(n);
+    const int32_t w = r.Width();
+    SourceRow src(r, w);
+    ChannelTables t;
+    uint8_t* tables[3] = {t.red, t.green, t.blue};
+    for (uint8_t* table : tables) {
+      switch (r.Int(0, 6)) {
+        case 0: AbsBrightnessTable(r.Real(-300, 300), table); break;
+        case 1: LinBrightnessTable(r.Real(-300, 300), table); break;
+        case 2: ContrastTable(r.Real(-3, 3), table); break;
+        case 3: LinearCurveTable(r.Real(-4, 4), r.Real(-300, 300), table); break;
+        case 4: LevelsTable({r.Int(0, 255), r.Int(0, 255)}, table); break;
+        case 5: for (int s = 0; s < 256; ++s) table[s] = static_cast<uint8_t>(r.Int(0, 255)); break;
+        default: for (int s = 0; s < 256; ++s) table[s] = static_cast<uint8_t>(255 - s); break;
+      }
+    }
+    ExpectSameOutput(
+        4 * w, [&](uint8_t* d) { ChannelTableRow(src.data(), reinterpret_cast<uint32_t*>(d), w, t.red, t.green, t.blue); },
+        [&](uint8_t* d) { ChannelTableRowFast(src.data(), reinterpret_cast<uint32_t*>(d), w, t.red, t.green, t.blue); });
+  }
+}
+
+// The tables of the tone methods are lines, so the fast path is the one they
+// take; a table of random values is not, and is looked up.
+TEST(FastKernels, TableLines) {
+  Random r(4);
+  TableLine line;
+  uint8_t table[256];
+  for (int n = 0; n < kCases; ++n) {
+    SCOPED_TRACE(n);
+    AbsBrightnessTable(r.Real(-300, 300), table);
+    EXPECT_TRUE(FitTableLine(table, &line));
+    ContrastTable(r.Real(-1, 1), table);
+    EXPECT_TRUE(FitTableLine(table, &line));
+    LinearCurveTable(r.Real(-2, 2), r.Real(-100, 300), table);
+    EXPECT_TRUE(FitTableLine(table, &line));
+    for (int s = 0; s < 256; ++s) table[s] = static_cast<uint8_t>(255 - s);
+    EXPECT_TRUE(FitTableLine(table, &line));
+  }
+  for (int s = 0; s < 256; ++s) table[s] = static_cast<uint8_t>(s * 7);
+  EXPECT_FALSE(FitTableLine(table, &line));
+}
+
+TEST(FastKernels, BlendsCombineTintSepia) {
+  Random r(5);
+  for (int n = 0; n < kCases; ++n) {
+    SCOPED_TRACE(n);
+    const int32_t w = r.Width();
+    SourceRow a(r, w), b(r, w), m(r, w);
+    auto words = [](uint8_t* d) { return reinterpret_cast<uint32_t*>(d); };
+    // Weights around 100 % and, now and then, beyond the 32-bit path.
+    const int32_t ws = r.Chance(80) ? FixedWeight(r.Real(-3, 3)) : FixedWeight(r.Real(-3e6, 3e6));
+    const int32_t wd = r.Chance(80) ? FixedWeight(r.Real(-3, 3)) : FixedWeight(r.Real(-3e6, 3e6));
+    ExpectSameOutput(4 * w, [&](uint8_t* d) { BlendRow(a.data(), b.data(), words(d), w, ws, wd); },
+                     [&](uint8_t* d) { BlendRowFast(a.data(), b.data(), words(d), w, ws, wd); });
+    ExpectSameOutput(4 * w, [&](uint8_t* d) { BlendMaskRow(a.data(), b.data(), m.data(), words(d), w); },
+                     [&](uint8_t* d) { BlendMaskRowFast(a.data(), b.data(), m.data(), words(d), w); });
+    ExpectSameOutput(4 * w, [&](uint8_t* d) { CombineRow(a.data(), b.data(), m.data(), words(d), w); },
+                     [&](uint8_t* d) { CombineRowFast(a.data(), b.data(), m.data(), words(d), w); });
+    const TintWeights tint =
+        MakeTintWeights(static_cast<uint32_t>(r.Int(0, 0xFFFFFF)), static_cast<uint32_t>(r.Int(0, 0xFFFFFF)));
+    ExpectSameOutput(4 * w, [&](uint8_t* d) { TintRow(a.data(), words(d), w, tint); },
+                     [&](uint8_t* d) { TintRowFast(a.data(), words(d), w, tint); });
+    const double range = r.Chance(80) ? 2 : 1e7;
+    SepiaWeights sepia = {FixedPointWeight(r.Real(-range, range)), FixedPointWeight(r.Real(-range, range)),
+                          FixedPointWeight(r.Real(-range, range)),
+                          {r.Int(-300, 300), r.Int(-300, 300), r.Chance(90) ? r.Int(-300, 300) : INT32_MIN}};
+    ExpectSameOutput(4 * w, [&](uint8_t* d) { SepiaRow(a.data(), words(d), w, sepia); },
+                     [&](uint8_t* d) { SepiaRowFast(a.data(), words(d), w, sepia); });
+  }
+}
+
+TEST(FastKernels, ColourMatrix) {
+  Random r(6);
+  for (int n = 0; n < kCases; ++n) {
+    SCOPED_TRACE(n);
+    const int32_t w = r.Width();
+    SourceRow src(r, w);
+    ColorMatrix m{};
+    for (auto& row : m.weight)
+      for (double& v : row) v = r.Real(-2, 2);
+    const bool offsets = r.Chance(50);
+    for (int c = 0; c < 3; ++c) {
+      m.inputOffset[c] = offsets ? r.Real(-100, 100) : 0.0;
+      m.outputOffset[c] = offsets ? r.Real(-100, 100) : 0.0;
+    }
+    if (r.Chance(10)) m.weight[r.Int(0, 2)][r.Int(0, 2)] = std::numeric_limits<double>::quiet_NaN();
+    if (r.Chance(10)) m.weight[r.Int(0, 2)][r.Int(0, 2)] = -std::numeric_limits<double>::infinity();
+    ExpectSameOutput(4 * w, [&](uint8_t* d) { ColorMatrixRow(src.data(), reinterpret_cast<uint32_t*>(d), w, m); },
+                     [&](uint8_t* d) { ColorMatrixRowFast(src.data(), reinterpret_cast<uint32_t*>(d), w, m); });
+  }
+}
+
+TEST(FastKernels, MatrixFilterRows) {
+  Random r(7);
+  for (int n = 0; n < kCases; ++n) {
+    SCOPED_TRACE(n);
+    const int32_t count = r.Width();
+    const int32_t w = count + 4;
+    GuardedImage image(r, w, 5, 3 * w + 4 * r.Int(0, 1));
+    const uint8_t* rows[5];
+    for (int k = 0; k < 5; ++k) rows[k] = ReaderRow(image.reader, k);
+    int32_t cells[25];
+    const int32_t reach = r.Chance(80) ? 50 : INT32_MAX / 4;  // beyond the 32-bit path now and then
+    for (int32_t& c : cells) c = r.Chance(30) ? 0 : r.Int(-reach, reach);
+    MatrixKernel kernel;
+    PrepareMatrixKernel(kernel, cells);
+    kernel.displacement = r.Chance(50) ? 0 : r.Int(-1000, 1000);
+    kernel.scale = r.Chance(30) ? 1.0 : r.Real(-0.1, 0.1);
+    kernel.channels = static_cast<uint32_t>(r.Int(0, 7));
+    ExpectSameOutput(4 * count,
+                     [&](uint8_t* d) { MatrixRow(rows, reinterpret_cast<uint32_t*>(d), count, kernel); },
+                     [&](uint8_t* d) { MatrixRowFast(rows, reinterpret_cast<uint32_t*>(d), count, kernel); });
+  }
+}
+
+TEST(FastKernels, ConvolutionPasses) {
+  Random r(8);
+  for (int n = 0; n < kCases; ++n) {
+    SCOPED_TRACE(n);
+    SeparableKernel k{};
+    k.count = r.Int(2, kMaxConvolutionTaps);
+    // Real weights, or weights k / 2^e (the integer path) now and then with
+    // numerators too large for it.
+    const int kind = r.Int(0, 2);
+    const int32_t e = r.Int(0, 12);
+    const int32_t reach = kind == 2 && r.Chance(30) ? (1 << 22) : r.Chance(50) ? (2 << e) : (16 << e) / k.count;
+    for (int32_t t = 0; t < k.count; ++t) {
+      k.weights[t] = r.Chance(10) ? 0.0 : kind == 0 ? r.Real(-1, 1) : r.Int(-reach, reach) / static_cast<double>(1 << e);
+    }
+    k.channels = static_cast<uint32_t>(r.Int(0, 7));
+    const int32_t count = r.Width();
+    SourceRow src(r, count + k.count - 1);  // the last tap of the last result ends the row
+    ExpectSameOutput(3 * count, [&](uint8_t* d) { ConvolveRowHorizontal(src.data(), d, count, k); },
+                     [&](uint8_t* d) { ConvolveRowHorizontalFast(src.data(), d, count, k); });
+    const int32_t stride = 3 * count + 3 * r.Int(0, 2);
+    GuardedImage column(r, count, k.count, stride);
+    ExpectSameOutput(
+        4 * count,
+        [&](uint8_t* d) { ConvolveRowVertical(column.buffer.data(), stride, reinterpret_cast<uint32_t*>(d), count, k); },
+        [&](uint8_t* d) {
+          ConvolveRowVerticalFast(column.buffer.data(), stride, reinterpret_cast<uint32_t*>(d), count, k);
+        });
+  }
+}
+
+TEST(FastKernels, CountsHistogramsAndExtremes) {
+  Random r(9);
+  for (int n = 0; n < kCases; ++n) {
+    SCOPED_TRACE(n);
+    const int32_t w = r.Width();
+    SourceRow src(r, w);
+    const uint32_t col = r.Chance(50) ? ReaderPixel(src.data() + 3 * r.Int(0, w - 1)) : static_cast<uint32_t>(r.Int(0, 0xFFFFFF));
+    EXPECT_EQ(CountColorRow(src.data(), w, col), CountColorRowFast(src.data(), w, col));
+
+    uint32_t plain[256] = {}, fast[256] = {};
+    LuminanceHistogramRow(src.data(), w, plain);
+    LuminanceHistogramRowFast(src.data(), w, fast);
+    EXPECT_EQ(0, std::memcmp(plain, fast, sizeof plain));
+
+    // A search over several rows, each continuing what the last one held.
+    MinMaxSearch a, b;
+    StartMinMaxSearch(a);
+    StartMinMaxSearch(b);
+    for (int32_t y = 0; y < 4; ++y) {
+      SourceRow row(r, w);
+      MinMaxRow(row.data(), w, y, a);
+      MinMaxRowFast(row.data(), w, y, b);
+      for (int q = 0; q < 4; ++q) {
+        EXPECT_EQ(a.max[q].value, b.max[q].value);
+        EXPECT_EQ(a.max[q].x, b.max[q].x);
+        EXPECT_EQ(a.max[q].y, b.max[q].y);
+        EXPECT_EQ(a.min[q].value, b.min[q].value);
+        EXPECT_EQ(a.min[q].x, b.min[q].x);
+        EXPECT_EQ(a.min[q].y, b.min[q].y);
+      }
+    }
+  }
+}
+
+TEST(FastKernels, MemoryBlockRows) {
+  Random r(10);
+  for (int n = 0; n < kCases; ++n) {
+    SCOPED_TRACE(n);
+    const int32_t w = r.Width();
+    SourceRow src(r, w);
+    const bool little = r.Chance(50);
+    const uint32_t alpha = r.Chance(80) ? static_cast<uint32_t>(r.Int(0, 255)) : 256u + r.Int(0, 5);
+    ExpectSameOutput(4 * w, [&](uint8_t* d) { Rgb24ToArgbRow(src.data(), d, w, little, alpha); },
+                     [&](uint8_t* d) { Rgb24ToArgbRowFast(src.data(), d, w, little, alpha); });
+    const int32_t stride = r.Chance(60) ? 1 : r.Int(2, 5), channel = r.Int(0, 2);
+    ExpectSameOutput(static_cast<size_t>(w - 1) * stride + 1,
+                     [&](uint8_t* d) { Rgb24ChannelToStrideRow(src.data(), d, w, channel, stride); },
+                     [&](uint8_t* d) { Rgb24ChannelToStrideRowFast(src.data(), d, w, channel, stride); });
+    GuardedBuffer argb(4 * static_cast<size_t>(w));
+    r.Fill(argb.data(), argb.size());
+    ExpectSameOutput(4 * w, [&](uint8_t* d) { ArgbToXrgbRow(argb.data(), reinterpret_cast<uint32_t*>(d), w, little); },
+                     [&](uint8_t* d) { ArgbToXrgbRowFast(argb.data(), reinterpret_cast<uint32_t*>(d), w, little); });
+    GuardedBuffer grey(static_cast<size_t>(w - 1) * stride + 1);
+    r.Fill(grey.data(), grey.size());
+    ExpectSameOutput(
+        4 * w, [&](uint8_t* d) { GrayStrideToXrgbRow(grey.data(), reinterpret_cast<uint32_t*>(d), w, stride); },
+        [&](uint8_t* d) { GrayStrideToXrgbRowFast(grey.data(), reinterpret_cast<uint32_t*>(d), w, stride); });
+  }
+}
+
+TEST(FastKernels, Shears) {
+  Random r(11);
+  for (int n = 0; n < kCases; ++n) {
+    SCOPED_TRACE(n);
+    const int32_t length = r.Int(0, 80), dstLength = r.Int(1, 120);
+    const int32_t shift = r.Int(-100, 130);
+    const double weight = r.Chance(10) ? 0.0 : r.Real(0, 1);
+    const uint32_t background = static_cast<uint32_t>(r.Int(0, 0xFFFFFF));
+    SourceRow src(r, std::max(length, 1));
+    ExpectSameOutput(
+        4 * static_cast<size_t>(dstLength),
+        [&](uint8_t* d) {
+          SkewLine(src.data(), 3, length, reinterpret_cast<uint32_t*>(d), 1, dstLength, shift, weight, background);
+        },
+        [&](uint8_t* d) {
+          SkewLineFast(src.data(), 3, length, reinterpret_cast<uint32_t*>(d), 1, dstLength, shift, weight, background);
+        });
+  }
+  for (int n = 0; n < 60; ++n) {
+    SCOPED_TRACE(n);
+    const int32_t w = r.Int(1, 40), h = r.Int(1, 60), dstH = r.Int(1, 90);
+    GuardedImage image(r, w, h, 3 * w + 4 * r.Int(0, 1));
+    const int32_t first = r.Int(0, w - 1), count = r.Int(1, std::min(kColumnBlock, w - first));
+    int32_t shifts[kColumnBlock];
+    double weights[kColumnBlock];
+    for (int32_t j = 0; j < count; ++j) shifts[j] = r.Int(-70, 90), weights[j] = r.Real(0, 1);
+    const uint32_t background = static_cast<uint32_t>(r.Int(0, 0xFFFFFF));
+    GuardedWriter a(w, dstH), b(w, dstH);
+    VertSkewColumns(image.reader, a.writer, first, count, shifts, weights, background);
+    VertSkewColumnsFast(image.reader, b.writer, first, count, shifts, weights, background);
+    ASSERT_EQ(a.buffer.bytes(), b.buffer.bytes());
+  }
+}
+
+TEST(FastKernels, Scaling) {
+  Random r(12);
+  for (int n = 0; n < 120; ++n) {
+    SCOPED_TRACE(n);
+    const int32_t w = r.Int(1, 70), h = r.Int(1, 50);
+    const int32_t nw = r.Chance(20) ? r.Int(1, 3) : r.Int(1, 150), nh = r.Chance(20) ? r.Int(1, 3) : r.Int(1, 100);
+    GuardedImage image(r, w, h, 3 * w + 4 * r.Int(0, 1));
+    GuardedWriter a(nw, nh), b(nw, nh);
+    ScaleBox(image.reader, a.writer);
+    ScaleBoxFast(image.reader, b.writer);
+    ASSERT_EQ(a.buffer.bytes(), b.buffer.bytes());
+
+    float weights[4];
+    CubicWeights(r.Real(0, 1), weights);
+    const int32_t index = r.Int(0, h - 1);
+    std::vector<float> pa(3 * static_cast<size_t>(w)), pb(3 * static_cast<size_t>(w));
+    CubicColumnPass(image.reader, index, weights, pa.data());
+    CubicColumnPassFast(image.reader, index, weights, pb.data());
+    ASSERT_EQ(0, std::memcmp(pa.data(), pb.data(), pa.size() * sizeof(float)));
+  }
+}
+
+// The division by a box size is a multiplication for every sum a box of up
+// to kMaxDividerCount pixels can have.
+TEST(FastKernels, BoxDividerIsExactDivision) {
+  for (uint32_t count = 1; count <= kMaxDividerCount; ++count) {
+    const BoxDivider divider = MakeBoxDivider(count);
+    for (uint32_t sum = 0; sum <= 255 * count; ++sum) {
+      if (Divide(sum, divider) != sum / count) FAIL() << sum << " / " << count;
+    }
+  }
+}
+
+TEST(FastKernels, PlainKernelsCanBeForced) {
+  const bool before = PlainKernels();
+  SetPlainKernels(true);
+  EXPECT_EQ(ChooseKernel(Rgb24ToXrgbRow, Rgb24ToXrgbRowFast), &Rgb24ToXrgbRow);
+  SetPlainKernels(false);
+  EXPECT_EQ(ChooseKernel(Rgb24ToXrgbRow, Rgb24ToXrgbRowFast), &Rgb24ToXrgbRowFast);
+  SetPlainKernels(before);
+}
+
+}  // namespace
