@@ -3,8 +3,15 @@
 JOBS ?= 2
 RELEASE := build
 TESTBUILD := build-asan
+BUILD32 := build32
+SANITIZER_ENV := ASAN_OPTIONS=detect_leaks=1 LSAN_OPTIONS=suppressions=$(CURDIR)/tools/lsan.supp
+FUZZBUILD := build-fuzz
+FUZZ_TARGETS := binary_string memoryblock call_sequence
+FUZZ_SECONDS ?= 600
+FUZZ_TEST_SECONDS ?= 20
+FUZZ_FRESH ?= 0
 
-.PHONY: all setup release demo test clean
+.PHONY: all setup release demo test build32 test32 clean fuzz-build fuzz memcheck bench test-plain
 
 all: release
 
@@ -18,11 +25,68 @@ release: setup
 demo: release
 	$(RELEASE)/picturehost demo --out-dir out/demo
 
+# The 64-bit suite, then the 32-bit one; both decide the result, and the
+# digests of every method's output must agree between the two builds.
 test: setup
 	cmake -S . -B $(TESTBUILD) -DCMAKE_BUILD_TYPE=Debug -DPICTURE_SANITIZE=ON
 	cmake --build $(TESTBUILD) -j$(JOBS)
-	ASAN_OPTIONS=detect_leaks=1 LSAN_OPTIONS=suppressions=$(CURDIR)/tools/lsan.supp \
-	  tools/with-xvfb.sh ctest --test-dir $(TESTBUILD) --output-on-failure --no-tests=error -j$(JOBS)
+	@status=0; \
+	$(SANITIZER_ENV) tools/with-xvfb.sh ctest --test-dir $(TESTBUILD) --output-on-failure --no-tests=error -j$(JOBS) || status=1; \
+	echo "the suite again on the plain reference kernels (PICTURE_PLAIN_KERNELS=1)"; \
+	PICTURE_PLAIN_KERNELS=1 $(SANITIZER_ENV) tools/with-xvfb.sh ctest --test-dir $(TESTBUILD) --output-on-failure --no-tests=error -j$(JOBS) || status=1; \
+	start=$$(date +%s); \
+	$(MAKE) --no-print-directory test32 || status=1; \
+	echo "32-bit build and suite took $$(( $$(date +%s) - start )) s"; \
+	{ $(SANITIZER_ENV) tools/digests.sh $(TESTBUILD)/picturehost $(TESTBUILD)/digests.txt && \
+	  tools/digests.sh --compare $(TESTBUILD)/digests.txt $(BUILD32)/digests.txt; } || status=1; \
+	$(MAKE) --no-print-directory fuzz FUZZ_SECONDS=$(FUZZ_TEST_SECONDS) FUZZ_FRESH=1 || status=1; \
+	exit $$status
+
+# The 32-bit x86 library, host and tests, built and run inside a Debian i386
+# root (tools/i386-root.sh; the first use sets the root up).
+build32:
+	JOBS=$(JOBS) tools/i386-root.sh build
+
+test32: build32
+	rm -f $(BUILD32)/digests.txt
+	tools/i386-root.sh run tools/with-xvfb.sh ctest --test-dir $(BUILD32) --output-on-failure --no-tests=error -j$(JOBS)
+	tools/i386-root.sh run tools/digests.sh $(BUILD32)/picturehost $(BUILD32)/digests.txt
+
+# The libFuzzer targets (clang, AddressSanitizer and UndefinedBehaviorSanitizer),
+# each run for FUZZ_SECONDS; `make test` runs each for FUZZ_TEST_SECONDS.
+fuzz-build: setup
+	cmake -S . -B $(FUZZBUILD) -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ \
+	  -DCMAKE_BUILD_TYPE=RelWithDebInfo -DPICTURE_FUZZ=ON -DPICTURE_TESTS=OFF
+	cmake --build $(FUZZBUILD) -j$(JOBS) --target $(addprefix fuzz_,$(FUZZ_TARGETS))
+
+fuzz: fuzz-build
+	FUZZ_FRESH=$(FUZZ_FRESH) tools/fuzz.sh $(FUZZBUILD) $(FUZZ_SECONDS) $(FUZZ_TARGETS)
+
+# The demo job of the release build under valgrind memcheck (tools/memcheck.sh):
+# fails on any error not covered by tools/valgrind.supp.
+memcheck: release
+	tools/memcheck.sh $(RELEASE)/picturehost out/memcheck
+
+# Benchmarks (Release, with OpenCV beside our kernels): the fast kernels are
+# checked against the plain ones first, then every kernel and every handler
+# is timed and docs/performance.md is written from the results.
+BENCHBUILD := build-bench
+BENCH_FLAGS := --benchmark_repetitions=3 --benchmark_report_aggregates_only=true --benchmark_out_format=json
+bench:
+	@tools/setup.sh libopencv-dev python3
+	cmake -S . -B $(BENCHBUILD) -DCMAKE_BUILD_TYPE=Release -DPICTURE_BENCH=ON
+	cmake --build $(BENCHBUILD) -j$(JOBS) --target picture_kernel_bench picture_bench fast_kernel_tests
+	$(BENCHBUILD)/tests/pixels/fast_kernel_tests --gtest_brief=1
+	$(BENCHBUILD)/bench/picture_kernel_bench $(BENCH_FLAGS) --benchmark_out=$(BENCHBUILD)/kernels.json
+	tools/with-xvfb.sh $(BENCHBUILD)/bench/picture_bench $(BENCH_FLAGS) --benchmark_out=$(BENCHBUILD)/end_to_end.json
+	python3 tools/perf_table.py $(BENCHBUILD)/kernels.json $(BENCHBUILD)/end_to_end.json \
+	  bench/performance_notes.md > docs/performance.md
+
+# The 64-bit suite once more on the plain reference kernels only.
+test-plain: setup
+	cmake -S . -B $(TESTBUILD) -DCMAKE_BUILD_TYPE=Debug -DPICTURE_SANITIZE=ON
+	cmake --build $(TESTBUILD) -j$(JOBS)
+	PICTURE_PLAIN_KERNELS=1 $(SANITIZER_ENV) tools/with-xvfb.sh ctest --test-dir $(TESTBUILD) --output-on-failure --no-tests=error -j$(JOBS)
 
 clean:
-	rm -rf $(RELEASE) $(TESTBUILD) out
+	rm -rf $(RELEASE) $(TESTBUILD) $(BUILD32) out

@@ -10,7 +10,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "host/host.h"
+#include "host/host_state.h"
 
 namespace ph {
 
@@ -82,6 +82,13 @@ bool EnsureDisplay(std::string* error) {
   }
   ready = true;
   return true;
+}
+
+void DiscardEvents() {
+  // Taking an event reads every event waiting in the X queue; those that are
+  // no window's (NoExpose of a pixmap) are dropped on the way.
+  if (!gdk_display_get_default()) return;
+  while (GdkEvent* event = gdk_event_get()) gdk_event_free(event);
 }
 
 }  // namespace ph

@@ -719,6 +719,7 @@ auto Activity(Host::State& s, Host* host, const std::string& label, F&& f) {
       if (s.depth == 0) {
         s.CheckLocksAfterCall();
         s.Purge();
+        DiscardEvents();
       }
       s.activity = saved;
     }

@@ -110,6 +110,11 @@ struct Host::State {
   const ClassInfo* FindClassInfo(const std::string& name, bool extension) const;
 };
 
+// Drops the X events queued for this process. Nothing here runs an event
+// loop, and reading a pixmap back queues a NoExpose event each time, so the
+// queue would grow for the life of the process.
+void DiscardEvents();
+
 // Entry points: the resolver's answer for a name, or null.
 void* ResolveEntryPoint(const std::string& name);
 

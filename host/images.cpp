@@ -70,6 +70,7 @@ std::vector<uint32_t> Host::State::ReadPixels(const Object* picture) const {
     }
   }
   g_object_unref(pixbuf);
+  DiscardEvents();
   return pixels;
 }
 
