@@ -3,7 +3,7 @@
 # any is missing. Runs as root on a fresh Debian 12 machine.
 set -euo pipefail
 packages=(cmake g++ make pkg-config libgtk2.0-dev libffi-dev libgtest-dev libbenchmark-dev
-          xvfb xauth fonts-dejavu-core
+          xvfb xauth fonts-dejavu-core binutils
           clang libclang-rt-14-dev valgrind  # make fuzz (libFuzzer, sanitizers), make memcheck
           "$@")
 missing=()

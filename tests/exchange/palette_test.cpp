@@ -30,8 +30,7 @@ class Palettes : public HostTest {
 TEST_F(Palettes, FactoriesAndTheirDistinctColours) {
   ph::Ref palette = host().NewInstance("PaletteQVT");
   for (int32_t i : {0, 100, 255}) EXPECT_EQ(Col(palette, i), 0u);
-  EXPECT_EQ(Count(palette), 256);
-  EXPECT_EQ(CountColors(palette), 1);
+  EXPECT_EQ(Count(palette) * 1000 + CountColors(palette), 256001);
   host().CallMethod(palette, "Close");  // holds nothing to release: the palette stays usable
   EXPECT_EQ(CountColors(palette), 1);
 
@@ -39,27 +38,20 @@ TEST_F(Palettes, FactoriesAndTheirDistinctColours) {
                                                     {"NewGreenPaletteQVT", 0x000100}, {"NewBluePaletteQVT", 0x000001}};
   for (auto [factory, step] : ramps) {  // entry i is i steps
     ph::Ref ramp = Factory(factory);
-    EXPECT_EQ(Count(ramp), 256) << factory;
+    EXPECT_EQ(Count(ramp) * 1000 + CountColors(ramp), 256256) << factory;
     for (uint32_t i = 0; i < 256; ++i) ASSERT_EQ(Col(ramp, int32_t(i)), i * step) << factory << " " << i;
-    EXPECT_EQ(CountColors(ramp), 256) << factory;
     host().AssignMethod(ramp, "Col", {8}, ph::Color{Col(ramp, 7)});
     EXPECT_EQ(CountColors(ramp), 255) << factory;
   }
   EXPECT_EQ(CountColors(Factory("NewWindowsPaletteQVT")), 256);
-  ph::Ref palm = Factory("NewPalmPaletteQVT");
+  ph::Ref palm = Factory("NewPalmPaletteQVT");  // its table is checked below
   EXPECT_EQ(CountColors(palm), 230);
-  EXPECT_EQ(Col(palm, 0), 0xFFFFFFu);
-  EXPECT_EQ(Col(palm, 229), 0x008888u);
-  EXPECT_EQ(Col(palm, 230), 0u);
+  for (int32_t i : {0, 100, 229, 230}) EXPECT_EQ(Col(palm, i), PalmColors[i]);
   // The web palette: entry 215 - (36 r + 6 g + b) is (51 r, 51 g, 51 b), then black.
   ph::Ref web = Factory("NewWebPaletteQVT");
-  EXPECT_EQ(Count(web), 256);
-  EXPECT_EQ(CountColors(web), 216);
-  for (uint32_t i = 0; i < 216; ++i) {
-    const uint32_t n = 215 - i;
-    ASSERT_EQ(Col(web, int32_t(i)), Rgb(51 * (n / 36), 51 * (n / 6 % 6), 51 * (n % 6))) << i;
-  }
-  for (int32_t i = 216; i < 256; ++i) EXPECT_EQ(Col(web, i), 0u) << i;
+  EXPECT_EQ(Count(web) * 1000 + CountColors(web), 256216);
+  for (uint32_t i = 0, n = 215; i < 256; ++i, --n)
+    ASSERT_EQ(Col(web, int32_t(i)), i < 216 ? Rgb(51 * (n / 36), 51 * (n / 6 % 6), 51 * (n % 6)) : 0u) << i;
 }
 
 TEST(PaletteTables, PalmFollowsItsCubeWalk) {
@@ -83,12 +75,8 @@ TEST_F(Palettes, CountChoosesThePictureDepth) {
   ph::Ref three = Factory("NewPaletteQVT", {3});
   EXPECT_EQ(Count(three), 3);
   EXPECT_EQ(CountColors(three), 1);
-  ph::Ref picture = AsPicture(NewPicture(three, 10, 10));
-  EXPECT_EQ(host().Depth(picture), 2);
-  EXPECT_EQ(host().Width(picture), 10);
-  EXPECT_EQ(host().Height(picture), 10);
-  EXPECT_TRUE(NewPicture(Factory("NewPaletteQVT", {0}), 10, 10).IsNil());
-  EXPECT_TRUE(NewPicture(Factory("NewPaletteQVT", {300}), 10, 10).IsNil());
+  ph::Ref picture = AsPicture(NewPicture(three, 10, 7));
+  EXPECT_EQ(std::tuple(host().Depth(picture), host().Width(picture), host().Height(picture)), std::tuple(2, 10, 7));
   // The count the host's accessor writes is the one the handlers read.
   for (auto [count, depth] : {std::pair{1, 1}, {2, 1}, {4, 2}, {5, 4}, {16, 4}, {17, 8}, {256, 8}}) {
     host().SetProperty(three, "Count", count);

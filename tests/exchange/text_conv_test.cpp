@@ -32,49 +32,45 @@ class TextConv : public HostTest {
     const std::vector<uint8_t> bytes = host().Bytes(r);
     return {std::string(bytes.begin(), bytes.end()), reinterpret_cast<const REALstringData*>(s)->encoding};
   }
-  // A host string of `bytes` tagged `encoding`; its record may claim fewer bytes.
-  ph::Ref String(std::string_view bytes, uint32_t encoding, int32_t length = -1) {
+  // The four-character code of a host string of `bytes` tagged `encoding`,
+  // whose record may claim fewer bytes; by the current or the original rule.
+  uint32_t OSType(std::string_view bytes, uint32_t encoding, bool original = false, int32_t length = -1) {
     ph::Ref s = host().NewString(bytes);
     s.get()->string->encoding = encoding;
     if (length >= 0) s.get()->string->length = length;
-    return s;
+    auto* h = static_cast<REALstringStruct*>(s.handle());
+    return original ? originalREALstringToOSType(h) : REALstringToOSType(h);
   }
-  static REALstringStruct* H(const ph::Ref& s) { return static_cast<REALstringStruct*>(s.handle()); }
   std::optional<DirectCalls> direct_;
 };
 
-TEST_F(TextConv, StringsFromBytesKeepTheExactBytesAndTag) {
+TEST_F(TextConv, StringsAndBlocksFromBytesKeepTheExactBytesAndTag) {
   const char bytes[] = {'P', 0, 'Q', '\xFF', 0};
   EXPECT_EQ(Take(REALBuildUnicodeString(bytes, 5, kEncodingRawBytes)), Text(std::string(bytes, 5), 0xFFFF));
   EXPECT_EQ(Take(CString2RBmax("Hello", kEncodingASCII, 3)), Text("Hel", kEncodingASCII));
   EXPECT_EQ(Take(CString2RBmax("Hello", kEncodingUTF8, 100)), Text("Hello", kEncodingUTF8));
   for (REALstringStruct* none : {REALBuildUnicodeString(nullptr, 5, 0), REALBuildUnicodeString(bytes, 0, 0),
                                  CString2RBmax("Hello", 0, 0), CString2RBmax("Hello", 0, -4), CString2RBmax("", 0, 10),
-                                 CString2RBmax(nullptr, 0, 10), UnicodeCString2RB(u""), UnicodeCString2RB(nullptr)}) {
+                                 CString2RBmax(nullptr, 0, 10), UnicodeCString2RB(u""), UnicodeCString2RB(nullptr)})
     EXPECT_EQ(none, nullptr);
-  }
   // UTF-16 text becomes UTF-8 when the host converts it (the UTF-16 string
   // made on the way is released), else stays UTF-16.
   EXPECT_EQ(Take(UnicodeCString2RB(u"Hi!")), Text("Hi!", kEncodingUTF8));
-  direct_->FailConversions(true);
-  EXPECT_EQ(Take(UnicodeCString2RB(u"Hi")), Text(std::string("H\0i\0", 4), kEncodingUTF16));
-}
-
-TEST_F(TextConv, MemoryBlocksAndFolderItemPaths) {
-  const uint8_t bytes[] = {1, 2, 3, 4, 5};
-  EXPECT_EQ(host().Bytes(direct_->Adopt(REALBuildMemoryblock(bytes, 5))), std::vector<uint8_t>(bytes, bytes + 5));
-  EXPECT_EQ(REALBuildMemoryblock(bytes, 0), nullptr);
+  const uint8_t block[] = {1, 2, 3, 4, 5};
+  EXPECT_EQ(host().Bytes(direct_->Adopt(REALBuildMemoryblock(block, 5))), std::vector<uint8_t>(block, block + 5));
+  EXPECT_EQ(REALBuildMemoryblock(block, 0), nullptr);
   EXPECT_EQ(REALBuildMemoryblock(nullptr, 5), nullptr);
-  direct_->HideBlockData(true);  // a block whose address cannot be had is released again
-  EXPECT_EQ(REALBuildMemoryblock(bytes, 5), nullptr);
-
-  using FromPath = void* (*)(const char*);
-  ph::Ref item = direct_->Adopt(reinterpret_cast<FromPath>(ph::ResolveEntryPoint("FolderItemFromPath"))("/tmp/item"));
+  // Folder item paths are in the system font's encoding, UTF-8, converted or not.
+  ph::Ref item = direct_->Adopt(reinterpret_cast<void* (*)(const char*)>(ph::ResolveEntryPoint("FolderItemFromPath"))("/tmp/item"));
   auto* handle = static_cast<REALfolderItemStruct*>(item.handle());
-  EXPECT_EQ(Take(MyREALpathFromFolderItem(handle)), Text("/tmp/item", kEncodingUTF8));  // the system font's
-  direct_->FailConversions(true);
   EXPECT_EQ(Take(MyREALpathFromFolderItem(handle)), Text("/tmp/item", kEncodingUTF8));
   EXPECT_EQ(MyREALpathFromFolderItem(nullptr), nullptr);
+
+  direct_->FailConversions(true);
+  EXPECT_EQ(Take(UnicodeCString2RB(u"Hi")), Text(std::string("H\0i\0", 4), kEncodingUTF16));
+  EXPECT_EQ(Take(MyREALpathFromFolderItem(handle)), Text("/tmp/item", kEncodingUTF8));
+  direct_->HideBlockData(true);  // a block whose address cannot be had is released again
+  EXPECT_EQ(REALBuildMemoryblock(block, 5), nullptr);
 }
 
 TEST_F(TextConv, FourCharacterCodes) {
@@ -83,31 +79,30 @@ TEST_F(TextConv, FourCharacterCodes) {
   EXPECT_EQ(Take(REALBuildOSTypeString(0x4142C344)), Text("AB\xC3" "D", kEncodingMacRoman));
   EXPECT_EQ(Take(REALBuildOSTypeString(0x00000080)).second, kEncodingMacRoman);
   EXPECT_EQ(Take(REALBuildOSTypeString(0x7F7F7F7F)).second, kEncodingASCII);
-  // Padded with spaces; nothing beyond the record's length is read.
-  EXPECT_EQ(REALstringToOSType(H(String("ABCD", kEncodingUTF8))), 0x41424344u);
-  EXPECT_EQ(REALstringToOSType(H(String("ABCDEFG", kEncodingUTF8))), 0x41424344u);
   EXPECT_EQ(REALstringToOSType(nullptr), 0x20202020u);
-  EXPECT_EQ(originalREALstringToOSType(H(String("ABXY", 0xFFFF, 2))), 0x41422020u);
-  EXPECT_EQ(originalREALstringToOSType(H(String("", 0xFFFF))), 0x20202020u);
-  // The Mac Roman conversion is read (e-acute is 0x8E there); the original form reads the bytes.
-  const ph::Ref utf8 = String("\xC3\xA9" "AB", kEncodingUTF8);
-  EXPECT_EQ(REALstringToOSType(H(utf8)), 0x8E414220u);
-  EXPECT_EQ(originalREALstringToOSType(H(utf8)), 0xC3A94142u);
+  // Padded with spaces; nothing beyond the record's length is read. The Mac
+  // Roman conversion is read (e-acute is 0x8E there); the original form
+  // reads the bytes. Bytes, encoding, original form, record length -> code.
+  const std::tuple<const char*, uint32_t, bool, int32_t, uint32_t> codes[] = {
+      {"ABCD", kEncodingUTF8, false, -1, 0x41424344u},        {"ABCDEFG", kEncodingUTF8, false, -1, 0x41424344u},
+      {"ABXY", 0xFFFF, true, 2, 0x41422020u},                  {"", 0xFFFF, true, -1, 0x20202020u},
+      {"\xC3\xA9" "AB", kEncodingUTF8, false, -1, 0x8E414220u}, {"\xC3\xA9" "AB", kEncodingUTF8, true, -1, 0xC3A94142u}};
+  for (auto [bytes, encoding, original, length, code] : codes) EXPECT_EQ(OSType(bytes, encoding, original, length), code) << bytes;
   direct_->FailConversions(true);
-  EXPECT_EQ(REALstringToOSType(H(utf8)), 0xC3A94142u);
+  EXPECT_EQ(OSType("\xC3\xA9" "AB", kEncodingUTF8), 0xC3A94142u);
 }
 
 TEST_F(TextConv, VersionCodesAreTruncatedAndTheVersionIsAskedOnce) {
   // The exact product of the double 2006.04 and 100 lies just below 200604,
   // although plain double multiplication rounds it up to 200604.0.
   EXPECT_EQ(2006.04 * 100.0, 200604.0);
-  const std::pair<double, int32_t> codes[] = {{2007.0, 200700},    {5.9, 590},           {2006.04, 200603},
-                                              {-2006.04, -200603}, {5.8, 579},           {2006.06, 200605},
-                                              {1.0 / 0.0, 0},      {0.0 / 0.0, 0},       {-1.5, -150}};
+  const std::pair<double, int32_t> codes[] = {{2007.0, 200700}, {5.9, 590},  {2006.04, 200603}, {-2006.04, -200603},
+                                              {5.8, 579},       {2006.06, 200605}, {1.0 / 0.0, 0}, {0.0 / 0.0, 0},
+                                              {-1.5, -150}};
   for (auto [version, code] : codes) EXPECT_EQ(VersionCode(version), code) << version;
-  const std::tuple<int32_t, bool, bool> wants[] = {{200700, true, false}, {590, false, true},   {200603, false, true},
-                                                   {200604, true, false}, {299999, true, false}, {300000, true, true}};
-  for (auto [code, want64, want32] : wants) {
+  // code -> wants 64-bit, wants 32-bit.
+  for (auto [code, want64, want32] : {std::tuple{200700, true, false}, {590, false, true}, {200603, false, true},
+                                      {200604, true, false}, {299999, true, false}, {300000, true, true}}) {
     EXPECT_EQ(Want64bitFor(code), want64) << code;
     EXPECT_EQ(Want32bitFor(code), want32) << code;
   }
@@ -115,10 +110,8 @@ TEST_F(TextConv, VersionCodesAreTruncatedAndTheVersionIsAskedOnce) {
   EXPECT_EQ(RealbasicVersion(), 2007.0);
   EXPECT_TRUE(Want64bit());
   EXPECT_FALSE(Want32bit());
-  EXPECT_LE(direct_->VersionQuestions(), asked + 1);
-  const int kept = direct_->VersionQuestions();
   RealbasicVersion();
-  EXPECT_EQ(direct_->VersionQuestions(), kept);
+  EXPECT_LE(direct_->VersionQuestions(), asked + 1);
 }
 
 TEST(TickCount, SixtyTicksPerSecondOfWallClockModulo32Bits) {
@@ -158,8 +151,8 @@ TEST(DecimalText, WritingFillsTheBufferFromItsEnd) {
   char buffer[kDecimalBufferSize];
   std::fill(buffer, buffer + kDecimalBufferSize, '#');
   char* end = buffer + kDecimalBufferSize;
-  EXPECT_STREQ(longlong2str(0, end), "0");
   EXPECT_EQ(longlong2str(0, end), end - 2);
+  EXPECT_STREQ(end - 2, "0");
   EXPECT_EQ(buffer[0], '#');
   // The longest texts fill all 21 elements exactly.
   EXPECT_EQ(longlong2str(std::numeric_limits<int64_t>::min(), end), buffer);
@@ -169,7 +162,6 @@ TEST(DecimalText, WritingFillsTheBufferFromItsEnd) {
   char16_t wide[kDecimalBufferSize];
   EXPECT_EQ(longlong2str(std::numeric_limits<int64_t>::min(), wide + kDecimalBufferSize), wide);
   EXPECT_EQ(std::u16string(wide), u"-9223372036854775808");
-  EXPECT_EQ(std::u16string(longlong2str(0, wide + kDecimalBufferSize)), u"0");
 
   // Values of every magnitude against the standard library, both ways.
   std::mt19937_64 random(20240611);

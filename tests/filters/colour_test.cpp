@@ -22,11 +22,7 @@ TEST_F(Matrix3D, CellsWeighOffsetAndClampEachChannel) {
   const std::vector<uint32_t> four = {Rgb(5, 100, 200), Rgb(10, 0, 255), Rgb(200, 50, 0), Grey(9)};
   std::vector<Setting> grey;
   for (int32_t j = 0; j < 3; ++j) grey = With(grey, {C(0, j, 0.25), C(1, j, 0.5), C(2, j, 0.25)});
-  struct Case {
-    std::vector<uint32_t> src;
-    std::vector<Setting> settings;
-    std::vector<uint32_t> expected;
-  };
+  struct Case { std::vector<uint32_t> src; std::vector<Setting> settings; std::vector<uint32_t> expected; };
   const Case cases[] = {
       {four, {}, {0, 0, 0, 0}},
       {four, kIdentity, four},
@@ -44,11 +40,9 @@ TEST_F(Matrix3D, CellsWeighOffsetAndClampEachChannel) {
       // Not a number gives 0, infinity 255.
       {{Rgb(10, 20, 30)}, With(kIdentity, {C(1, 0, NAN), C(2, 3, INFINITY)}), {Rgb(0, 20, 255)}},
   };
-  for (size_t i = 0; i < std::size(cases); ++i) {
-    const Case& c = cases[i];
-    ph::Ref o = Make("PictureMatrix3DQVT", Picture(int32_t(c.src.size()), 1, c.src), c.settings);
-    EXPECT_EQ(RunOn(o), c.expected) << "case " << i;
-  }
+  for (size_t i = 0; i < std::size(cases); ++i)
+    EXPECT_EQ(RunOn(Make("PictureMatrix3DQVT", Picture(int32_t(cases[i].src.size()), 1, cases[i].src), cases[i].settings)),
+              cases[i].expected) << "case " << i;
 }
 
 TEST_F(Matrix3D, UnusedCellsChangeNothing) {
@@ -70,10 +64,7 @@ Setting T(const char* channel, int32_t v) { return {std::string("Sepia") + chann
 std::vector<Setting> Weights(double r, double g, double b) { return {F("Red", r), F("Green", g), F("Blue", b)}; }
 
 TEST_F(Sepia, LuminanceInTenBitFixedPointPlusTints) {
-  struct Case {
-    std::vector<Setting> settings;
-    uint32_t colour, expected;
-  };
+  struct Case { std::vector<Setting> settings; uint32_t colour, expected; };
   const std::vector<Setting> tint10 = {T("Red", 10), T("Green", 10), T("Blue", 10)};
   const Case cases[] = {
       // Defaults 306 + 601 + 116 = 1023: white is 255 * 1023 / 1024 = 254.
@@ -105,14 +96,12 @@ TEST_F(Sepia, LuminanceInTenBitFixedPointPlusTints) {
       {Weights(1e6, 1e6, 0), Rgb(255, 255, 0), Grey(255)},  // the sum wraps in 32 bits
       {Weights(NAN, 1, 0), Rgb(200, 30, 0), Grey(30)},
   };
-  for (size_t i = 0; i < std::size(cases); ++i) {
-    ph::Ref o = Make("PictureSepiaQVT", Flat(1, 1, cases[i].colour), cases[i].settings);
-    EXPECT_EQ(RunOn(o)[0], cases[i].expected) << "case " << i;
-  }
+  for (size_t i = 0; i < std::size(cases); ++i)
+    EXPECT_EQ(RunOn(Make("PictureSepiaQVT", Flat(1, 1, cases[i].colour), cases[i].settings))[0], cases[i].expected) << "case " << i;
   ph::Ref o = Make("PictureSepiaQVT", {}, {F("Blue", 0.5)});
-  EXPECT_EQ(Double(o, "FactorRed"), 0.299);
-  EXPECT_EQ(Double(o, "FactorGreen"), 0.587);
-  EXPECT_EQ(Double(o, "FactorBlue"), 0.5);
+  EXPECT_EQ(host().GetProperty(o, "FactorRed").AsDouble(), 0.299);
+  EXPECT_EQ(host().GetProperty(o, "FactorGreen").AsDouble(), 0.587);
+  EXPECT_EQ(host().GetProperty(o, "FactorBlue").AsDouble(), 0.5);
 }
 
 TEST_F(Sepia, RectangleLimitsTheMappedPixels) {

@@ -24,10 +24,7 @@ class Convolution : public FilterTest {
 // h .. H - 2h: even counts lean left and up, and the right and bottom
 // margins are 2h wide.
 TEST_F(Convolution, TapsAndRegionFollowTheCentreAtHalfTheCount) {
-  struct Case {
-    int32_t n, w, h;
-    std::vector<int32_t> shifts;
-  };
+  struct Case { int32_t n, w, h; std::vector<int32_t> shifts; };
   const Case cases[] = {{2, 9, 8, {-1, 0}},           {3, 9, 8, {-1, 0, 1}},
                         {4, 11, 9, {-2, -1, 0, 1}},   {5, 11, 9, {-2, 0, 2}},
                         {20, 34, 33, {-10, 0, 9}}};
@@ -52,11 +49,7 @@ TEST_F(Convolution, TapsAndRegionFollowTheCentreAtHalfTheCount) {
 }
 
 TEST_F(Convolution, HorizontalResultIsClampedAndTruncatedBeforeTheVerticalPass) {
-  struct Case {
-    uint32_t flat;
-    std::vector<double> hor, ver;
-    uint32_t expected;
-  };
+  struct Case { uint32_t flat; std::vector<double> hor, ver; uint32_t expected; };
   const Case cases[] = {
       {Grey(200), {}, {}, 0},                          // default weights: black
       {Grey(100), {1, 1, 1}, {0, 0.5, 0}, Grey(127)},  // 300 -> 255, then 127 (not 150)

@@ -12,20 +12,16 @@ namespace filter_test {
 
 using namespace testpix;
 
+// The w x h pixels colour(x, y), row by row.
 template <typename F>
 std::vector<uint32_t> Generate(int32_t width, int32_t height, F colour) {
   std::vector<uint32_t> pixels;
-  for (int32_t y = 0; y < height; ++y)
-    for (int32_t x = 0; x < width; ++x) pixels.push_back(colour(x, y));
+  for (int32_t i = 0; i < width * height; ++i) pixels.push_back(colour(i % width, i / width));
   return pixels;
 }
 
 // A property assignment (no index) or an indexed setter: o.Matrix(2, 2) = 1.
-struct Setting {
-  std::string name;
-  std::vector<ph::Value> index;
-  ph::Value value;
-};
+struct Setting { std::string name; std::vector<ph::Value> index; ph::Value value; };
 
 class FilterTest : public HostTest {
  protected:
@@ -37,18 +33,11 @@ class FilterTest : public HostTest {
   }
   void Apply(const ph::Ref& o, const std::vector<Setting>& settings) {
     for (const Setting& s : settings) {
-      if (s.index.empty())
-        host().SetProperty(o, s.name, s.value);
-      else
-        host().AssignMethod(o, s.name, s.index, s.value);
+      if (s.index.empty()) host().SetProperty(o, s.name, s.value);
+      else host().AssignMethod(o, s.name, s.index, s.value);
     }
   }
   void Set(const ph::Ref& o, const std::string& property, ph::Value v) { host().SetProperty(o, property, std::move(v)); }
-  int32_t Int(const ph::Ref& o, const std::string& property) { return host().GetProperty(o, property).AsInt(); }
-  double Double(const ph::Ref& o, const std::string& property) { return host().GetProperty(o, property).AsDouble(); }
-  ph::Value Get(const ph::Ref& o, const std::string& method, std::vector<ph::Value> index) {
-    return host().CallMethod(o, method, std::move(index));
-  }
   bool Call(const ph::Ref& o, const std::string& method, std::vector<ph::Value> args = {}) {
     return host().CallMethod(o, method, std::move(args)).AsBool();
   }

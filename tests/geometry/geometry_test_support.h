@@ -12,9 +12,7 @@ namespace geometry_test {
 using testpix::Grey;
 using testpix::Rgb;
 
-inline std::vector<uint32_t> RandomPixels(int32_t w, int32_t h, uint32_t seed) {
-  return testpix::RandomPixels(size_t(w) * h, seed);
-}
+inline std::vector<uint32_t> RandomPixels(int32_t w, int32_t h, uint32_t seed) { return testpix::RandomPixels(size_t(w) * h, seed); }
 
 // A reader over a test-owned copy of `pixels`: rows padded to 4 bytes with
 // 0xEE bytes, so a kernel that took padding for pixels would show it.
@@ -28,10 +26,7 @@ struct ReaderImage {
       uint8_t* p = &bytes[size_t(i / w) * rowBytes + 3 * (i % w)];
       p[0] = uint8_t(pixels[i] >> 16), p[1] = uint8_t(pixels[i] >> 8), p[2] = uint8_t(pixels[i]);
     }
-    reader.rowBytes = rowBytes;
-    reader.base = bytes.data();
-    reader.width = w;
-    reader.height = h;
+    reader.rowBytes = rowBytes, reader.base = bytes.data(), reader.width = w, reader.height = h;
   }
 };
 
@@ -43,8 +38,7 @@ struct WriterImage {
   uint32_t At(int32_t x, int32_t y) const { return WriterRow(writer, y)[x]; }
   std::vector<uint32_t> Pixels() const {
     std::vector<uint32_t> out;
-    for (int32_t y = 0; y < writer.height; ++y)
-      for (int32_t x = 0; x < writer.width; ++x) out.push_back(At(x, y));
+    for (int32_t i = 0; i < writer.width * writer.height; ++i) out.push_back(At(i % writer.width, i / writer.width));
     return out;
   }
 };

@@ -6,6 +6,9 @@
 #include "tests/geometry/geometry_test_support.h"
 
 using namespace geometry_test;
+using testpix::B;
+using testpix::G;
+using testpix::R;
 
 namespace {
 
@@ -30,18 +33,13 @@ TEST(GeometryScaleKernels, BoxMatchesPerPixelMeans) {
     WriterImage dst(dw, dh);
     ScaleBox(src.reader, dst.writer);
     const int bw = (sw + dw - 1) / dw, bh = (sh + dh - 1) / dh;
-    for (int y = 0; y < dh; ++y) {
-      for (int x = 0; x < dw; ++x) {
-        uint32_t sum[3] = {0, 0, 0};
-        for (int j = 0; j < bh; ++j) {
-          for (int i = 0; i < bw; ++i) {
-            const uint32_t p = px[size_t(y * sh / dh + j) * sw + (x * sw / dw + i)];
-            sum[0] += p >> 16, sum[1] += (p >> 8) & 0xFF, sum[2] += p & 0xFF;
-          }
-        }
-        const uint32_t n = uint32_t(bw * bh);
-        ASSERT_EQ(dst.At(x, y), Rgb(sum[0] / n, sum[1] / n, sum[2] / n)) << sw << "x" << sh << " " << x << "," << y;
-      }
+    for (int i = 0; i < dw * dh; ++i) {
+      const int x = i % dw, y = i / dw;
+      uint32_t sum[3] = {0, 0, 0};
+      for (int j = 0; j < bw * bh; ++j)
+        for (int k = 0; k < 3; ++k) sum[k] += testpix::Channel(px[size_t(y * sh / dh + j / bw) * sw + (x * sw / dw + j % bw)], k);
+      const uint32_t n = uint32_t(bw * bh);
+      ASSERT_EQ(dst.At(x, y), Rgb(sum[0] / n, sum[1] / n, sum[2] / n)) << sw << "x" << sh << " " << x << "," << y;
     }
   }
 }
@@ -70,12 +68,9 @@ TEST_F(GeometryScaleMethod, ReductionAveragesBlocksEitherWay) {
   EXPECT_EQ(Scaled(pic, 4, 4, true), px);  // same size: 1 x 1 boxes
   // 4 x 4 to 8 x 2 with AntiAlias: the height shrinks, so boxes of 1 x 2.
   const auto wide = Scaled(pic, 8, 2, true);
-  for (int y = 0; y < 2; ++y) {
-    for (int x = 0; x < 8; ++x) {
-      const uint32_t a = px[size_t(2 * y) * 4 + x / 2], b = px[size_t(2 * y + 1) * 4 + x / 2];
-      const uint32_t mean = Rgb(((a >> 16) + (b >> 16)) / 2, (((a >> 8) & 0xFF) + ((b >> 8) & 0xFF)) / 2, ((a & 0xFF) + (b & 0xFF)) / 2);
-      EXPECT_EQ(wide[size_t(y) * 8 + x], mean) << x << "," << y;
-    }
+  for (int i = 0; i < 16; ++i) {
+    const uint32_t a = px[size_t(i / 8 * 2) * 4 + i % 8 / 2], b = px[size_t(i / 8 * 2 + 1) * 4 + i % 8 / 2];
+    EXPECT_EQ(wide[i], Rgb((R(a) + R(b)) / 2, (G(a) + G(b)) / 2, (B(a) + B(b)) / 2)) << i;
   }
 }
 
@@ -88,9 +83,7 @@ TEST_F(GeometryScaleMethod, EnlargementReplicatesOrInterpolates) {
   // their outer taps fall outside the source.
   const auto cubic = Scaled(Picture(3, 1, {Rgb(0, 7, 255), Rgb(100, 7, 255), Rgb(200, 7, 255)}), 6, 2, true);
   const uint32_t red[2][6] = {{0, 50, 100, 150, 200, 100}, {0, 25, 50, 75, 100, 50}};
-  for (int y = 0; y < 2; ++y) {
-    for (int x = 0; x < 6; ++x) EXPECT_EQ(cubic[size_t(y) * 6 + x] >> 16, red[y][x]) << x << "," << y;
-  }
+  for (int i = 0; i < 12; ++i) EXPECT_EQ(cubic[i] >> 16, red[i / 6][i % 6]) << i;
   // Green 7 and blue 255 stay on the inner taps; the last column and row fade
   // (7 * 0.5 + 0.5 = 4, 255 * 0.5 + 0.5 = 128; 255 * 0.25 + 0.5 = 64 in the corner).
   EXPECT_EQ(cubic[0] & 0xFFFF, 0x07FFu);

@@ -13,12 +13,7 @@ namespace {
 
 using Key = std::pair<std::string, std::string>;  // owner ("Picture", "graphics", "global", "class:NAME"), text
 
-struct Entry {
-  Key key;
-  bool assignable = false;
-  int line = 0;
-  std::vector<std::string> examples;
-};
+struct Entry { Key key; bool assignable = false; int line = 0; std::vector<std::string> examples; };
 
 struct Doc {
   std::vector<Entry> entries;
@@ -27,98 +22,82 @@ struct Doc {
 };
 
 std::string Quoted(const std::string& line) {
-  const size_t open = line.find('`');
-  const size_t close = open == std::string::npos ? open : line.find('`', open + 1);
+  const size_t open = line.find('`'), close = open == std::string::npos ? open : line.find('`', open + 1);
   return close == std::string::npos ? "" : line.substr(open + 1, close - open - 1);
 }
 
+// Sections "## Picture methods", "## graphics methods", "## Global methods"
+// and "## Class NAME"; entries "#### `declaration`", properties "- `Name as
+// Type`" in class sections, examples indented "    picturehost ..." lines.
 Doc ReadDoc() {
   Doc doc;
   std::ifstream in(std::string(PICTURE_SOURCE_DIR) + "/docs/api.md");
+  const std::map<std::string, std::string> owners = {
+      {"Picture methods", "Picture"}, {"graphics methods", "graphics"}, {"Global methods", "global"}};
   std::string line, owner;
   for (int number = 1; std::getline(in, line); ++number) {
+    const std::string where = "line " + std::to_string(number) + ": ";
     if (line.rfind("## ", 0) == 0) {
       const std::string heading = line.substr(3);
-      owner = heading == "Picture methods"    ? "Picture"
-              : heading == "graphics methods" ? "graphics"
-              : heading == "Global methods"   ? "global"
-              : heading.rfind("Class ", 0) == 0 ? "class:" + heading.substr(6)
-                                                : "";
+      owner = owners.count(heading) ? owners.at(heading) : heading.rfind("Class ", 0) == 0 ? "class:" + heading.substr(6) : "";
     } else if (line.rfind("#### ", 0) == 0) {
-      if (owner.empty()) doc.problems.push_back("line " + std::to_string(number) + ": an entry outside the API sections");
+      if (owner.empty()) doc.problems.push_back(where + "an entry outside the API sections");
       doc.entries.push_back({{owner, Quoted(line)}, line.find("*(assignable)*") != std::string::npos, number, {}});
     } else if (line.rfind("- `", 0) == 0 && owner.rfind("class:", 0) == 0) {
       doc.properties[owner].insert(Quoted(line));
     } else if (line.rfind("    picturehost ", 0) == 0) {
-      if (doc.entries.empty()) doc.problems.push_back("line " + std::to_string(number) + ": an example before any entry");
+      if (doc.entries.empty()) doc.problems.push_back(where + "an example before any entry");
       else doc.entries.back().examples.push_back(line.substr(4));
     }
   }
   return doc;
 }
 
-class ApiDoc : public HostTest {
- protected:
-  void SetUp() override {
-    HostTest::SetUp();
-    for (const ph::ClassInfo& c : host().Classes()) {
-      const std::string owner = c.extension ? c.name : "class:" + c.name;
-      for (const ph::MethodInfo& m : c.methods) declarations_[{owner, m.declaration.text}] = m.setter != nullptr;
-      for (const ph::PropertyInfo& p : c.properties) properties_[owner].insert(p.name + " as " + p.type);
-    }
-    for (const ph::MethodInfo& m : host().GlobalMethods()) declarations_[{"global", m.declaration.text}] = false;
-  }
-  std::map<Key, bool> declarations_;  // -> has a setter
-  std::map<std::string, std::set<std::string>> properties_;
-};
+class ApiDoc : public HostTest {};
 
 TEST_F(ApiDoc, DocumentsExactlyTheRegisteredDeclarationsAndProperties) {
+  std::map<Key, bool> declarations;  // -> has a setter
+  std::map<std::string, std::set<std::string>> properties;
+  for (const ph::ClassInfo& c : host().Classes()) {
+    const std::string owner = c.extension ? c.name : "class:" + c.name;
+    for (const ph::MethodInfo& m : c.methods) declarations[{owner, m.declaration.text}] = m.setter != nullptr;
+    for (const ph::PropertyInfo& p : c.properties) properties[owner].insert(p.name + " as " + p.type);
+  }
+  for (const ph::MethodInfo& m : host().GlobalMethods()) declarations[{"global", m.declaration.text}] = false;
+
   const Doc doc = ReadDoc();
   ASSERT_GT(doc.entries.size(), 50u) << "docs/api.md was not read";
   for (const std::string& p : doc.problems) ADD_FAILURE() << p;
   std::map<Key, const Entry*> documented;
   for (const Entry& e : doc.entries) {
-    EXPECT_TRUE(declarations_.count(e.key)) << "line " << e.line << ": \"" << e.key.second
-                                            << "\" is no registered declaration of " << e.key.first;
+    EXPECT_TRUE(declarations.count(e.key)) << "line " << e.line << ": \"" << e.key.second
+                                           << "\" is no registered declaration of " << e.key.first;
     EXPECT_TRUE(documented.emplace(e.key, &e).second) << "line " << e.line << ": documented twice";
   }
-  for (const auto& [key, setter] : declarations_) {
+  for (const auto& [key, setter] : declarations) {
     const auto it = documented.find(key);
-    if (it == documented.end()) {
-      ADD_FAILURE() << key.first << ": \"" << key.second << "\" is not documented";
-    } else {
-      EXPECT_EQ(it->second->assignable, setter) << "line " << it->second->line << ": \"" << key.second << "\" "
-                                                << (setter ? "has a setter" : "has no setter");
-    }
+    if (it == documented.end()) ADD_FAILURE() << key.first << ": \"" << key.second << "\" is not documented";
+    else EXPECT_EQ(it->second->assignable, setter) << "line " << it->second->line << ": \"" << key.second << "\" setter";
   }
-  std::map<std::string, std::set<std::string>> classProperties;
-  for (const auto& [owner, names] : properties_) {
-    if (owner.rfind("class:", 0) == 0) classProperties[owner] = names;
-  }
-  std::erase_if(classProperties, [](const auto& p) { return p.second.empty(); });
-  EXPECT_EQ(doc.properties, classProperties);
+  EXPECT_EQ(doc.properties, properties);  // the extensions have none
 }
 
 // --- Example lines ---------------------------------------------------------
 
+// Words split at spaces outside single quotes, the quotes removed.
 std::vector<std::string> ShellWords(const std::string& text) {
   std::vector<std::string> words;
-  std::string word;
-  bool inWord = false, quoted = false;
+  bool quoted = false, inWord = false;
   for (char c : text) {
-    if (c == '\'') {
-      quoted = !quoted;
-      inWord = true;
-    } else if (c == ' ' && !quoted) {
-      if (inWord) words.push_back(word);
-      word.clear();
+    if (c == ' ' && !quoted) {
       inWord = false;
-    } else {
-      word += c;
-      inWord = true;
+      continue;
     }
+    if (!inWord) words.emplace_back();
+    inWord = true;
+    if (c == '\'') quoted = !quoted;
+    else words.back() += c;
   }
-  if (inWord) words.push_back(word);
   return words;
 }
 
@@ -131,9 +110,8 @@ std::pair<std::string, size_t> CallShape(const std::string& text) {
 }
 
 const ph::MethodInfo* Find(const std::vector<ph::MethodInfo>& methods, const std::string& name, size_t count) {
-  for (const ph::MethodInfo& m : methods) {
+  for (const ph::MethodInfo& m : methods)
     if (m.declaration.name == name && m.declaration.params.size() == count) return &m;
-  }
   return nullptr;
 }
 
@@ -143,24 +121,17 @@ std::string CheckExample(ph::Host& host, const std::vector<std::string>& words) 
   std::map<std::string, std::string> options;
   std::vector<std::string> sets, positional;
   for (size_t i = 2; i < words.size(); ++i) {
-    if (words[i].rfind("--", 0) != 0) {
-      positional.push_back(words[i]);
-    } else if (i + 1 >= words.size()) {
-      return words[i] + " without a value";
-    } else if (words[i] == "--set") {
-      sets.push_back(words[++i]);
-    } else {
-      options[words[i]] = words[i + 1];
-      ++i;
-    }
+    if (words[i].rfind("--", 0) != 0) positional.push_back(words[i]);
+    else if (i + 1 >= words.size()) return words[i] + " without a value";
+    else if (words[i] == "--set") sets.push_back(words[++i]);
+    else options[words[i]] = words[i + 1], ++i;
   }
   if (positional.empty()) return "no method or class";
   if (words[1] == "call") {
     const size_t count = positional.size() - 1;
     if (!options.count("--on")) return Find(host.GlobalMethods(), positional[0], count) ? "" : "no such global";
-    for (const char* owner : {"Picture", "graphics"}) {
+    for (const char* owner : {"Picture", "graphics"})
       if (Find(host.FindClass(owner)->methods, positional[0], count)) return "";
-    }
     return "no such Picture or graphics method";
   }
   const ph::ClassInfo* c = words[1] == "run" ? host.FindClass(positional[0]) : nullptr;

@@ -26,15 +26,10 @@ class Demo : public HostTest {
  protected:
   static void SetUpTestSuite() {
     dir_ = new TempDir("demo");
-    run_ = new Outcome(Picturehost(
-        {"demo", "--on", "sample:" + std::to_string(kW) + "x" + std::to_string(kH), "--out-dir", dir_->path().string()}));
+    run_ = new Outcome(Picturehost({"demo", "--on", "sample:48x36", "--out-dir", dir_->path().string()}));
     page_ = new std::string(Slurp(dir_->path() / "index.html"));
   }
-  static void TearDownTestSuite() {
-    delete page_;
-    delete run_;
-    delete dir_;
-  }
+  static void TearDownTestSuite() { delete page_, delete run_, delete dir_; }
   // The part of the page between a section's opening and its end.
   static std::string Section(const std::string& key) {
     const size_t at = page_->find("data-key=\"" + key + "\"");
@@ -47,17 +42,26 @@ class Demo : public HostTest {
   static inline std::string* page_ = nullptr;
 };
 
-TEST_F(Demo, RunsCleanlyAndWritesPageAndGallery) {
+// The run is clean; the gallery has one thumbnail for every picture result
+// on the page, six a row, each cell 172 pixels wide and 166 high, under a
+// 44-pixel title; every image and link on the page exists, images at their
+// stated sizes.
+TEST_F(Demo, RunsCleanlyAndWritesPageGalleryAndImages) {
   EXPECT_EQ(run_->status, 0) << run_->err;
   EXPECT_EQ(run_->err.find("accounting"), std::string::npos) << run_->err;
-  ASSERT_FALSE(page_->empty());
-  // One thumbnail for every picture result on the page, six a row, each cell
-  // 172 pixels wide and 166 high, under a 44-pixel title.
   const size_t pictures = All(*page_, "<figure><a href=").size();
   ASSERT_GT(pictures, 30u);
   ph::Ref gallery = Load("gallery.png");
   EXPECT_EQ(host().Width(gallery), 12 + 6 * 172);
   EXPECT_EQ(host().Height(gallery), static_cast<int32_t>(44 + (pictures + 5) / 6 * 166 + 6));
+  const auto images = All(*page_, "<img src=\"([^\"]+)\" width=\"([0-9]+)\" height=\"([0-9]+)\"");
+  EXPECT_GT(images.size(), 40u);
+  for (const std::smatch& m : images) {
+    ASSERT_TRUE(fs::exists(dir_->path() / m[1].str())) << m[1];
+    ph::Ref p = Load(m[1]);
+    EXPECT_EQ(std::pair(host().Width(p), host().Height(p)), std::pair(std::stoi(m[2]), std::stoi(m[3]))) << m[1];
+  }
+  for (const std::smatch& m : All(*page_, "<a href=\"([^\"#]+)\"")) EXPECT_TRUE(fs::exists(dir_->path() / m[1].str())) << m[1];
 }
 
 // Each registration has a section that a call reached and a summary line, the
@@ -67,11 +71,10 @@ TEST_F(Demo, EveryRegistrationIsShownAndSummarised) {
   ASSERT_EQ(list.status, 0);
   std::set<std::string> keys, names;
   std::string extension;
-  const std::string lines = "\n" + list.out;
+  const std::string lines = "\n" + list.out;  // the matches point into it
   for (const std::smatch& m : All(lines, "\n(class|extension|global|  method) ([^\n(]*)([^\n]*)")) {
     const std::string kind = m[1], name = m[2], rest = m[3];
-    if (kind == "extension") extension = name;
-    if (kind == "class" || kind == "global") extension.clear();
+    if (kind != "  method") extension = kind == "extension" ? name : "";
     if (kind == "class") keys.insert("class:" + name);
     if (kind == "global") keys.insert("global:" + name + rest);
     if (kind == "  method" && !extension.empty()) keys.insert(extension + ":" + name + rest);
@@ -82,7 +85,6 @@ TEST_F(Demo, EveryRegistrationIsShownAndSummarised) {
   for (const std::smatch& m : All(*page_, "data-key=\"([^\"]*)\" data-results=\"([0-9]+)\"")) onPage[m[1]] = std::stoi(m[2]);
   EXPECT_EQ(onPage.size(), keys.size());
   for (const std::string& key : keys) EXPECT_GE(onPage[key], 1) << "no call reached " << key;
-
   const size_t start = run_->out.find("\nresults in ");
   ASSERT_NE(start, std::string::npos) << run_->out;
   const std::string summary = run_->out.substr(start);
@@ -90,81 +92,59 @@ TEST_F(Demo, EveryRegistrationIsShownAndSummarised) {
   EXPECT_EQ(summary.find(" error: "), std::string::npos) << summary;
 }
 
-TEST_F(Demo, EveryImageAndLinkOnThePageExists) {
-  const auto images = All(*page_, "<img src=\"([^\"]+)\" width=\"([0-9]+)\" height=\"([0-9]+)\"");
-  EXPECT_GT(images.size(), 40u);
-  for (const std::smatch& m : images) {
-    ASSERT_TRUE(fs::exists(dir_->path() / m[1].str())) << m[1];
-    ph::Ref p = Load(m[1]);
-    EXPECT_EQ(host().Width(p), std::stoi(m[2])) << m[1];
-    EXPECT_EQ(host().Height(p), std::stoi(m[3])) << m[1];
-  }
-  for (const std::smatch& m : All(*page_, "<a href=\"([^\"#]+)\"")) EXPECT_TRUE(fs::exists(dir_->path() / m[1].str())) << m[1];
-}
-
-TEST_F(Demo, PictureFilesAreNamedAfterTheCallAndHoldItsResult) {
-  EXPECT_EQ(host().Pixels(Load("input.png")), ph::SamplePixels(kW, kH));
-  EXPECT_EQ(host().Pixels(Load("Rotate90QVT.png")), testpix::QuarterTurn(ph::SamplePixels(kW, kH), kW, kH));
-  // A rotation by 30 degrees is trunc(W cos + H sin) + 1 wide and trunc(H cos + W sin) + 1 high.
-  const double t = 30 * M_PI / 180;
-  ph::Ref rotated = Load("RotateQVT_30_cFFFFFF.png");
-  EXPECT_EQ(host().Width(rotated), static_cast<int32_t>(kW * std::cos(t) + kH * std::sin(t)) + 1);
-  EXPECT_EQ(host().Height(rotated), static_cast<int32_t>(kH * std::cos(t) + kW * std::sin(t)) + 1);
-}
-
-TEST_F(Demo, HistogramsCountEveryPixelOfTheInput) {
+// Picture files are named after the call and hold its result; the shown
+// histograms, marks and swatches are true to the input.
+TEST_F(Demo, ShownResultsAreTrueToTheInput) {
   const std::vector<uint32_t> pixels = ph::SamplePixels(kW, kH);
+  EXPECT_EQ(host().Pixels(Load("input.png")), pixels);
+  EXPECT_EQ(host().Pixels(Load("Rotate90QVT.png")), testpix::QuarterTurn(pixels, kW, kH));
+  // A rotation by 30 degrees is trunc(W cos + H sin) + 1 wide and trunc(H cos + W sin) + 1 high.
+  const double c = std::cos(M_PI / 6), s = std::sin(M_PI / 6);
+  ph::Ref rotated = Load("RotateQVT_30_cFFFFFF.png");
+  EXPECT_EQ(std::pair(host().Width(rotated), host().Height(rotated)),
+            std::pair(static_cast<int32_t>(kW * c + kH * s) + 1, static_cast<int32_t>(kH * c + kW * s) + 1));
+
+  // The bar of every level holds the number of input pixels at that level.
   const std::map<std::string, int> channel{{"red", 0}, {"green", 1}, {"blue", 2}};
   std::set<std::string> seen;
   for (const std::smatch& m : All(*page_, "<svg class=\"histogram\" data-channel=\"([a-z]+)\" data-total=\"([0-9]+)\"")) {
     ASSERT_TRUE(channel.count(m[1])) << m[1];
     seen.insert(m[1]);
     EXPECT_EQ(std::stoi(m[2]), kW * kH) << m[1];
-    // The bar of every level holds the number of input pixels at that level.
-    const size_t from = static_cast<size_t>(m.position(0));
-    const std::string svg = page_->substr(from, page_->find("</svg>", from) - from);
+    const std::string svg = page_->substr(m.position(0), page_->find("</svg>", m.position(0)) - m.position(0));
     std::map<uint32_t, int> expected;
     for (uint32_t p : pixels) ++expected[testpix::Channel(p, channel.at(m[1]))];
-    for (const auto& [level, count] : expected) {
+    for (const auto& [level, count] : expected)
       EXPECT_NE(svg.find("<title>" + std::to_string(level) + ": " + std::to_string(count) + "</title>"), std::string::npos)
           << m[1] << " level " << level;
-    }
   }
   EXPECT_EQ(seen.size(), 3u);
-}
 
-// The marks show what the finder reports for the input, and nothing where it
-// reports no position.
-TEST_F(Demo, MinimaAndMaximaAreMarkedWhereTheFinderFindsThem) {
+  // The marks show what the finder reports, and nothing where it reports no position.
   ph::Ref finder = host().NewInstance("PictureMinMaxQVT");
-  ASSERT_TRUE(host().CallMethod(finder, "FindAll", {Picture(kW, kH, ph::SamplePixels(kW, kH))}).AsBool());
+  ASSERT_TRUE(host().CallMethod(finder, "FindAll", {Picture(kW, kH, pixels)}).AsBool());
   std::map<std::string, std::string> marked;
   for (const std::smatch& m :
-       All(*page_, "<g class=\"mark\" data-name=\"([A-Za-z]+)\" data-x=\"(-?[0-9]+)\" data-y=\"(-?[0-9]+)\" data-value=\"([0-9]+)\"")) {
+       All(*page_, "<g class=\"mark\" data-name=\"([A-Za-z]+)\" data-x=\"(-?[0-9]+)\" data-y=\"(-?[0-9]+)\" data-value=\"([0-9]+)\""))
     marked[m[1]] = m[2].str() + "," + m[3].str() + "=" + m[4].str();
-  }
   for (const char* q : {"Red", "Green", "Blue", "Sum"}) {
     for (const char* e : {"Max", "Min"}) {
       const std::string name = std::string(q) + e;
-      const int32_t x = host().GetProperty(finder, name + "X").AsInt(), y = host().GetProperty(finder, name + "Y").AsInt();
-      const std::string found =
-          std::to_string(x) + "," + std::to_string(y) + "=" + std::to_string(host().GetProperty(finder, name).AsInt());
-      EXPECT_EQ(marked.count(name) ? marked[name] : "none", x < 0 ? "none" : found) << name;
+      auto get = [&](const std::string& p) { return std::to_string(host().GetProperty(finder, name + p).AsInt()); };
+      EXPECT_EQ(marked.count(name) ? marked[name] : "none", get("X") == "-1" ? "none" : get("X") + "," + get("Y") + "=" + get(""))
+          << name;
     }
   }
-}
 
-TEST_F(Demo, PalettesAreShownAsSwatches) {
+  // Palettes as swatches: the grey ramp, and the web palette from white down
+  // to black over its first 216 entries.
   const std::string grey = Section("global:NewGrayPaletteQVT as PaletteQVT");
   const std::string web = Section("global:NewWebPaletteQVT as PaletteQVT");
   EXPECT_NE(grey.find("<svg class=\"palette\" data-count=\"256\""), std::string::npos);
-  for (const char* swatch : {"\"128\" data-colour=\"#808080\"", "\"255\" data-colour=\"#FFFFFF\""}) {
-    EXPECT_NE(grey.find(std::string("data-index=") + swatch), std::string::npos) << swatch;
-  }
-  // The web palette runs from white down to black over its first 216 entries.
-  for (const char* swatch : {"\"0\" data-colour=\"#FFFFFF\"", "\"5\" data-colour=\"#FFFF00\"", "\"215\" data-colour=\"#000000\""}) {
-    EXPECT_NE(web.find(std::string("data-index=") + swatch), std::string::npos) << swatch;
-  }
+  for (const auto& [section, swatch] : {std::pair{grey, "\"128\" data-colour=\"#808080\""}, {grey, "\"255\" data-colour=\"#FFFFFF\""},
+                                        {web, "\"0\" data-colour=\"#FFFFFF\""}, {web, "\"5\" data-colour=\"#FFFF00\""},
+                                        {web, "\"215\" data-colour=\"#000000\""}})
+    EXPECT_NE(section.find(std::string("data-index=") + swatch), std::string::npos) << swatch;
 }
 
 }  // namespace

@@ -35,22 +35,17 @@ void LoggedUnlock(void* picture) {
   Real<void (*)(void*)>("unlockPictureDescription")(picture);
 }
 void* MaybeNewPicture(int32_t w, int32_t h, int32_t depth) {
-  if (gHooks.refuseNewPictures) return nullptr;
-  return Real<void* (*)(int32_t, int32_t, int32_t)>("newPicture")(w, h, depth);
+  return gHooks.refuseNewPictures ? nullptr : Real<void* (*)(int32_t, int32_t, int32_t)>("newPicture")(w, h, depth);
 }
 void* MaybeBuild(int32_t w, int32_t h, int32_t type, void* buffer, int32_t rowBytes) {
-  ++gHooks.builds;
-  if (gHooks.failBuildsFrom > 0 && gHooks.builds >= gHooks.failBuildsFrom) return nullptr;
-  return Real<void* (*)(int32_t, int32_t, int32_t, void*, int32_t)>("REALBuildPictureFromBuffer")(w, h, type, buffer,
-                                                                                                 rowBytes);
+  if (++gHooks.builds >= gHooks.failBuildsFrom && gHooks.failBuildsFrom > 0) return nullptr;
+  return Real<void* (*)(int32_t, int32_t, int32_t, void*, int32_t)>("REALBuildPictureFromBuffer")(w, h, type, buffer, rowBytes);
 }
 void* MaybeConvert(void* text, uint32_t encoding) {
-  if (gHooks.failConversions) return nullptr;
-  return Real<void* (*)(void*, uint32_t)>("REALConvertString")(text, encoding);
+  return gHooks.failConversions ? nullptr : Real<void* (*)(void*, uint32_t)>("REALConvertString")(text, encoding);
 }
 void* MaybeBlockData(void* block) {
-  if (gHooks.hideBlockData) return nullptr;
-  return Real<void* (*)(void*)>("memoryBlockGetPtr")(block);
+  return gHooks.hideBlockData ? nullptr : Real<void* (*)(void*)>("memoryBlockGetPtr")(block);
 }
 double CountedVersion() {
   ++gVersionQuestions;
@@ -66,9 +61,8 @@ void* Resolve(const char* name) {
       {"REALConvertString", reinterpret_cast<void*>(MaybeConvert)},
       {"memoryBlockGetPtr", reinterpret_cast<void*>(MaybeBlockData)},
       {"REALGetRBVersion", reinterpret_cast<void*>(CountedVersion)}};
-  for (const auto& [hooked, address] : kHooks) {
+  for (const auto& [hooked, address] : kHooks)
     if (!std::strcmp(name, hooked)) return address;
-  }
   return ph::ResolveEntryPoint(name);
 }
 

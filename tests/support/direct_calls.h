@@ -8,11 +8,7 @@
 
 #include "tests/support/host_fixture.h"
 
-struct LockEvent {
-  bool lock;
-  const void* picture;
-  bool operator==(const LockEvent&) const = default;
-};
+struct LockEvent { bool lock; const void* picture; bool operator==(const LockEvent&) const = default; };
 
 class DirectCalls {
  public:

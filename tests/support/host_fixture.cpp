@@ -11,9 +11,18 @@ ph::Host& SharedHost() {
   return *host;
 }
 
-void ExpectCleanAccounting(uint64_t mark) {
-  for (const std::string& p : SharedHost().TakeProblems()) ADD_FAILURE() << "host: " << p;
-  for (const std::string& p : SharedHost().LeaksSince(mark)) ADD_FAILURE() << "host: " << p;
+std::unique_ptr<ph::Host> PrivateHost(std::set<std::string> without, double version) {
+  ph::HostOptions options;
+  options.pluginPath = PluginPath();
+  options.version = version;
+  options.without = std::move(without);
+  options.privateCopy = true;
+  return std::make_unique<ph::Host>(options);
+}
+
+void ExpectCleanAccounting(uint64_t mark, const std::string& context) {
+  for (const std::string& p : SharedHost().TakeProblems()) ADD_FAILURE() << context << ": " << p;
+  for (const std::string& p : SharedHost().LeaksSince(mark)) ADD_FAILURE() << context << ": " << p;
 }
 
 void HostTest::SetUp() {

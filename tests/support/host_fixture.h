@@ -16,9 +16,14 @@ const char* PluginPath();
 // The host shared by all tests of one program (the plug-in registers once).
 ph::Host& SharedHost();
 
+// A host of its own, with a fresh copy of the plug-in (fresh static records,
+// as in a new process), answering `version` and lacking the entry points
+// `without`.
+std::unique_ptr<ph::Host> PrivateHost(std::set<std::string> without = {}, double version = 2007.0);
+
 // Fails the current test for every accounting problem of the shared host and
-// every object made since `mark` that is still referenced.
-void ExpectCleanAccounting(uint64_t mark);
+// every object made since `mark` that is still referenced, naming `context`.
+void ExpectCleanAccounting(uint64_t mark, const std::string& context = "host");
 
 class HostTest : public ::testing::Test {
  protected:

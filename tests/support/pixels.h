@@ -11,6 +11,10 @@ namespace testpix {
 
 inline uint32_t Rgb(uint32_t r, uint32_t g, uint32_t b) { return (r << 16) | (g << 8) | b; }
 inline uint32_t Grey(uint32_t v) { return Rgb(v, v, v); }
+inline std::vector<uint32_t> Greys(std::vector<uint32_t> levels) {
+  for (uint32_t& v : levels) v = Grey(v);
+  return levels;
+}
 // Channel k of a colour: 0 red, 1 green, 2 blue.
 inline uint32_t Channel(uint32_t c, int k) { return (c >> (16 - 8 * k)) & 0xFF; }
 inline uint32_t R(uint32_t c) { return Channel(c, 0); }
