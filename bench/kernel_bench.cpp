@@ -243,10 +243,17 @@ void RegisterAll() {
         MakeCubicTable(columns, r.width, twice.writer.width);
         MakeCubicTable(rows, r.height, twice.writer.height);
         const auto columnPass = ChooseKernel(CubicColumnPass, CubicColumnPassFast);
+        CubicRowPlan plan;
+        const bool planned = !PlainKernels() && MakeCubicRowPlan(plan, columns, r.width, twice.writer.width);
         for (int32_t y = 0; y < twice.writer.height; ++y) {
           columnPass(r, rows.index[y], rows.weights + 4 * static_cast<ptrdiff_t>(y), buffer.data());
-          CubicRowPass(buffer.data(), r.width, columns, twice.Row(y), twice.writer.width);
+          if (planned) {
+            CubicRowPassFast(buffer.data(), plan, twice.Row(y));
+          } else {
+            CubicRowPass(buffer.data(), r.width, columns, twice.Row(y), twice.writer.width);
+          }
         }
+        FreeCubicRowPlan(plan);
         FreeCubicTable(columns);
         FreeCubicTable(rows);
       },

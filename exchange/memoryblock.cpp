@@ -59,16 +59,21 @@ namespace {
 PICTURE_VECTOR_CLONES
 void Rgb24ToArgbWords(const uint8_t* __restrict src, uint8_t* __restrict dst, int32_t width, bool littleEndian,
                       uint32_t alpha) {
+  const auto fill = static_cast<uint8_t>(alpha);
   if (littleEndian) {  // blue, green, red, alpha
-    for (int32_t x = 0; x < width; ++x) {
-      const uint32_t w = (alpha << 24) | (uint32_t{src[3 * x]} << 16) | (uint32_t{src[3 * x + 1]} << 8) | src[3 * x + 2];
-      std::memcpy(dst + 4 * x, &w, 4);
-    }
+    SpreadPixels(
+        src, dst, width, fill,
+        [](ByteVector16 in, ByteVector16 a) {
+          return __builtin_shufflevector(in, a, 2, 1, 0, 16, 5, 4, 3, 16, 8, 7, 6, 16, 11, 10, 9, 16);
+        },
+        [alpha](const uint8_t* p) { return (alpha << 24) | ReaderPixel(p); });
   } else {  // alpha, red, green, blue
-    for (int32_t x = 0; x < width; ++x) {
-      const uint32_t w = alpha | (uint32_t{src[3 * x]} << 8) | (uint32_t{src[3 * x + 1]} << 16) | (uint32_t{src[3 * x + 2]} << 24);
-      std::memcpy(dst + 4 * x, &w, 4);
-    }
+    SpreadPixels(
+        src, dst, width, fill,
+        [](ByteVector16 in, ByteVector16 a) {
+          return __builtin_shufflevector(in, a, 16, 0, 1, 2, 16, 3, 4, 5, 16, 6, 7, 8, 16, 9, 10, 11);
+        },
+        [alpha](const uint8_t* p) { return alpha | (uint32_t{p[0]} << 8) | (uint32_t{p[1]} << 16) | (uint32_t{p[2]} << 24); });
   }
 }
 

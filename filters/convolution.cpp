@@ -258,8 +258,32 @@ void DyadicComponents16(const int16_t* __restrict sums, uint8_t* __restrict out,
   }
 }
 
+// Short kernels in 16 bits with every tap in one pass, the sums kept in
+// registers: the same integer sums, so the same values.
+template <int32_t Taps>
+PICTURE_VECTOR_CLONES void NarrowSumsOf(const uint8_t* __restrict first, ptrdiff_t tapStep, int32_t n,
+                                        const int32_t* __restrict k, int32_t shift, uint8_t* __restrict out) {
+  int16_t weights[Taps];
+  for (int32_t t = 0; t < Taps; ++t) weights[t] = static_cast<int16_t>(k[t]);
+  const int32_t top = 255 << shift;
+  for (int32_t j = 0; j < n; ++j) {
+    int16_t sum = 0;
+    for (int32_t t = 0; t < Taps; ++t) sum = static_cast<int16_t>(sum + weights[t] * first[j + t * tapStep]);
+    const int32_t v = sum >= top ? 255 : sum >> shift;
+    out[j] = static_cast<uint8_t>(sum > 0 ? v : 0);
+  }
+}
+
+using NarrowSums = void (*)(const uint8_t*, ptrdiff_t, int32_t, const int32_t*, int32_t, uint8_t*);
+constexpr NarrowSums kNarrowSums[] = {nullptr,         nullptr,         NarrowSumsOf<2>, NarrowSumsOf<3>,
+                                      NarrowSumsOf<4>, NarrowSumsOf<5>, NarrowSumsOf<6>, NarrowSumsOf<7>};
+
 void DyadicSums(const uint8_t* first, ptrdiff_t tapStep, int32_t n, int32_t taps, const int32_t* k, int32_t shift,
                 bool narrow, uint8_t* out) {
+  if (narrow && taps < static_cast<int32_t>(std::size(kNarrowSums))) {
+    kNarrowSums[taps](first, tapStep, n, k, shift, out);
+    return;
+  }
   if (narrow) {
     int16_t sums[kConvolutionBlock] = {};
     for (int32_t t = 0; t < taps; ++t) AddWholeTap16(sums, first + t * tapStep, n, static_cast<int16_t>(k[t]));
@@ -316,9 +340,6 @@ void ConvolveRowVerticalFast(const uint8_t* top, int32_t stride, uint32_t* dst, 
       if (kernel.channels & (1u << c)) continue;
       for (int32_t j = c; j < n; j += 3) values[j] = top[static_cast<ptrdiff_t>(h) * stride + j0 + j];
     }
-    uint32_t* out = dst + j0 / 3;
-    for (int32_t i = 0; i < n / 3; ++i) {
-      out[i] = (uint32_t{values[3 * i]} << 16) | (uint32_t{values[3 * i + 1]} << 8) | values[3 * i + 2];
-    }
+    Rgb24ToXrgbRowFast(values, dst + j0 / 3, n / 3);
   }
 }

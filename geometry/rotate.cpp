@@ -326,8 +326,9 @@ REALpictureStruct* Rotate(REALpictureStruct* picture, double angle, uint32_t bac
 namespace {
 
 // trunc(v * weight) for every channel value v, as the plain kernels form it.
-void PassedParts(double weight, int32_t part[256]) {
-  for (int32_t v = 0; v < 256; ++v) part[v] = static_cast<int32_t>(v * weight);
+template <typename Part>
+void PassedParts(double weight, Part part[256]) {
+  for (int32_t v = 0; v < 256; ++v) part[v] = static_cast<Part>(static_cast<int32_t>(v * weight));
 }
 
 }  // namespace
@@ -385,7 +386,7 @@ void VertSkewColumnsFast(const PictureReader& src, PictureWriter& dst, int32_t f
   }
   const int32_t b[3] = {static_cast<int32_t>(RedOf(background)), static_cast<int32_t>(GreenOf(background)),
                         static_cast<int32_t>(BlueOf(background))};
-  int32_t part[kColumnBlock][256];
+  uint8_t part[kColumnBlock][256];  // a part of v is at most v
   int32_t bw[kColumnBlock][3], prev[kColumnBlock][3];
   for (int32_t j = 0; j < count; ++j) {
     PassedParts(weights[j], part[j]);

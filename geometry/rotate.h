@@ -57,7 +57,7 @@ void VertSkew(const PictureReader& src, PictureWriter& dst, int32_t column, int3
 // `first` at once, column first + j with shifts[j] and weights[j]; the result
 // is the same as count calls of VertSkew, but rows are read and written in
 // order.
-constexpr int32_t kColumnBlock = 16;
+constexpr int32_t kColumnBlock = 64;
 void VertSkewColumns(const PictureReader& src, PictureWriter& dst, int32_t first, int32_t count,
                      const int32_t* shifts, const double* weights, uint32_t background);
 

@@ -187,10 +187,17 @@ bool ScaleCubic(const PictureReader& src, int32_t width, int32_t height, REALpic
     return false;
   }
   const auto columnPass = ChooseKernel(CubicColumnPass, CubicColumnPassFast);
+  CubicRowPlan plan;
+  const bool planned = !PlainKernels() && MakeCubicRowPlan(plan, columns, src.width, width);
   for (int32_t y = 0; y < height; ++y) {
     columnPass(src, rows.index[y], rows.weights + 4 * static_cast<ptrdiff_t>(y), buffer);
-    CubicRowPass(buffer, src.width, columns, WriterRow(writer, y), width);
+    if (planned) {
+      CubicRowPassFast(buffer, plan, WriterRow(writer, y));
+    } else {
+      CubicRowPass(buffer, src.width, columns, WriterRow(writer, y), width);
+    }
   }
+  FreeCubicRowPlan(plan);
   std::free(buffer);
   FreeCubicTable(columns);
   FreeCubicTable(rows);
@@ -224,10 +231,11 @@ REALpictureStruct* ScalePicture(REALpictureStruct* picture, int32_t width, int32
 
 // ---- Fast variants ---------------------------------------------------------
 
-// With m = floor(2^40 / d) + 1 = (2^40 + e) / d, 1 <= e <= d, n * m / 2^40 is
-// n / d + n * e / (d * 2^40), and the second term stays below 1 / d while
-// n * e < 2^40, which n <= 255 * d and d <= 1024 ensure: the floor is n div d.
-BoxDivider MakeBoxDivider(uint32_t count) { return BoxDivider{((uint64_t{1} << 40) / count) + 1}; }
+// With m = floor(2^32 / d) + 1 = (2^32 + e) / d, 1 <= e <= d, n * m / 2^32 is
+// n / d + n * e / (d * 2^32), and the second term stays below 1 / d while
+// n * e < 2^32, which n <= 255 * d and d <= 1024 ensure (n * e < 2^28): the
+// floor is n div d.
+BoxDivider MakeBoxDivider(uint32_t count) { return BoxDivider{((uint64_t{1} << 32) / count) + 1}; }
 
 namespace {
 
@@ -243,7 +251,8 @@ void StartSums(uint32_t* __restrict sums, const uint8_t* __restrict row, int32_t
   for (int32_t j = 0; j < n; ++j) sums[j] = row[j];
 }
 
-// One destination row of the box path from column sums.
+// One destination row of the box path from column sums, adding up columns
+// box by box.
 void BoxMeanRowFromSums(const uint32_t* sums, int32_t srcW, int32_t boxW, BoxDivider divider, uint32_t* dst,
                         int32_t width) {
   const int32_t stepWhole = srcW / width;
@@ -267,6 +276,101 @@ void BoxMeanRowFromSums(const uint32_t* sums, int32_t srcW, int32_t boxW, BoxDiv
   }
 }
 
+// Narrow boxes are added up at every column of the row at once, which
+// vectorises, and divided the same way; the destination then picks the means
+// at its box starts. A box of boxW columns costs boxW additions per channel
+// value this way, so wide boxes add up box by box instead.
+constexpr int32_t kWidestVectorBox = 6;
+
+PICTURE_VECTOR_CLONES
+void AddColumns(uint32_t* __restrict boxSums, const uint32_t* __restrict sums, int32_t n) {
+  for (int32_t j = 0; j < n; ++j) boxSums[j] += sums[j];
+}
+
+// The means of boxes two columns wide: the last addition and the division in
+// one pass.
+PICTURE_VECTOR_CLONES
+void DividePairSums(const uint32_t* __restrict sums, const uint32_t* __restrict nextSums, uint8_t* __restrict means,
+                    int32_t n, uint32_t multiplier) {
+  for (int32_t j = 0; j < n; ++j) {
+    means[j] = static_cast<uint8_t>((static_cast<uint64_t>(sums[j] + nextSums[j]) * multiplier) >> 32);
+  }
+}
+
+PICTURE_VECTOR_CLONES
+void DivideSums(const uint32_t* __restrict sums, uint8_t* __restrict means, int32_t n, uint32_t multiplier) {
+  for (int32_t j = 0; j < n; ++j) {
+    means[j] = static_cast<uint8_t>((static_cast<uint64_t>(sums[j]) * multiplier) >> 32);
+  }
+}
+
+// The means of 2 x 2 boxes straight from the two source rows: sums of four
+// bytes fit in 16 bits, and the division by 4 is a shift.
+PICTURE_VECTOR_CLONES
+void SquareMeans(const uint8_t* __restrict top, const uint8_t* __restrict bottom, uint8_t* __restrict means,
+                 int32_t n) {
+  for (int32_t j = 0; j < n; ++j) {
+    const auto sum = static_cast<uint16_t>(top[j] + top[j + 3] + bottom[j] + bottom[j + 3]);
+    means[j] = static_cast<uint8_t>(sum >> 2);
+  }
+}
+
+// Boxes that start every `step` columns. A pixel's three means are read as
+// one little-endian word (red in its low byte; the fourth byte, the next
+// value or the spare byte at the end of `means`, drops out) and turned
+// around into 0x00RRGGBB.
+PICTURE_VECTOR_CLONES
+void PickRegularMeans(const uint8_t* __restrict means, int32_t step, uint32_t* __restrict dst, int32_t width) {
+  for (int32_t x = 0; x < width; ++x) {
+    uint32_t word;
+    std::memcpy(&word, means + 3 * static_cast<ptrdiff_t>(step) * x, sizeof word);
+    dst[x] = __builtin_bswap32(word) >> 8;
+  }
+}
+
+// Picks the destination row's means out of `means` (the mean of the box at
+// every start column), as PickRegularMeans reads them.
+void PickMeans(const uint8_t* means, int32_t srcW, uint32_t* dst, int32_t width) {
+  const int32_t stepWhole = srcW / width;
+  const int32_t stepPart = srcW % width;
+  if (stepPart == 0) {
+    PickRegularMeans(means, stepWhole, dst, width);
+    return;
+  }
+  int32_t start = 0, part = 0;
+  for (int32_t x = 0; x < width; ++x) {
+    uint32_t word;
+    std::memcpy(&word, means + 3 * static_cast<ptrdiff_t>(start), sizeof word);
+    dst[x] = __builtin_bswap32(word) >> 8;
+    start += stepWhole;
+    part += stepPart;
+    if (part >= width) {
+      part -= width;
+      ++start;
+    }
+  }
+}
+
+// `boxSums` holds 3 * srcW values, `means` one more. Every box lies inside the
+// row: the last start, (width - 1) * srcW div width, is srcW - boxW.
+void NarrowBoxMeanRowFromSums(const uint32_t* sums, int32_t srcW, int32_t boxW, BoxDivider divider,
+                              uint32_t* boxSums, uint8_t* means, uint32_t* dst, int32_t width) {
+  const int32_t n = 3 * (srcW - boxW + 1);
+  const auto multiplier = static_cast<uint32_t>(divider.multiplier);
+  if (boxW == 1) {
+    DivideSums(sums, means, n, multiplier);
+  } else {
+    const uint32_t* first = sums;
+    if (boxW > 2) {
+      std::memcpy(boxSums, sums, sizeof(uint32_t) * static_cast<size_t>(n));
+      for (int32_t i = 1; i < boxW - 1; ++i) AddColumns(boxSums, sums + 3 * i, n);
+      first = boxSums;
+    }
+    DividePairSums(first, sums + 3 * (boxW - 1), means, n, multiplier);
+  }
+  PickMeans(means, srcW, dst, width);
+}
+
 }  // namespace
 
 void ScaleBoxFast(const PictureReader& src, PictureWriter& dst) {
@@ -274,9 +378,11 @@ void ScaleBoxFast(const PictureReader& src, PictureWriter& dst) {
   const int32_t boxH =
       static_cast<int32_t>((static_cast<int64_t>(src.height) + dst.height - 1) / dst.height);
   const uint64_t count = static_cast<uint64_t>(boxW) * static_cast<uint64_t>(boxH);
-  std::vector<uint32_t> sums;
   const bool summed = count > 1 && count <= kMaxDividerCount;
-  if (summed) sums.resize(3 * static_cast<size_t>(src.width));
+  const bool narrow = summed && boxW <= kWidestVectorBox;
+  const size_t values = 3 * static_cast<size_t>(src.width);
+  std::vector<uint32_t> sums(summed ? values : 0), boxSums(narrow ? values : 0);
+  std::vector<uint8_t> means(narrow ? values + 1 : 0);  // a spare byte for PickRegularMeans
   const BoxDivider divider = MakeBoxDivider(summed ? static_cast<uint32_t>(count) : 1);
   int32_t previous = -1;
   for (int32_t y = 0; y < dst.height; ++y) {
@@ -284,10 +390,18 @@ void ScaleBoxFast(const PictureReader& src, PictureWriter& dst) {
     if (sy == previous) {
       // The same box rows as the row above: the same pixels.
       std::memcpy(WriterRow(dst, y), WriterRow(dst, y - 1), static_cast<size_t>(dst.rowBytes));
+    } else if (boxW == 2 && boxH == 2) {
+      SquareMeans(ReaderRow(src, sy), ReaderRow(src, sy + 1), means.data(), 3 * (src.width - 1));
+      PickMeans(means.data(), src.width, WriterRow(dst, y), dst.width);
     } else if (summed) {
       StartSums(sums.data(), ReaderRow(src, sy), 3 * src.width);
       for (int32_t j = 1; j < boxH; ++j) AddRow(sums.data(), ReaderRow(src, sy + j), 3 * src.width);
-      BoxMeanRowFromSums(sums.data(), src.width, boxW, divider, WriterRow(dst, y), dst.width);
+      if (narrow) {
+        NarrowBoxMeanRowFromSums(sums.data(), src.width, boxW, divider, boxSums.data(), means.data(),
+                                 WriterRow(dst, y), dst.width);
+      } else {
+        BoxMeanRowFromSums(sums.data(), src.width, boxW, divider, WriterRow(dst, y), dst.width);
+      }
     } else {
       BoxMeanRow(ReaderRow(src, sy), src.rowBytes, src.width, boxW, boxH, WriterRow(dst, y), dst.width);
     }
@@ -300,13 +414,113 @@ void CubicAddRow(float* __restrict buffer, const uint8_t* __restrict p, int32_t 
   for (int32_t i = 0; i < n; ++i) buffer[i] = static_cast<float>(static_cast<double>(buffer[i]) + w * p[i]);
 }
 
-// The same sums, vectorised across the row.
+// Two taps in one pass: the first added to a zero sum and rounded to float,
+// then the second, as the plain pass adds them.
+PICTURE_VECTOR_CLONES
+void CubicTwoRows(float* __restrict buffer, const uint8_t* __restrict p, const uint8_t* __restrict q, int32_t n,
+                  double w, double v) {
+  for (int32_t i = 0; i < n; ++i) {
+    const auto first = static_cast<float>(0.0 + w * p[i]);
+    buffer[i] = static_cast<float>(static_cast<double>(first) + v * q[i]);
+  }
+}
+
+// The same sums, vectorised across the row; two taps (the cubic Hermite
+// pair inside the picture) in one pass.
 void CubicColumnPassFast(const PictureReader& src, int32_t index, const float weights[4], float* buffer) {
   const int32_t entries = 3 * src.width;
-  std::memset(buffer, 0, sizeof(float) * static_cast<size_t>(entries));
+  int32_t taps[4], active = 0;
   for (int32_t k = 0; k < 4; ++k) {
     const int32_t row = index - 1 + k;
-    if (row < 0 || row >= src.height || weights[k] == 0.0f) continue;
-    CubicAddRow(buffer, ReaderRow(src, row), entries, weights[k]);
+    if (row >= 0 && row < src.height && weights[k] != 0.0f) taps[active++] = k;
+  }
+  if (active == 2) {
+    CubicTwoRows(buffer, ReaderRow(src, index - 1 + taps[0]), ReaderRow(src, index - 1 + taps[1]), entries,
+                 weights[taps[0]], weights[taps[1]]);
+    return;
+  }
+  std::memset(buffer, 0, sizeof(float) * static_cast<size_t>(entries));
+  for (int32_t t = 0; t < active; ++t) {
+    CubicAddRow(buffer, ReaderRow(src, index - 1 + taps[t]), entries, weights[taps[t]]);
+  }
+}
+
+bool MakeCubicRowPlan(CubicRowPlan& plan, const CubicTable& columns, int32_t srcW, int32_t width) {
+  for (int32_t x = 0; x < width; ++x) {
+    const float* w = columns.weights + 4 * static_cast<ptrdiff_t>(x);
+    if (w[0] != 0.0f || w[3] != 0.0f) return false;
+  }
+  plan.offsets = static_cast<int32_t*>(std::malloc(2 * sizeof(int32_t) * static_cast<size_t>(width)));
+  plan.nearWeights = static_cast<float*>(std::malloc(3 * sizeof(float) * static_cast<size_t>(width)));
+  plan.farWeights = static_cast<float*>(std::malloc(3 * sizeof(float) * static_cast<size_t>(width)));
+  if (!plan.offsets || !plan.nearWeights || !plan.farWeights) {
+    FreeCubicRowPlan(plan);
+    return false;
+  }
+  plan.width = width;
+  plan.wide = 0;
+  for (int32_t x = 0; x < width; ++x) {
+    const int32_t index = columns.index[x];
+    const bool inside = index + 1 < srcW;
+    const float* w = columns.weights + 4 * static_cast<ptrdiff_t>(x);
+    plan.offsets[2 * x] = 3 * index;
+    plan.offsets[2 * x + 1] = 3 * (inside ? index + 1 : index);
+    for (int32_t c = 0; c < 3; ++c) {
+      plan.nearWeights[3 * static_cast<ptrdiff_t>(x) + c] = w[1];
+      plan.farWeights[3 * static_cast<ptrdiff_t>(x) + c] = inside ? w[2] : 0.0f;
+    }
+    if (plan.offsets[2 * x + 1] + 4 <= 3 * srcW) plan.wide = x + 1;
+  }
+  return true;
+}
+
+void FreeCubicRowPlan(CubicRowPlan& plan) {
+  std::free(plan.offsets);
+  std::free(plan.nearWeights);
+  std::free(plan.farWeights);
+  plan = CubicRowPlan{};
+}
+
+namespace {
+
+constexpr int32_t kCubicBlock = 256;  // destination columns per block
+
+// 0.5 + near weight * near value + far weight * far value, in that order,
+// for `n` channel values, held to 0..255 and truncated as ClampChannel does.
+PICTURE_VECTOR_CLONES
+void CubicTwoTaps(const float* __restrict nearWeights, const float* __restrict nearValues,
+                  const float* __restrict farWeights, const float* __restrict farValues, uint8_t* __restrict out,
+                  int32_t n) {
+  for (int32_t j = 0; j < n; ++j) {
+    double acc = 0.5 + static_cast<double>(nearWeights[j]) * nearValues[j];
+    acc = acc + static_cast<double>(farWeights[j]) * farValues[j];
+    double v = acc >= 255.0 ? 255.0 : acc;
+    v = acc > 0.0 ? v : 0.0;
+    out[j] = static_cast<uint8_t>(static_cast<int32_t>(v));
+  }
+}
+
+}  // namespace
+
+void CubicRowPassFast(const float* buffer, const CubicRowPlan& plan, uint32_t* dst) {
+  // One spare value each: a pixel's three values are copied as four, the
+  // fourth overwritten by the next pixel's.
+  float nearValues[3 * kCubicBlock + 1], farValues[3 * kCubicBlock + 1];
+  uint8_t out[3 * kCubicBlock];
+  for (int32_t x0 = 0; x0 < plan.width; x0 += kCubicBlock) {
+    const int32_t n = std::min(kCubicBlock, plan.width - x0);
+    const int32_t* offsets = plan.offsets + 2 * static_cast<ptrdiff_t>(x0);
+    const int32_t wide = std::clamp(plan.wide - x0, 0, n);
+    for (int32_t i = 0; i < wide; ++i) {
+      std::memcpy(nearValues + 3 * i, buffer + offsets[2 * i], 4 * sizeof(float));
+      std::memcpy(farValues + 3 * i, buffer + offsets[2 * i + 1], 4 * sizeof(float));
+    }
+    for (int32_t i = wide; i < n; ++i) {
+      std::memcpy(nearValues + 3 * i, buffer + offsets[2 * i], 3 * sizeof(float));
+      std::memcpy(farValues + 3 * i, buffer + offsets[2 * i + 1], 3 * sizeof(float));
+    }
+    CubicTwoTaps(plan.nearWeights + 3 * static_cast<ptrdiff_t>(x0), nearValues,
+                 plan.farWeights + 3 * static_cast<ptrdiff_t>(x0), farValues, out, 3 * n);
+    Rgb24ToXrgbRowFast(out, dst + x0, n);
   }
 }

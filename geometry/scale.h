@@ -25,14 +25,16 @@ void ScaleBoxFast(const PictureReader& src, PictureWriter& dst);
 
 // Division by a box size `count` (1 <= count <= kMaxDividerCount) as a
 // multiplication and a shift: Divide(n, MakeBoxDivider(count)) == n / count
-// for every 0 <= n <= 255 * count (a test checks every such n).
+// for every 0 <= n <= 255 * count (a test checks every such n). For
+// count >= 2 the multiplier fits in 32 bits, so that a vector of 32-bit sums
+// divides with 32 x 32 -> 64-bit products.
 constexpr uint32_t kMaxDividerCount = 1024;
 struct BoxDivider {
   uint64_t multiplier;
 };
 BoxDivider MakeBoxDivider(uint32_t count);
 inline uint32_t Divide(uint32_t n, BoxDivider divider) {
-  return static_cast<uint32_t>((n * divider.multiplier) >> 40);
+  return static_cast<uint32_t>((n * divider.multiplier) >> 32);
 }
 
 // One destination row of the box path: for each of the `width` destination
@@ -63,6 +65,24 @@ void CubicColumnPassFast(const PictureReader& src, int32_t index, const float we
 // destination column and writes the clamped, truncated words.
 void CubicRowPass(const float* buffer, int32_t srcW, const CubicTable& columns, uint32_t* dst,
                   int32_t width);
+
+// The horizontal pass faster, for tables whose outer taps (index - 1 and
+// index + 2) all weigh zero, as the cubic Hermite pair has them: such a tap
+// adds +0 to a sum of at least 0.5 and changes no bit, so two taps remain,
+// and a tap past the last column weighs zero in the same way. The plan holds
+// the taps' buffer offsets and their weights repeated for the three channel
+// values; Make returns false (nothing allocated) when the table has outer
+// weights or memory is short, and the plain pass is used then.
+struct CubicRowPlan {
+  int32_t width = 0;
+  int32_t wide = 0;            // columns 0 .. wide - 1 may read a fourth value past each tap
+  int32_t* offsets = nullptr;  // 2 per destination column
+  float* nearWeights = nullptr;  // 3 per destination column, one per channel value
+  float* farWeights = nullptr;
+};
+bool MakeCubicRowPlan(CubicRowPlan& plan, const CubicTable& columns, int32_t srcW, int32_t width);
+void FreeCubicRowPlan(CubicRowPlan& plan);
+void CubicRowPassFast(const float* buffer, const CubicRowPlan& plan, uint32_t* dst);
 
 // Cubic path; false when a table or the writer cannot be had (nothing is
 // left allocated then). On success the rendered picture is in *result.

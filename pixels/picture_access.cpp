@@ -168,10 +168,15 @@ void Rgb24ToXrgbRow(const uint8_t* src, uint32_t* dst, int32_t width) {
   for (int32_t x = 0; x < width; ++x, src += 3) dst[x] = ReaderPixel(src);
 }
 
-// The same conversion as a loop the compiler turns into byte shuffles.
+// The same conversion, four pixels at a time: one byte shuffle puts each
+// pixel's red, green and blue into the bytes 2, 1 and 0 of a little-endian
+// word and zero into byte 3.
 PICTURE_VECTOR_CLONES
 void Rgb24ToXrgbRowFast(const uint8_t* __restrict src, uint32_t* __restrict dst, int32_t width) {
-  for (int32_t x = 0; x < width; ++x) {
-    dst[x] = (uint32_t{src[3 * x]} << 16) | (uint32_t{src[3 * x + 1]} << 8) | src[3 * x + 2];
-  }
+  SpreadPixels(
+      src, reinterpret_cast<uint8_t*>(dst), width, 0,
+      [](ByteVector16 in, ByteVector16 zero) {
+        return __builtin_shufflevector(in, zero, 2, 1, 0, 16, 5, 4, 3, 16, 8, 7, 6, 16, 11, 10, 9, 16);
+      },
+      ReaderPixel);
 }

@@ -73,6 +73,30 @@ inline uint32_t RedOf(uint32_t word) { return (word >> 16) & 0xFF; }
 inline uint32_t GreenOf(uint32_t word) { return (word >> 8) & 0xFF; }
 inline uint32_t BlueOf(uint32_t word) { return word & 0xFF; }
 
+// Spreads `width` 3-byte pixels into 4-byte cells, four pixels at a time:
+// `shuffle(in, fill)` makes the 16 bytes of four cells from 16 loaded bytes
+// (the four pixels and 4 unused bytes) and a vector of the `fill` byte, and
+// `single(pixel)` one cell as a little-endian word. Vectors are used while
+// all 16 loaded bytes lie in the row, the last pixels go one by one.
+using ByteVector16 = uint8_t __attribute__((vector_size(16)));
+template <typename Shuffle, typename Single>
+inline void SpreadPixels(const uint8_t* __restrict src, uint8_t* __restrict dst, int32_t width, uint8_t fill,
+                         Shuffle shuffle, Single single) {
+  ByteVector16 fills;
+  __builtin_memset(&fills, fill, sizeof fills);
+  int32_t x = 0;
+  for (; x + 6 <= width; x += 4) {  // 3 * x + 16 <= 3 * width
+    ByteVector16 in;
+    __builtin_memcpy(&in, src + 3 * static_cast<intptr_t>(x), sizeof in);
+    const ByteVector16 out = shuffle(in, fills);
+    __builtin_memcpy(dst + 4 * static_cast<intptr_t>(x), &out, sizeof out);
+  }
+  for (; x < width; ++x) {
+    const uint32_t cell = single(src + 3 * static_cast<intptr_t>(x));
+    __builtin_memcpy(dst + 4 * static_cast<intptr_t>(x), &cell, sizeof cell);
+  }
+}
+
 // Converts one reader row of `width` pixels into writer words. The fast
 // variant gives the same words (see pixels/kernel_choice.h); this pass alone
 // is the memory limit every pointwise kernel is measured against.

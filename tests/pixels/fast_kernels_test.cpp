@@ -8,6 +8,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -310,7 +311,10 @@ TEST(FastKernels, CountsHistogramsAndExtremes) {
     const uint32_t col = r.Chance(50) ? ReaderPixel(src.data() + 3 * r.Int(0, w - 1)) : static_cast<uint32_t>(r.Int(0, 0xFFFFFF));
     EXPECT_EQ(CountColorRow(src.data(), w, col), CountColorRowFast(src.data(), w, col));
 
-    uint32_t plain[256] = {}, fast[256] = {};
+    // Counts are added to what the histogram holds.
+    uint32_t plain[256], fast[256];
+    for (uint32_t& count : plain) count = static_cast<uint32_t>(r.Int(0, 1000));
+    std::memcpy(fast, plain, sizeof fast);
     LuminanceHistogramRow(src.data(), w, plain);
     LuminanceHistogramRowFast(src.data(), w, fast);
     EXPECT_EQ(0, std::memcmp(plain, fast, sizeof plain));
@@ -397,10 +401,18 @@ TEST(FastKernels, Shears) {
 
 TEST(FastKernels, Scaling) {
   Random r(12);
-  for (int n = 0; n < 120; ++n) {
+  for (int n = 0; n < 200; ++n) {
     SCOPED_TRACE(n);
     const int32_t w = r.Int(1, 70), h = r.Int(1, 50);
-    const int32_t nw = r.Chance(20) ? r.Int(1, 3) : r.Int(1, 150), nh = r.Chance(20) ? r.Int(1, 3) : r.Int(1, 100);
+    // Tiny, any, or about half the size (exact halving and its neighbours
+    // have paths of their own).
+    const auto size = [&](int32_t from, int32_t most) {
+      const int32_t mode = r.Int(0, 9);
+      if (mode < 2) return r.Int(1, 3);
+      if (mode < 5) return std::max(1, from / 2 + r.Int(-1, 1));
+      return r.Int(1, most);
+    };
+    const int32_t nw = size(w, 150), nh = size(h, 100);
     GuardedImage image(r, w, h, 3 * w + 4 * r.Int(0, 1));
     GuardedWriter a(nw, nh), b(nw, nh);
     ScaleBox(image.reader, a.writer);
@@ -414,6 +426,23 @@ TEST(FastKernels, Scaling) {
     CubicColumnPass(image.reader, index, weights, pa.data());
     CubicColumnPassFast(image.reader, index, weights, pb.data());
     ASSERT_EQ(0, std::memcmp(pa.data(), pb.data(), pa.size() * sizeof(float)));
+
+    // The horizontal pass on a column buffer of values around 0..255 (some
+    // above, so that the clamp works), enlarging or not.
+    const int32_t dw = r.Chance(30) ? r.Int(1, w) : r.Int(w, 4 * w + 70);
+    GuardedBuffer columnBuffer(3 * sizeof(float) * static_cast<size_t>(w));
+    auto* values = reinterpret_cast<float*>(columnBuffer.data());
+    for (int32_t i = 0; i < 3 * w; ++i) values[i] = static_cast<float>(r.Real(0, 300));
+    CubicTable columns;
+    CubicRowPlan plan;
+    ASSERT_TRUE(MakeCubicTable(columns, w, dw));
+    ASSERT_TRUE(MakeCubicRowPlan(plan, columns, w, dw));
+    ExpectSameOutput(
+        4 * static_cast<size_t>(dw),
+        [&](uint8_t* out) { CubicRowPass(values, w, columns, reinterpret_cast<uint32_t*>(out), dw); },
+        [&](uint8_t* out) { CubicRowPassFast(values, plan, reinterpret_cast<uint32_t*>(out)); });
+    FreeCubicRowPlan(plan);
+    FreeCubicTable(columns);
   }
 }
 
