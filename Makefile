@@ -53,7 +53,8 @@ test32: build32
 	tools/i386-root.sh run tools/digests.sh $(BUILD32)/picturehost $(BUILD32)/digests.txt
 
 # The libFuzzer targets (clang, AddressSanitizer and UndefinedBehaviorSanitizer),
-# each run for FUZZ_SECONDS; `make test` runs each for FUZZ_TEST_SECONDS.
+# each run for FUZZ_SECONDS (or until FUZZ_RUNS executions, when that is
+# given and comes first); `make test` runs each for FUZZ_TEST_SECONDS.
 fuzz-build: setup
 	cmake -S . -B $(FUZZBUILD) -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ \
 	  -DCMAKE_BUILD_TYPE=RelWithDebInfo -DPICTURE_FUZZ=ON -DPICTURE_TESTS=OFF
