@@ -27,17 +27,8 @@ uint32_t ClampChannel(double acc) {
 }
 
 REALpictureStruct* ScaleBoxPicture(REALpictureStruct* picture, int32_t width, int32_t height) {
-  PictureReader reader;
-  if (!GetPictureReader(reader, picture)) return nullptr;
-  PictureWriter writer;
-  if (!NewPictureWriter(writer, width, height)) {
-    ClosePictureReader(reader);
-    return nullptr;
-  }
-  ChooseKernel(ScaleBox, ScaleBoxFast)(reader, writer);
-  REALpictureStruct* result = RenderPictureWriter(writer);
-  ClosePictureReader(reader);
-  return result;
+  return RenderFromReader(
+      picture, [=](const PictureReader&) { return std::pair{width, height}; }, ChooseKernel(ScaleBox, ScaleBoxFast));
 }
 
 }  // namespace

@@ -16,19 +16,12 @@ using Kernel = void (*)(const PictureReader&, PictureWriter&);
 // The frame shared by the five handlers: reader, writer of the result size,
 // kernel, render. Nil when the picture cannot be read or the writer made.
 REALpictureStruct* TurnPicture(REALpictureStruct* picture, Kernel kernel, bool swapSize) {
-  PictureReader reader;
-  if (!GetPictureReader(reader, picture)) return nullptr;
-  PictureWriter writer;
-  const int32_t width = swapSize ? reader.height : reader.width;
-  const int32_t height = swapSize ? reader.width : reader.height;
-  if (!NewPictureWriter(writer, width, height)) {
-    ClosePictureReader(reader);
-    return nullptr;
-  }
-  kernel(reader, writer);
-  REALpictureStruct* result = RenderPictureWriter(writer);
-  ClosePictureReader(reader);
-  return result;
+  return RenderFromReader(
+      picture,
+      [swapSize](const PictureReader& r) {
+        return swapSize ? std::pair{r.height, r.width} : std::pair{r.width, r.height};
+      },
+      kernel);
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 #pragma once
 
 #include <cstdint>
+#include <utility>
 
 #include "plugin/host_interface.h"
 
@@ -52,6 +53,32 @@ void FreePictureWriter(PictureWriter& writer);
 
 bool GetPictureEditor(PictureEditor& editor, REALpictureStruct* picture);
 void ClosePictureEditor(PictureEditor& editor);
+
+// The frame of the handlers that make a new picture from one picture: a
+// reader on `picture`, a writer of the size `size(reader)` gives (a pair),
+// `fill(reader, writer)` to make its pixels, and the rendered writer. Nil,
+// with nothing left open, when the picture cannot be read or the writer made.
+template <typename Size, typename Fill>
+REALpictureStruct* RenderFromReader(REALpictureStruct* picture, Size size, Fill fill) {
+  PictureReader reader;
+  if (!GetPictureReader(reader, picture)) return nullptr;
+  const auto [width, height] = size(reader);
+  PictureWriter writer;
+  REALpictureStruct* result = nullptr;
+  if (NewPictureWriter(writer, width, height)) {
+    fill(static_cast<const PictureReader&>(reader), writer);
+    result = RenderPictureWriter(writer);
+  }
+  ClosePictureReader(reader);
+  return result;
+}
+
+// The same with a writer of the picture's own size.
+template <typename Fill>
+REALpictureStruct* RenderFromReader(REALpictureStruct* picture, Fill fill) {
+  return RenderFromReader(
+      picture, [](const PictureReader& r) { return std::pair{r.width, r.height}; }, fill);
+}
 
 // Handlers of "CloneQVT as picture" and "BitmapQVT as picture".
 REALpictureStruct* ClonePicture(REALpictureStruct* picture);

@@ -107,29 +107,18 @@ void LevelsTable(LevelPair levels, uint8_t table[256]) {
 }
 
 REALpictureStruct* AutoLevelPicture(REALpictureStruct* picture) {
-  PictureReader reader;
-  if (!GetPictureReader(reader, picture)) return nullptr;
+  return RenderFromReader(picture, [](const PictureReader& reader, PictureWriter& writer) {
+    // First pass: the luminance histogram.
+    uint32_t histogram[256];
+    std::memset(histogram, 0, sizeof histogram);
+    const auto histogramRow = ChooseKernel(LuminanceHistogramRow, LuminanceHistogramRowFast);
+    for (int32_t y = 0; y < reader.height; ++y) histogramRow(ReaderRow(reader, y), reader.width, histogram);
 
-  // First pass: the luminance histogram.
-  uint32_t histogram[256];
-  std::memset(histogram, 0, sizeof histogram);
-  const auto histogramRow = ChooseKernel(LuminanceHistogramRow, LuminanceHistogramRowFast);
-  for (int32_t y = 0; y < reader.height; ++y) histogramRow(ReaderRow(reader, y), reader.width, histogram);
-
-  PictureWriter writer;
-  if (!NewPictureWriter(writer, reader.width, reader.height)) {
-    ClosePictureReader(reader);
-    return nullptr;
-  }
-
-  // Second pass: the same stretch for all three channels.
-  uint8_t table[256];
-  LevelsTable(ChooseLevels(histogram), table);
-  const auto tableRow = ChooseKernel(ChannelTableRow, ChannelTableRowFast);
-  for (int32_t y = 0; y < reader.height; ++y)
-    tableRow(ReaderRow(reader, y), WriterRow(writer, y), reader.width, table, table, table);
-
-  REALpictureStruct* result = RenderPictureWriter(writer);
-  ClosePictureReader(reader);
-  return result;
+    // Second pass: the same stretch for all three channels.
+    uint8_t table[256];
+    LevelsTable(ChooseLevels(histogram), table);
+    const auto tableRow = ChooseKernel(ChannelTableRow, ChannelTableRowFast);
+    for (int32_t y = 0; y < reader.height; ++y)
+      tableRow(ReaderRow(reader, y), WriterRow(writer, y), reader.width, table, table, table);
+  });
 }

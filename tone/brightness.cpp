@@ -186,30 +186,19 @@ constexpr Area kWholePicture{0, 0, std::numeric_limits<int64_t>::max(), std::num
 // its size, the tables applied to the pixels inside `area` (clipped to the
 // picture), every other pixel left black.
 REALpictureStruct* MapPicture(REALpictureStruct* picture, const ChannelTables& tables, Area area) {
-  PictureReader reader;
-  if (!GetPictureReader(reader, picture)) return nullptr;
-  PictureWriter writer;
-  if (!NewPictureWriter(writer, reader.width, reader.height)) {
-    ClosePictureReader(reader);
-    return nullptr;
-  }
-
-  const int64_t x0 = std::max<int64_t>(area.left, 0);
-  const int64_t y0 = std::max<int64_t>(area.top, 0);
-  const int64_t x1 = std::min<int64_t>(area.right, reader.width);
-  const int64_t y1 = std::min<int64_t>(area.bottom, reader.height);
-  if (x0 < x1) {
+  return RenderFromReader(picture, [&](const PictureReader& reader, PictureWriter& writer) {
+    const int64_t x0 = std::max<int64_t>(area.left, 0);
+    const int64_t y0 = std::max<int64_t>(area.top, 0);
+    const int64_t x1 = std::min<int64_t>(area.right, reader.width);
+    const int64_t y1 = std::min<int64_t>(area.bottom, reader.height);
+    if (x0 >= x1) return;
     const auto kernel = ChooseKernel(ChannelTableRow, ChannelTableRowFast);
     for (int64_t y = y0; y < y1; ++y) {
       const int32_t row = static_cast<int32_t>(y);
       kernel(ReaderRow(reader, row) + 3 * x0, WriterRow(writer, row) + x0, static_cast<int32_t>(x1 - x0),
-                      tables.red, tables.green, tables.blue);
+             tables.red, tables.green, tables.blue);
     }
-  }
-
-  REALpictureStruct* result = RenderPictureWriter(writer);
-  ClosePictureReader(reader);
-  return result;
+  });
 }
 
 }  // namespace

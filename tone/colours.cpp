@@ -131,17 +131,9 @@ REALpictureStruct* TransformColorsQVT(REALpictureStruct* picture, REALmemoryBloc
   const uint8_t* greenTable = TableData(green);
   if (!redTable || !blueTable || !greenTable) return nullptr;
 
-  PictureReader reader;
-  if (!GetPictureReader(reader, picture)) return nullptr;
-  PictureWriter writer;
-  if (!NewPictureWriter(writer, reader.width, reader.height)) {
-    ClosePictureReader(reader);
-    return nullptr;
-  }
-  const auto row = ChooseKernel(ChannelTableRow, ChannelTableRowFast);
-  for (int32_t y = 0; y < reader.height; ++y)
-    row(ReaderRow(reader, y), WriterRow(writer, y), reader.width, redTable, greenTable, blueTable);
-  REALpictureStruct* result = RenderPictureWriter(writer);
-  ClosePictureReader(reader);
-  return result;
+  return RenderFromReader(picture, [=](const PictureReader& reader, PictureWriter& writer) {
+    const auto row = ChooseKernel(ChannelTableRow, ChannelTableRowFast);
+    for (int32_t y = 0; y < reader.height; ++y)
+      row(ReaderRow(reader, y), WriterRow(writer, y), reader.width, redTable, greenTable, blueTable);
+  });
 }

@@ -20,24 +20,15 @@ unsigned char HasMaskPicture(REALpictureStruct* picture) {
 }
 
 REALpictureStruct* GetEmbededMask(REALpictureStruct* picture, unsigned char swap) {
-  PictureReader reader;
-  if (!GetPictureReader(reader, picture)) return nullptr;
-  PictureWriter writer;
-  if (!NewPictureWriter(writer, reader.width, reader.height)) {
-    ClosePictureReader(reader);
-    return nullptr;
-  }
-  // The mask value 255 shown as grey: white, or its complement black when
-  // swapped. A new writer is already black.
-  if (!swap) {
+  return RenderFromReader(picture, [swap](const PictureReader&, PictureWriter& writer) {
+    // The mask value 255 shown as grey: white, or its complement black when
+    // swapped. A new writer is already black.
+    if (swap) return;
     for (int32_t y = 0; y < writer.height; ++y) {
       uint32_t* row = WriterRow(writer, y);
       for (int32_t x = 0; x < writer.width; ++x) row[x] = 0x00FFFFFF;
     }
-  }
-  REALpictureStruct* result = RenderPictureWriter(writer);
-  ClosePictureReader(reader);
-  return result;
+  });
 }
 
 void SetEmbededMask(REALpictureStruct* picture, unsigned char, REALpictureStruct* mask) {
