@@ -7,6 +7,7 @@
 // kernels, "opencv" the OpenCV equivalent; "memory/limit" is the plain
 // 3-byte to 4-byte row conversion every pointwise kernel is compared with.
 // Throughput counts the pixels of the source picture (items_per_second).
+#include <array>
 #include <benchmark/benchmark.h>
 
 #include <cstdint>
@@ -398,44 +399,31 @@ void RegisterAll() {
     cv::filter2D(src, Scratch(0), -1, k);
   });
   static std::vector<uint8_t> intermediate(static_cast<size_t>(kWidth) * 3 * kHeight);
-  Operation("convolution", [] {
-    Pictures& pp = P();
-    SeparableKernel k;
-    const double w[5] = {1 / 16.0, 4 / 16.0, 6 / 16.0, 4 / 16.0, 1 / 16.0};
-    for (int i = 0; i < kMaxConvolutionTaps; ++i) k.weights[i] = i < 5 ? w[i] : 0.0;
-    k.count = 5;
-    k.channels = kChannelsAll;
-    const auto hor = ChooseKernel(ConvolveRowHorizontal, ConvolveRowHorizontalFast);
-    const auto ver = ChooseKernel(ConvolveRowVertical, ConvolveRowVerticalFast);
-    const int32_t stride = 3 * kWidth, h = 2;
-    for (int32_t y = 0; y < kHeight; ++y)
-      hor(pp.source.Row(y), intermediate.data() + static_cast<size_t>(y) * stride + 3 * h, kWidth - 3 * h + 1, k);
-    for (int32_t y = h; y <= kHeight - 2 * h; ++y)
-      ver(intermediate.data() + static_cast<size_t>(y - h) * stride, stride, pp.result.Row(y), kWidth, k);
-  }, [src] {
-    const cv::Mat k = (cv::Mat_<double>(5, 1) << 1 / 16.0, 4 / 16.0, 6 / 16.0, 4 / 16.0, 1 / 16.0);
-    cv::sepFilter2D(src, Scratch(0), -1, k, k);
-  });
-  // The same with weights that are not multiples of a power of two: the
-  // double arithmetic path.
-  Operation("convolution-real", [] {
-    Pictures& pp = P();
-    SeparableKernel k;
-    const double w[5] = {0.1, 0.2, 0.4, 0.2, 0.1};
-    for (int i = 0; i < kMaxConvolutionTaps; ++i) k.weights[i] = i < 5 ? w[i] : 0.0;
-    k.count = 5;
-    k.channels = kChannelsAll;
-    const auto hor = ChooseKernel(ConvolveRowHorizontal, ConvolveRowHorizontalFast);
-    const auto ver = ChooseKernel(ConvolveRowVertical, ConvolveRowVerticalFast);
-    const int32_t stride = 3 * kWidth, h = 2;
-    for (int32_t y = 0; y < kHeight; ++y)
-      hor(pp.source.Row(y), intermediate.data() + static_cast<size_t>(y) * stride + 3 * h, kWidth - 3 * h + 1, k);
-    for (int32_t y = h; y <= kHeight - 2 * h; ++y)
-      ver(intermediate.data() + static_cast<size_t>(y - h) * stride, stride, pp.result.Row(y), kWidth, k);
-  }, [src] {
-    const cv::Mat k = (cv::Mat_<double>(5, 1) << 0.1, 0.2, 0.4, 0.2, 0.1);
-    cv::sepFilter2D(src, Scratch(0), -1, k, k);
-  });
+  // Both passes of a 5-tap convolution with the same weights both ways, and
+  // OpenCV's separable filter with them.
+  const auto convolution = [src](const std::string& name, std::array<double, 5> w) {
+    Operation(name, [w] {
+      Pictures& pp = P();
+      SeparableKernel k;
+      for (int i = 0; i < kMaxConvolutionTaps; ++i) k.weights[i] = i < 5 ? w[i] : 0.0;
+      k.count = 5;
+      k.channels = kChannelsAll;
+      const auto hor = ChooseKernel(ConvolveRowHorizontal, ConvolveRowHorizontalFast);
+      const auto ver = ChooseKernel(ConvolveRowVertical, ConvolveRowVerticalFast);
+      const int32_t stride = 3 * kWidth, h = 2;
+      for (int32_t y = 0; y < kHeight; ++y)
+        hor(pp.source.Row(y), intermediate.data() + static_cast<size_t>(y) * stride + 3 * h, kWidth - 3 * h + 1, k);
+      for (int32_t y = h; y <= kHeight - 2 * h; ++y)
+        ver(intermediate.data() + static_cast<size_t>(y - h) * stride, stride, pp.result.Row(y), kWidth, k);
+    }, [src, w] {
+      const cv::Mat k = (cv::Mat_<double>(5, 1) << w[0], w[1], w[2], w[3], w[4]);
+      cv::sepFilter2D(src, Scratch(0), -1, k, k);
+    });
+  };
+  convolution("convolution", {1 / 16.0, 4 / 16.0, 6 / 16.0, 4 / 16.0, 1 / 16.0});
+  // Weights that are not multiples of a power of two: the double arithmetic
+  // path.
+  convolution("convolution-real", {0.1, 0.2, 0.4, 0.2, 0.1});
   Operation("matrix3d", [] {
     ColorMatrix m = {{{0.8, 0.15, 0.05}, {0.1, 0.85, 0.05}, {0.05, 0.1, 0.85}}, {0, 0, 0}, {10, 5, -5}};
     const auto row = ChooseKernel(ColorMatrixRow, ColorMatrixRowFast);

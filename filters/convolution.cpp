@@ -231,14 +231,17 @@ void AddWholeTap(int32_t* __restrict sums, const uint8_t* __restrict p, int32_t 
   for (int32_t j = 0; j < n; ++j) sums[j] += k * p[j];
 }
 
-PICTURE_VECTOR_CLONES
-void DyadicComponents(const int32_t* __restrict sums, uint8_t* __restrict out, int32_t n, int32_t shift) {
-  const int32_t top = 255 << shift;
-  for (int32_t j = 0; j < n; ++j) {
-    const int32_t sum = sums[j];
-    const int32_t v = sum >= top ? 255 : sum >> shift;
-    out[j] = static_cast<uint8_t>(sum > 0 ? v : 0);
-  }
+// The channel value of the exact sum S / 2^shift: 0 for S <= 0, 255 from
+// 255 * 2^shift up, else S >> shift.
+inline uint8_t DyadicComponent(int32_t sum, int32_t shift) {
+  const int32_t v = sum >= (255 << shift) ? 255 : sum >> shift;
+  return static_cast<uint8_t>(sum > 0 ? v : 0);
+}
+
+template <typename Sum>
+PICTURE_VECTOR_CLONES void DyadicComponents(const Sum* __restrict sums, uint8_t* __restrict out, int32_t n,
+                                            int32_t shift) {
+  for (int32_t j = 0; j < n; ++j) out[j] = DyadicComponent(sums[j], shift);
 }
 
 // The same in 16 bits, twice the values per instruction, when 255 times the
@@ -248,16 +251,6 @@ void AddWholeTap16(int16_t* __restrict sums, const uint8_t* __restrict p, int32_
   for (int32_t j = 0; j < n; ++j) sums[j] = static_cast<int16_t>(sums[j] + k * p[j]);
 }
 
-PICTURE_VECTOR_CLONES
-void DyadicComponents16(const int16_t* __restrict sums, uint8_t* __restrict out, int32_t n, int32_t shift) {
-  const int32_t top = 255 << shift;
-  for (int32_t j = 0; j < n; ++j) {
-    const int32_t sum = sums[j];
-    const int32_t v = sum >= top ? 255 : sum >> shift;
-    out[j] = static_cast<uint8_t>(sum > 0 ? v : 0);
-  }
-}
-
 // Short kernels in 16 bits with every tap in one pass, the sums kept in
 // registers: the same integer sums, so the same values.
 template <int32_t Taps>
@@ -265,12 +258,10 @@ PICTURE_VECTOR_CLONES void NarrowSumsOf(const uint8_t* __restrict first, ptrdiff
                                         const int32_t* __restrict k, int32_t shift, uint8_t* __restrict out) {
   int16_t weights[Taps];
   for (int32_t t = 0; t < Taps; ++t) weights[t] = static_cast<int16_t>(k[t]);
-  const int32_t top = 255 << shift;
   for (int32_t j = 0; j < n; ++j) {
     int16_t sum = 0;
     for (int32_t t = 0; t < Taps; ++t) sum = static_cast<int16_t>(sum + weights[t] * first[j + t * tapStep]);
-    const int32_t v = sum >= top ? 255 : sum >> shift;
-    out[j] = static_cast<uint8_t>(sum > 0 ? v : 0);
+    out[j] = DyadicComponent(sum, shift);
   }
 }
 
@@ -287,7 +278,7 @@ void DyadicSums(const uint8_t* first, ptrdiff_t tapStep, int32_t n, int32_t taps
   if (narrow) {
     int16_t sums[kConvolutionBlock] = {};
     for (int32_t t = 0; t < taps; ++t) AddWholeTap16(sums, first + t * tapStep, n, static_cast<int16_t>(k[t]));
-    DyadicComponents16(sums, out, n, shift);
+    DyadicComponents(sums, out, n, shift);
     return;
   }
   int32_t sums[kConvolutionBlock] = {};

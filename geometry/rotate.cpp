@@ -138,42 +138,62 @@ void VertSkew(const PictureReader& src, PictureWriter& dst, int32_t column, int3
            WriterRow(dst, 0) + column, dst.rowBytes / 4, dst.height, offset, weight, background);
 }
 
-void VertSkewColumns(const PictureReader& src, PictureWriter& dst, int32_t first, int32_t count,
-                     const int32_t* shifts, const double* weights, uint32_t background) {
+namespace {
+
+// The blocked column pass's frame: the columns first + 0 .. count - 1 of
+// the writer filled with the background, and each column's parts of the
+// background, bw, which also start its carried part, prev.
+void StartColumns(PictureWriter& dst, int32_t first, int32_t count, const double* weights, uint32_t background,
+                  int32_t b[3], int32_t bw[][3], int32_t prev[][3]) {
   for (int32_t y = 0; y < dst.height; ++y) {
     uint32_t* row = WriterRow(dst, y) + first;
     for (int32_t j = 0; j < count; ++j) row[j] = background;
   }
-  const int32_t b[3] = {static_cast<int32_t>(RedOf(background)), static_cast<int32_t>(GreenOf(background)),
-                        static_cast<int32_t>(BlueOf(background))};
-  int32_t bw[kColumnBlock][3], prev[kColumnBlock][3];
+  b[0] = static_cast<int32_t>(RedOf(background));
+  b[1] = static_cast<int32_t>(GreenOf(background));
+  b[2] = static_cast<int32_t>(BlueOf(background));
   for (int32_t j = 0; j < count; ++j) {
     for (int c = 0; c < 3; ++c) prev[j][c] = bw[j][c] = static_cast<int32_t>(b[c] * weights[j]);
   }
+}
+
+// A pixel of a sheared column, dropped when its row lies outside the writer.
+inline void PutColumnPixel(PictureWriter& dst, int32_t column, int64_t row, const int32_t rgb[3]) {
+  if (row >= 0 && row < dst.height) {
+    WriterRow(dst, static_cast<int32_t>(row))[column] =
+        PackRGB(static_cast<uint32_t>(rgb[0]), static_cast<uint32_t>(rgb[1]), static_cast<uint32_t>(rgb[2]));
+  }
+}
+
+// Below each column's last source pixel (row shifts[j] + height): the
+// background less its passed part plus the part the last pixel passed on.
+void PutColumnEnds(PictureWriter& dst, int32_t first, int32_t count, const int32_t* shifts, int32_t height,
+                   const int32_t b[3], const int32_t bw[][3], const int32_t prev[][3]) {
+  for (int32_t j = 0; j < count; ++j) {
+    const int32_t rgb[3] = {b[0] - bw[j][0] + prev[j][0], b[1] - bw[j][1] + prev[j][1], b[2] - bw[j][2] + prev[j][2]};
+    PutColumnPixel(dst, first + j, static_cast<int64_t>(shifts[j]) + height, rgb);
+  }
+}
+
+}  // namespace
+
+void VertSkewColumns(const PictureReader& src, PictureWriter& dst, int32_t first, int32_t count,
+                     const int32_t* shifts, const double* weights, uint32_t background) {
+  int32_t b[3], bw[kColumnBlock][3], prev[kColumnBlock][3];
+  StartColumns(dst, first, count, weights, background, b, bw, prev);
   for (int32_t i = 0; i < src.height; ++i) {
     const uint8_t* p = ReaderRow(src, i) + 3 * static_cast<ptrdiff_t>(first);
     for (int32_t j = 0; j < count; ++j, p += 3) {
-      int32_t left[3], out[3];
+      int32_t out[3];
       for (int c = 0; c < 3; ++c) {
-        left[c] = static_cast<int32_t>(p[c] * weights[j]);
-        out[c] = p[c] - left[c] + prev[j][c];
-        prev[j][c] = left[c];
+        const auto left = static_cast<int32_t>(p[c] * weights[j]);
+        out[c] = p[c] - left + prev[j][c];
+        prev[j][c] = left;
       }
-      const int64_t pos = static_cast<int64_t>(shifts[j]) + i;
-      if (pos >= 0 && pos < dst.height) {
-        WriterRow(dst, static_cast<int32_t>(pos))[first + j] =
-            PackRGB(static_cast<uint32_t>(out[0]), static_cast<uint32_t>(out[1]), static_cast<uint32_t>(out[2]));
-      }
+      PutColumnPixel(dst, first + j, static_cast<int64_t>(shifts[j]) + i, out);
     }
   }
-  for (int32_t j = 0; j < count; ++j) {
-    const int64_t pos = static_cast<int64_t>(shifts[j]) + src.height;
-    if (pos >= 0 && pos < dst.height) {
-      WriterRow(dst, static_cast<int32_t>(pos))[first + j] =
-          PackRGB(static_cast<uint32_t>(b[0] - bw[j][0] + prev[j][0]), static_cast<uint32_t>(b[1] - bw[j][1] + prev[j][1]),
-                  static_cast<uint32_t>(b[2] - bw[j][2] + prev[j][2]));
-    }
-  }
+  PutColumnEnds(dst, first, count, shifts, src.height, b, bw, prev);
 }
 
 // Pass 1: rows sheared horizontally by (k + 0.5) * t, W1 = W + trunc(t * H).
@@ -380,18 +400,10 @@ void SkewLineFast(const uint8_t* src, ptrdiff_t srcStep, int32_t length, uint32_
 
 void VertSkewColumnsFast(const PictureReader& src, PictureWriter& dst, int32_t first, int32_t count,
                          const int32_t* shifts, const double* weights, uint32_t background) {
-  for (int32_t y = 0; y < dst.height; ++y) {
-    uint32_t* row = WriterRow(dst, y) + first;
-    for (int32_t j = 0; j < count; ++j) row[j] = background;
-  }
-  const int32_t b[3] = {static_cast<int32_t>(RedOf(background)), static_cast<int32_t>(GreenOf(background)),
-                        static_cast<int32_t>(BlueOf(background))};
+  int32_t b[3], bw[kColumnBlock][3], prev[kColumnBlock][3];
+  StartColumns(dst, first, count, weights, background, b, bw, prev);
   uint8_t part[kColumnBlock][256];  // a part of v is at most v
-  int32_t bw[kColumnBlock][3], prev[kColumnBlock][3];
-  for (int32_t j = 0; j < count; ++j) {
-    PassedParts(weights[j], part[j]);
-    for (int c = 0; c < 3; ++c) prev[j][c] = bw[j][c] = static_cast<int32_t>(b[c] * weights[j]);
-  }
+  for (int32_t j = 0; j < count; ++j) PassedParts(weights[j], part[j]);
   for (int32_t i = 0; i < src.height; ++i) {
     const uint8_t* p = ReaderRow(src, i) + 3 * static_cast<ptrdiff_t>(first);
     for (int32_t j = 0; j < count; ++j, p += 3) {
@@ -401,20 +413,8 @@ void VertSkewColumnsFast(const PictureReader& src, PictureWriter& dst, int32_t f
         out[c] = p[c] - left + prev[j][c];
         prev[j][c] = left;
       }
-      const int64_t pos = static_cast<int64_t>(shifts[j]) + i;
-      if (pos >= 0 && pos < dst.height) {
-        WriterRow(dst, static_cast<int32_t>(pos))[first + j] =
-            PackRGB(static_cast<uint32_t>(out[0]), static_cast<uint32_t>(out[1]), static_cast<uint32_t>(out[2]));
-      }
+      PutColumnPixel(dst, first + j, static_cast<int64_t>(shifts[j]) + i, out);
     }
   }
-  for (int32_t j = 0; j < count; ++j) {
-    const int64_t pos = static_cast<int64_t>(shifts[j]) + src.height;
-    if (pos >= 0 && pos < dst.height) {
-      WriterRow(dst, static_cast<int32_t>(pos))[first + j] =
-          PackRGB(static_cast<uint32_t>(b[0] - bw[j][0] + prev[j][0]),
-                  static_cast<uint32_t>(b[1] - bw[j][1] + prev[j][1]),
-                  static_cast<uint32_t>(b[2] - bw[j][2] + prev[j][2]));
-    }
-  }
+  PutColumnEnds(dst, first, count, shifts, src.height, b, bw, prev);
 }
