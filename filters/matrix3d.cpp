@@ -92,6 +92,12 @@ REALmethodDefinition methods[] = {
      "Matrix(x as integer, y as integer) as double", 0},
 };
 
+bool HasOffsets(const ColorMatrix& m) {
+  for (int32_t c = 0; c < 3; ++c)
+    if (m.inputOffset[c] != 0.0 || m.outputOffset[c] != 0.0) return true;
+  return false;
+}
+
 // Each output channel is the sum of its three products, in the order red,
 // green, blue, plus its output offset. Offsets of exactly 0 change nothing and
 // are skipped.
@@ -120,10 +126,7 @@ REALclassDefinition PictureMatrixClass3D = {
     properties, std::size(properties), methods, std::size(methods), nullptr, 0, {}};
 
 void ColorMatrixRow(const uint8_t* src, uint32_t* dst, int32_t count, const ColorMatrix& matrix) {
-  bool offsets = false;
-  for (int32_t c = 0; c < 3; ++c)
-    offsets = offsets || matrix.inputOffset[c] != 0.0 || matrix.outputOffset[c] != 0.0;
-  if (offsets)
+  if (HasOffsets(matrix))
     MapRow<true>(src, dst, count, matrix);
   else
     MapRow<false>(src, dst, count, matrix);
@@ -139,35 +142,29 @@ inline uint32_t ComponentSelect(double value) {
   return static_cast<uint32_t>(static_cast<int32_t>(v));
 }
 
-PICTURE_VECTOR_CLONES
-void MapRowFastWithoutOffsets(const uint8_t* __restrict src, uint32_t* __restrict dst, int32_t count,
-                              const ColorMatrix& m) {
-  const double w00 = m.weight[0][0], w01 = m.weight[0][1], w02 = m.weight[0][2];
-  const double w10 = m.weight[1][0], w11 = m.weight[1][1], w12 = m.weight[1][2];
-  const double w20 = m.weight[2][0], w21 = m.weight[2][1], w22 = m.weight[2][2];
-  for (int32_t i = 0; i < count; ++i) {
-    const double r = src[3 * i], g = src[3 * i + 1], b = src[3 * i + 2];
-    const uint32_t cr = ComponentSelect(w00 * r + w01 * g + w02 * b);
-    const uint32_t cg = ComponentSelect(w10 * r + w11 * g + w12 * b);
-    const uint32_t cb = ComponentSelect(w20 * r + w21 * g + w22 * b);
-    dst[i] = (cr << 16) | (cg << 8) | cb;
-  }
-}
-
-PICTURE_VECTOR_CLONES
-void MapRowFastWithOffsets(const uint8_t* __restrict src, uint32_t* __restrict dst, int32_t count,
-                           const ColorMatrix& m) {
+// The offsets' additions are left out when all are 0, as in MapRow.
+template <bool kOffsets>
+PICTURE_VECTOR_CLONES void MapRowFast(const uint8_t* __restrict src, uint32_t* __restrict dst, int32_t count,
+                                      const ColorMatrix& m) {
   const double w00 = m.weight[0][0], w01 = m.weight[0][1], w02 = m.weight[0][2];
   const double w10 = m.weight[1][0], w11 = m.weight[1][1], w12 = m.weight[1][2];
   const double w20 = m.weight[2][0], w21 = m.weight[2][1], w22 = m.weight[2][2];
   const double i0 = m.inputOffset[0], i1 = m.inputOffset[1], i2 = m.inputOffset[2];
   const double o0 = m.outputOffset[0], o1 = m.outputOffset[1], o2 = m.outputOffset[2];
   for (int32_t i = 0; i < count; ++i) {
-    const double r = src[3 * i] + i0, g = src[3 * i + 1] + i1, b = src[3 * i + 2] + i2;
-    const uint32_t cr = ComponentSelect(w00 * r + w01 * g + w02 * b + o0);
-    const uint32_t cg = ComponentSelect(w10 * r + w11 * g + w12 * b + o1);
-    const uint32_t cb = ComponentSelect(w20 * r + w21 * g + w22 * b + o2);
-    dst[i] = (cr << 16) | (cg << 8) | cb;
+    double r = src[3 * i], g = src[3 * i + 1], b = src[3 * i + 2];
+    if (kOffsets) {
+      r += i0;
+      g += i1;
+      b += i2;
+    }
+    double vr = w00 * r + w01 * g + w02 * b, vg = w10 * r + w11 * g + w12 * b, vb = w20 * r + w21 * g + w22 * b;
+    if (kOffsets) {
+      vr += o0;
+      vg += o1;
+      vb += o2;
+    }
+    dst[i] = (ComponentSelect(vr) << 16) | (ComponentSelect(vg) << 8) | ComponentSelect(vb);
   }
 }
 
@@ -175,11 +172,8 @@ void MapRowFastWithOffsets(const uint8_t* __restrict src, uint32_t* __restrict d
 
 // Vectorised across pixels; each pixel's sums are the plain kernel's.
 void ColorMatrixRowFast(const uint8_t* src, uint32_t* dst, int32_t count, const ColorMatrix& matrix) {
-  bool offsets = false;
-  for (int32_t c = 0; c < 3; ++c)
-    offsets = offsets || matrix.inputOffset[c] != 0.0 || matrix.outputOffset[c] != 0.0;
-  if (offsets)
-    MapRowFastWithOffsets(src, dst, count, matrix);
+  if (HasOffsets(matrix))
+    MapRowFast<true>(src, dst, count, matrix);
   else
-    MapRowFastWithoutOffsets(src, dst, count, matrix);
+    MapRowFast<false>(src, dst, count, matrix);
 }
