@@ -9,6 +9,10 @@
 #   tools/digests.sh --compare A B         compare two digest files line by
 #                                          line; fails on any difference
 #
+# PICTUREHOST_RUNNER, when set, is a command that runs PICTUREHOST for the
+# script (`tools/i386-root.sh run` for the 32-bit build, whose programs run
+# only inside the i386 root); the digesting itself stays on this machine.
+#
 # Each call is a `picturehost call` or `picturehost run` command line. Its
 # digest is the SHA-256 of everything it produced: its exit status, what it
 # printed (numbers, booleans, strings of class properties; doubles with 17
@@ -51,9 +55,11 @@ fi
 if [[ -z ${DISPLAY:-} ]]; then exec "$CHECKOUT/tools/with-xvfb.sh" "$0" "$@"; fi
 
 PH=$(cd "$(dirname "$1")" && pwd -P)/$(basename "$1")
+read -r -a RUNNER <<<"${PICTUREHOST_RUNNER:-}"
 OUTFILE=$2
 [[ -x $PH ]] || { echo "digests: $PH is not built" >&2; exit 1; }
-WORK=$(mktemp -d "${TMPDIR:-/tmp}/picture-digests.XXXXXX")
+# Under /tmp, which the i386 root shares.
+WORK=$(mktemp -d /tmp/picture-digests.XXXXXX)
 trap 'rm -rf "$WORK"' EXIT
 export LC_ALL=C
 
@@ -270,7 +276,7 @@ while IFS= read -r l; do
       fi
       ;;
   esac
-done < <("$PH" list)
+done < <("${RUNNER[@]}" "$PH" list)
 if ((${#missing[@]})); then
   echo "digests: no call covers: ${missing[*]}" >&2
   exit 1
@@ -302,7 +308,7 @@ while IFS= read -r line; do
     esac
   done
   status=0
-  (cd "$dir" && "$PH" "${args[@]}" >"$dir/stdout" 2>"$dir/stderr") || status=$?
+  (cd "$dir" && "${RUNNER[@]}" "$PH" "${args[@]}" >"$dir/stdout" 2>"$dir/stderr") || status=$?
   if [[ $status -ne 0 && $status -ne 3 ]]; then
     echo "digests: '$line' failed with status $status:" >&2
     cat "$dir/stderr" >&2
