@@ -232,7 +232,7 @@ void Host::State::Purge() {
 Object* Host::State::MakeString(const void* bytes, int32_t length, uint32_t encoding, const char* service) {
   if (length < 0 || (length > 0 && !bytes)) return nullptr;
   Object* o = NewObject(ObjectKind::String, service);
-  o->storage.assign(static_cast<size_t>(length) + 2, 0);
+  o->storage.assign(static_cast<size_t>(length) + 1, 0);  // no terminating zero
   o->storage[0] = static_cast<char>(length & 0xFF);
   if (length > 0) std::memcpy(o->storage.data() + 1, bytes, static_cast<size_t>(length));
   o->string = std::make_unique<REALstringData>();
@@ -249,8 +249,8 @@ Object* Host::State::MakeBlock(int32_t size, const char* service) {
   constexpr int32_t kLargestBlock = 1 << 30;
   if (size < 0 || size > kLargestBlock) return nullptr;
   Object* o = NewObject(ObjectKind::MemoryBlock, service);
-  o->bytes.assign(static_cast<size_t>(size) + 1, 0);  // never a null address
-  o->bytes.resize(static_cast<size_t>(size));
+  o->bytes.reset(new uint8_t[static_cast<size_t>(size)]());  // never a null address, even for 0 bytes
+  o->size = size;
   byHandle[o->handle] = o;
   return o;
 }
@@ -258,7 +258,7 @@ Object* Host::State::MakeBlock(int32_t size, const char* service) {
 Object* Host::State::MakeInstance(const ClassInfo& cls, const char* service) {
   Object* o = NewObject(ObjectKind::Instance, service + (" " + cls.name));
   o->cls = &cls;
-  o->memory = static_cast<uint8_t*>(std::calloc(1, cls.dataOffset + cls.dataSize + 1));
+  o->memory = static_cast<uint8_t*>(std::calloc(1, cls.dataOffset + cls.dataSize));
   o->handle = o->memory;
   byHandle[o->handle] = o;
   if (cls.record && cls.record->constructor) {
@@ -272,11 +272,9 @@ Object* Host::State::MakeInstance(const ClassInfo& cls, const char* service) {
   return o;
 }
 
-uint8_t* BlockData(Object* block) { return block->view ? block->view : block->bytes.data(); }
+uint8_t* BlockData(Object* block) { return block->view ? block->view : block->bytes.get(); }
 
-int32_t BlockSize(const Object* block) {
-  return block->view ? block->viewSize : static_cast<int32_t>(block->bytes.size());
-}
+int32_t BlockSize(const Object* block) { return block->view ? block->viewSize : block->size; }
 
 // ---------------------------------------------------------------------------
 // Registration
@@ -492,7 +490,7 @@ Ref Host::NewMemoryBlock(std::span<const uint8_t> bytes) {
   gCurrent = this;
   Object* o = s_->MakeBlock(static_cast<int32_t>(bytes.size()), "NewMemoryBlock");
   if (!o) throw HostError("cannot make a memory block of " + std::to_string(bytes.size()) + " bytes");
-  if (!bytes.empty()) std::memcpy(o->bytes.data(), bytes.data(), bytes.size());
+  if (!bytes.empty()) std::memcpy(o->bytes.get(), bytes.data(), bytes.size());
   return Ref::Adopt(o);
 }
 

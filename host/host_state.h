@@ -45,18 +45,21 @@ struct Object {
   // Graphics: the picture it draws into, held with one reference
   Object* target = nullptr;
 
-  // Memory block: its own bytes, or a view of memory owned by the plug-in
-  std::vector<uint8_t> bytes;
+  // Memory block: its own bytes, or a view of memory owned by the plug-in.
+  // Its own bytes are exactly as many as asked, so that the address sanitizer
+  // sees a read or write one past the end.
+  std::unique_ptr<uint8_t[]> bytes;
+  int32_t size = 0;
   uint8_t* view = nullptr;
   int32_t viewSize = 0;
 
   // String
   std::unique_ptr<REALstringData> string;
-  std::vector<char> storage;  // content starts at storage[1]
+  std::vector<char> storage;  // content starts at storage[1] and ends the storage
 
   // Instance
   const ClassInfo* cls = nullptr;
-  uint8_t* memory = nullptr;  // header area, then the instance data at cls->dataOffset
+  uint8_t* memory = nullptr;  // header area, then the instance data at cls->dataOffset, and no more
 
   // Folder item
   std::string path;
