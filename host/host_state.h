@@ -30,8 +30,10 @@ struct Object {
   ObjectKind kind;
   uint64_t id = 0;
   int32_t references = 1;
-  bool dead = false;
-  std::string origin;  // what made it, and during which call
+  bool dead = false;     // the last reference is gone
+  int32_t holders = 0;   // the caller's Refs that point here: a dead object stays while any does
+  std::string origin;    // what made it, and during which call
+  std::string releaser;  // what dropped the last reference, and during which call
   void* handle = nullptr;
   Host::State* owner = nullptr;
 
@@ -92,9 +94,10 @@ struct Host::State {
   Object* FindKind(const void* handle, ObjectKind kind, const char* service);
   void AddReference(Object* o, const char* service);
   void DropReference(Object* o, const char* service);
+  std::string Where(const char* service) const;
   void Destroy(Object* o);
   void Problem(const std::string& text);
-  void CheckLocksAfterCall();
+  void CheckAfterCall();
   void Purge();
 
   // Pictures
