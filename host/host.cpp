@@ -62,16 +62,34 @@ std::string Object::Describe() const {
 // References and values
 
 Ref::Ref(const Ref& other) : object_(other.object_) {
-  if (object_) object_->owner->AddReference(object_, "caller");
+  if (object_) {
+    ++object_->holders;
+    object_->owner->AddReference(object_, "caller");
+  }
+}
+
+Ref Ref::Adopt(Object* object) {
+  Ref r;
+  r.object_ = object;
+  if (object) ++object->holders;
+  return r;
+}
+
+Object* Ref::Release() {
+  Object* o = object_;
+  if (o) --o->holders;
+  object_ = nullptr;
+  return o;
 }
 
 Ref::~Ref() {
   if (object_) {
     Host::State* s = object_->owner;
+    --object_->holders;
     gCurrent = s->self;  // a release may run a destructor in the plug-in
     s->DropReference(object_, "caller");
     if (s->depth == 0) {
-      s->CheckLocksAfterCall();
+      s->CheckAfterCall();
       s->Purge();
     }
   }
@@ -127,7 +145,7 @@ Object* Host::State::NewObject(ObjectKind kind, const std::string& what) {
   object->kind = kind;
   object->id = nextId++;
   object->owner = this;
-  object->origin = what + " during " + activity;
+  object->origin = what + (depth > 0 ? " during " + activity : std::string(" for the caller"));
   object->handle = object.get();
   Object* raw = object.get();
   objects.emplace(raw->id, std::move(object));
@@ -165,12 +183,22 @@ void Host::State::AddReference(Object* o, const char* service) {
   ++o->references;
 }
 
+// The service and the call it came in; the caller's own releases come after
+// its calls.
+std::string Host::State::Where(const char* service) const {
+  return std::string(service) + (depth > 0 ? " in " + activity : std::string(" after the call"));
+}
+
 void Host::State::DropReference(Object* o, const char* service) {
   if (o->dead) {
-    Problem("double release of " + o->Describe() + " by " + service + " in " + activity);
+    Problem("released twice: " + o->Describe() + "; last released by " + o->releaser + ", then again by " +
+            Where(service));
     return;
   }
-  if (--o->references == 0) Destroy(o);
+  if (--o->references == 0) {
+    o->releaser = Where(service);
+    Destroy(o);
+  }
 }
 
 void Host::State::Destroy(Object* o) {
@@ -205,21 +233,34 @@ void Host::State::Destroy(Object* o) {
 
 void Host::State::Problem(const std::string& text) { problems.push_back(text); }
 
-void Host::State::CheckLocksAfterCall() {
+// After a call no picture may stay locked, and every live object must have at
+// least one reference for each Ref of the caller that points at it: fewer
+// means the call released it more often than it referenced it (or handed it
+// back without a reference). The count is set right after the report, so
+// that the caller's own releases do not report it again.
+void Host::State::CheckAfterCall() {
   for (auto& [id, o] : objects) {
     if (o->kind == ObjectKind::Picture && o->locks != 0) {
       Problem(o->Describe() + " left with " + std::to_string(o->locks) + " description lock(s) after " + activity);
       o->locks = 0;
     }
+    if (!o->dead && o->references < o->holders) {
+      Problem("released twice: " + o->Describe() + "; after " + activity + " it has " +
+              std::to_string(o->references) + " reference(s) while the caller holds " + std::to_string(o->holders));
+      o->references = o->holders;
+    }
   }
 }
 
-// Forgets objects whose last reference is gone. Until then a second release is
-// reported as a double release; afterwards as an unknown handle.
+// Forgets objects whose last reference is gone, once no Ref of the caller
+// points at them any more. Until then a dead object stays as a tombstone, so
+// that another release, by the plug-in or by a Ref the caller still holds, is
+// reported as released twice instead of touching freed memory; a handle of a
+// forgotten object is reported as unknown.
 void Host::State::Purge() {
   for (auto it = objects.begin(); it != objects.end();) {
     Object* o = it->second.get();
-    if (o->dead) {
+    if (o->dead && o->holders == 0) {
       byHandle.erase(o->handle);
       std::free(o->memory);
       it = objects.erase(it);
@@ -232,7 +273,7 @@ void Host::State::Purge() {
 Object* Host::State::MakeString(const void* bytes, int32_t length, uint32_t encoding, const char* service) {
   if (length < 0 || (length > 0 && !bytes)) return nullptr;
   Object* o = NewObject(ObjectKind::String, service);
-  o->storage.assign(static_cast<size_t>(length) + 2, 0);
+  o->storage.assign(static_cast<size_t>(length) + 1, 0);  // no terminating zero
   o->storage[0] = static_cast<char>(length & 0xFF);
   if (length > 0) std::memcpy(o->storage.data() + 1, bytes, static_cast<size_t>(length));
   o->string = std::make_unique<REALstringData>();
@@ -249,8 +290,8 @@ Object* Host::State::MakeBlock(int32_t size, const char* service) {
   constexpr int32_t kLargestBlock = 1 << 30;
   if (size < 0 || size > kLargestBlock) return nullptr;
   Object* o = NewObject(ObjectKind::MemoryBlock, service);
-  o->bytes.assign(static_cast<size_t>(size) + 1, 0);  // never a null address
-  o->bytes.resize(static_cast<size_t>(size));
+  o->bytes.reset(new uint8_t[static_cast<size_t>(size)]());  // never a null address, even for 0 bytes
+  o->size = size;
   byHandle[o->handle] = o;
   return o;
 }
@@ -258,7 +299,7 @@ Object* Host::State::MakeBlock(int32_t size, const char* service) {
 Object* Host::State::MakeInstance(const ClassInfo& cls, const char* service) {
   Object* o = NewObject(ObjectKind::Instance, service + (" " + cls.name));
   o->cls = &cls;
-  o->memory = static_cast<uint8_t*>(std::calloc(1, cls.dataOffset + cls.dataSize + 1));
+  o->memory = static_cast<uint8_t*>(std::calloc(1, cls.dataOffset + cls.dataSize));
   o->handle = o->memory;
   byHandle[o->handle] = o;
   if (cls.record && cls.record->constructor) {
@@ -272,11 +313,9 @@ Object* Host::State::MakeInstance(const ClassInfo& cls, const char* service) {
   return o;
 }
 
-uint8_t* BlockData(Object* block) { return block->view ? block->view : block->bytes.data(); }
+uint8_t* BlockData(Object* block) { return block->view ? block->view : block->bytes.get(); }
 
-int32_t BlockSize(const Object* block) {
-  return block->view ? block->viewSize : static_cast<int32_t>(block->bytes.size());
-}
+int32_t BlockSize(const Object* block) { return block->view ? block->viewSize : block->size; }
 
 // ---------------------------------------------------------------------------
 // Registration
@@ -395,7 +434,7 @@ Host::Host(HostOptions options) : s_(std::make_unique<State>()) {
     return ResolveEntryPoint(name);
   });
   --s_->depth;
-  s_->CheckLocksAfterCall();
+  s_->CheckAfterCall();
 }
 
 Host::~Host() {
@@ -492,7 +531,7 @@ Ref Host::NewMemoryBlock(std::span<const uint8_t> bytes) {
   gCurrent = this;
   Object* o = s_->MakeBlock(static_cast<int32_t>(bytes.size()), "NewMemoryBlock");
   if (!o) throw HostError("cannot make a memory block of " + std::to_string(bytes.size()) + " bytes");
-  if (!bytes.empty()) std::memcpy(o->bytes.data(), bytes.data(), bytes.size());
+  if (!bytes.empty()) std::memcpy(o->bytes.get(), bytes.data(), bytes.size());
   return Ref::Adopt(o);
 }
 
@@ -530,7 +569,7 @@ Ref Host::NewInstance(const std::string& className) {
   if (!cls) throw HostError("no class named " + className);
   s_->activity = "new " + className;
   Object* o = s_->MakeInstance(*cls, "New");
-  s_->CheckLocksAfterCall();
+  s_->CheckAfterCall();
   return Ref::Adopt(o);
 }
 
@@ -717,7 +756,7 @@ auto Activity(Host::State& s, Host* host, const std::string& label, F&& f) {
     ~Leave() {
       --s.depth;
       if (s.depth == 0) {
-        s.CheckLocksAfterCall();
+        s.CheckAfterCall();
         s.Purge();
         DiscardEvents();
       }

@@ -42,17 +42,9 @@ class Ref {
   ~Ref();
 
   // Takes over a reference the caller already owns.
-  static Ref Adopt(Object* object) {
-    Ref r;
-    r.object_ = object;
-    return r;
-  }
+  static Ref Adopt(Object* object);
   // Gives up the reference without dropping it.
-  Object* Release() {
-    Object* o = object_;
-    object_ = nullptr;
-    return o;
-  }
+  Object* Release();
 
   Object* get() const { return object_; }
   void* handle() const;  // what the plug-in sees; null for nil

@@ -30,8 +30,10 @@ struct Object {
   ObjectKind kind;
   uint64_t id = 0;
   int32_t references = 1;
-  bool dead = false;
-  std::string origin;  // what made it, and during which call
+  bool dead = false;     // the last reference is gone
+  int32_t holders = 0;   // the caller's Refs that point here: a dead object stays while any does
+  std::string origin;    // what made it, and during which call
+  std::string releaser;  // what dropped the last reference, and during which call
   void* handle = nullptr;
   Host::State* owner = nullptr;
 
@@ -45,18 +47,21 @@ struct Object {
   // Graphics: the picture it draws into, held with one reference
   Object* target = nullptr;
 
-  // Memory block: its own bytes, or a view of memory owned by the plug-in
-  std::vector<uint8_t> bytes;
+  // Memory block: its own bytes, or a view of memory owned by the plug-in.
+  // Its own bytes are exactly as many as asked, so that the address sanitizer
+  // sees a read or write one past the end.
+  std::unique_ptr<uint8_t[]> bytes;
+  int32_t size = 0;
   uint8_t* view = nullptr;
   int32_t viewSize = 0;
 
   // String
   std::unique_ptr<REALstringData> string;
-  std::vector<char> storage;  // content starts at storage[1]
+  std::vector<char> storage;  // content starts at storage[1] and ends the storage
 
   // Instance
   const ClassInfo* cls = nullptr;
-  uint8_t* memory = nullptr;  // header area, then the instance data at cls->dataOffset
+  uint8_t* memory = nullptr;  // header area, then the instance data at cls->dataOffset, and no more
 
   // Folder item
   std::string path;
@@ -89,9 +94,10 @@ struct Host::State {
   Object* FindKind(const void* handle, ObjectKind kind, const char* service);
   void AddReference(Object* o, const char* service);
   void DropReference(Object* o, const char* service);
+  std::string Where(const char* service) const;
   void Destroy(Object* o);
   void Problem(const std::string& text);
-  void CheckLocksAfterCall();
+  void CheckAfterCall();
   void Purge();
 
   // Pictures

@@ -3,6 +3,9 @@
 #include <gdk-pixbuf/gdk-pixbuf.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <cstdio>
 #include <cstring>
 #include <string>
 
@@ -19,13 +22,76 @@ constexpr int64_t kLargestArea = int64_t{1} << 27;
 
 GdkColormap* Colormap() { return gdk_screen_get_system_colormap(gdk_screen_get_default()); }
 
+bool FitsHost(int64_t width, int64_t height) {
+  return width >= 1 && height >= 1 && width <= kLargestSide && height <= kLargestSide &&
+         width * height <= kLargestArea;
+}
+
+HostError TooLarge(const std::string& source, const std::string& size) {
+  return HostError(source + ": a picture of " + size + " is larger than the host makes (at most " +
+                   std::to_string(kLargestSide) + " pixels a side and " + std::to_string(kLargestArea) +
+                   " pixels in all)");
+}
+
+// One side of sample:WxH: decimal digits only, read in 64 bits so that a huge
+// size cannot wrap into a small one. Sizes beyond 64 bits come out as the
+// largest value, which the size check then refuses.
+bool ParseSide(const std::string& text, int64_t* side) {
+  if (text.empty() || text.find_first_not_of("0123456789") != std::string::npos) return false;
+  const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), *side);
+  if (ec == std::errc::result_out_of_range) *side = INT64_MAX;
+  return end == text.data() + text.size();
+}
+
+// Decodes an image file through an incremental loader whose size-prepared
+// signal comes as soon as the header is read: a picture larger than the host
+// makes is refused there, before any pixel memory is allocated. A zero size
+// is the loaders' way to stop; the write then fails and the file is not read
+// further.
+GdkPixbuf* DecodeWithinLimits(const std::string& path) {
+  FILE* in = std::fopen(path.c_str(), "rb");
+  if (!in) throw HostError("cannot read image " + path + ": " + std::strerror(errno));
+  struct Announced {
+    int width = 0, height = 0;
+    bool tooLarge = false;
+  } announced;
+  GdkPixbufLoader* loader = gdk_pixbuf_loader_new();
+  auto onSize = +[](GdkPixbufLoader* l, int width, int height, gpointer data) {
+    auto* a = static_cast<Announced*>(data);
+    a->width = width;
+    a->height = height;
+    if (!FitsHost(width, height)) {
+      a->tooLarge = true;
+      gdk_pixbuf_loader_set_size(l, 0, 0);
+    }
+  };
+  g_signal_connect(loader, "size-prepared", G_CALLBACK(onSize), &announced);
+  GError* error = nullptr;
+  bool ok = true;
+  guchar chunk[1 << 16];
+  while (ok && !announced.tooLarge) {
+    const size_t n = std::fread(chunk, 1, sizeof chunk, in);
+    if (n == 0) break;
+    ok = gdk_pixbuf_loader_write(loader, chunk, n, &error);
+  }
+  std::fclose(in);
+  if (!gdk_pixbuf_loader_close(loader, error ? nullptr : &error)) ok = false;
+  GdkPixbuf* pixbuf = ok && !announced.tooLarge ? gdk_pixbuf_loader_get_pixbuf(loader) : nullptr;
+  if (pixbuf) g_object_ref(pixbuf);
+  g_object_unref(loader);
+  const std::string message = error ? error->message : "no picture in the file";
+  if (error) g_error_free(error);
+  if (announced.tooLarge) {
+    throw TooLarge(path, std::to_string(announced.width) + "x" + std::to_string(announced.height));
+  }
+  if (!pixbuf) throw HostError("cannot read image " + path + ": " + message);
+  return pixbuf;
+}
+
 }  // namespace
 
 Object* Host::State::MakePicture(int32_t width, int32_t height, const char* service) {
-  if (width < 1 || height < 1 || width > kLargestSide || height > kLargestSide ||
-      int64_t{width} * height > kLargestArea) {
-    return nullptr;
-  }
+  if (!FitsHost(width, height)) return nullptr;
   GdkColormap* colormap = Colormap();
   GdkPixmap* pixmap = gdk_pixmap_new(nullptr, width, height, gdk_colormap_get_visual(colormap)->depth);
   if (!pixmap) return nullptr;
@@ -112,23 +178,24 @@ std::vector<uint32_t> SamplePixels(int32_t width, int32_t height) {
 }
 
 Ref Host::LoadPicture(const std::string& source) {
-  int w = 0, h = 0;
-  char tail = 0;
   if (source.rfind("sample:", 0) == 0) {
-    if (std::sscanf(source.c_str() + 7, "%dx%d%c", &w, &h, &tail) != 2 || w < 1 || h < 1) {
+    const std::string size = source.substr(7);
+    const size_t x = size.find('x');
+    int64_t w = 0, h = 0;
+    if (x == std::string::npos || !ParseSide(size.substr(0, x), &w) || !ParseSide(size.substr(x + 1), &h) ||
+        w < 1 || h < 1) {
       throw HostError("bad sample size in " + source + " (expected sample:WxH)");
     }
-    return NewPicture(w, h, SamplePixels(w, h));
+    if (!FitsHost(w, h)) throw TooLarge(source, size);
+    const int32_t width = static_cast<int32_t>(w), height = static_cast<int32_t>(h);
+    return NewPicture(width, height, SamplePixels(width, height));
   }
-  GError* error = nullptr;
-  GdkPixbuf* pixbuf = gdk_pixbuf_new_from_file(source.c_str(), &error);
-  if (!pixbuf) {
-    std::string message = error ? error->message : "unknown error";
-    if (error) g_error_free(error);
-    throw HostError("cannot read image " + source + ": " + message);
+  GdkPixbuf* pixbuf = DecodeWithinLimits(source);
+  const int w = gdk_pixbuf_get_width(pixbuf), h = gdk_pixbuf_get_height(pixbuf);
+  if (!FitsHost(w, h)) {
+    g_object_unref(pixbuf);
+    throw TooLarge(source, std::to_string(w) + "x" + std::to_string(h));
   }
-  w = gdk_pixbuf_get_width(pixbuf);
-  h = gdk_pixbuf_get_height(pixbuf);
   const guchar* base = gdk_pixbuf_get_pixels(pixbuf);
   const int stride = gdk_pixbuf_get_rowstride(pixbuf);
   const int channels = gdk_pixbuf_get_n_channels(pixbuf);
