@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "pixels/picture_access.h"
 #include "plugin/host_calls.h"
 #include "plugin/registration.h"
 
@@ -232,7 +233,7 @@ int32_t CountColors(REALobjectStruct* instance) { return DistinctColorCount(Pale
 // applied to it.
 REALpictureStruct* NewPalPicture(REALobjectStruct* instance, int32_t width, int32_t height) {
   const int32_t depth = PictureDepthForCount(Palette(instance).count);
-  if (depth == 0) return nullptr;
+  if (depth == 0 || !FitsHostPicture(width, height)) return nullptr;
   return REALNewPicture(width, height, depth);
 }
 

@@ -304,6 +304,31 @@ REALpictureStruct* Rotate45(PictureReader& source, double angle, uint32_t backgr
   return pass3;
 }
 
+namespace {
+
+// False when a shear pass of the rotation by `angle` (turned first, then
+// sheared by `residual`) would make a picture larger than a host picture can
+// be; the result would be nil, so neither the turn nor any pass is worth
+// making. The sizes come from the picture's description, before anything is
+// read.
+bool ShearPassesFit(REALpictureStruct* picture, double angle, double residual) {
+  REALpictureDescription description{};
+  REALLockPictureDescription(picture, &description);
+  REALUnlockPictureDescription(picture);
+  const bool quarter = (angle >= 90.0 && angle < 180.0) || angle >= 270.0;
+  const int32_t width = quarter ? description.height : description.width;
+  const int32_t height = quarter ? description.width : description.height;
+  double theta, s, t;
+  ShearFactors(residual, &theta, &s, &t);
+  ShearSizes sizes;
+  // Sizes that cannot be worked out are left to the passes to refuse.
+  if (!ComputeShearSizes(width, height, theta, s, t, &sizes)) return true;
+  return FitsHostPicture(sizes.width1, height) && FitsHostPicture(sizes.width1, sizes.height2) &&
+         FitsHostPicture(sizes.width3, sizes.height2);
+}
+
+}  // namespace
+
 REALpictureStruct* Rotate(REALpictureStruct* picture, double angle, uint32_t background) {
   if (!picture) return nullptr;
   double a;
@@ -316,21 +341,18 @@ REALpictureStruct* Rotate(REALpictureStruct* picture, double angle, uint32_t bac
 
   // One exact turn, then the residual (strictly between 0 and 90 degrees;
   // a - 90, a - 180 and a - 270 are exact here).
+  const double residual = a < 90.0 ? a : a < 180.0 ? a - 90.0 : a < 270.0 ? a - 180.0 : a - 270.0;
+  if (!ShearPassesFit(picture, a, residual)) return nullptr;
   REALpictureStruct* held;
-  double residual;
   if (a < 90.0) {
     REALLockObject(AsObject(picture));
     held = picture;
-    residual = a;
   } else if (a < 180.0) {
     held = Rotate90(picture);
-    residual = a - 90.0;
   } else if (a < 270.0) {
     held = Rotate180(picture);
-    residual = a - 180.0;
   } else {
     held = Rotate270(picture);
-    residual = a - 270.0;
   }
 
   REALpictureStruct* result = nullptr;

@@ -200,7 +200,7 @@ bool ScaleCubic(const PictureReader& src, int32_t width, int32_t height, REALpic
 
 REALpictureStruct* ScalePicture(REALpictureStruct* picture, int32_t width, int32_t height,
                                 unsigned char antiAlias) {
-  if (!picture) return nullptr;
+  if (!picture || !FitsHostPicture(width, height)) return nullptr;
   if (antiAlias) {
     // The cubic path only for an enlargement in both directions.
     REALpictureDescription description{};

@@ -95,7 +95,7 @@ void ClosePictureReader(PictureReader& reader) {
 
 bool NewPictureWriter(PictureWriter& writer, int32_t width, int32_t height) {
   std::memset(&writer, 0, sizeof writer);
-  if (width < 1 || height < 1) return false;
+  if (!FitsHostPicture(width, height)) return false;
   // (height + 1) rows of 4 * width bytes must be a 32-bit byte count.
   const uint64_t rowBytes = 4 * static_cast<uint64_t>(width);
   const uint64_t size = rowBytes * (static_cast<uint64_t>(height) + 1);

@@ -47,6 +47,14 @@ bool LockPictureReader(PictureReader& reader, REALpictureStruct* picture, bool a
 bool GetPictureReader(PictureReader& reader, REALpictureStruct* picture);
 void ClosePictureReader(PictureReader& reader);
 
+// A host picture is an X pixmap: at most 32767 pixels a side. A result of
+// any other size could never be handed back, so it is refused before any
+// memory is taken for it.
+constexpr int32_t kLargestPictureSide = 32767;
+inline bool FitsHostPicture(int64_t width, int64_t height) {
+  return width >= 1 && height >= 1 && width <= kLargestPictureSide && height <= kLargestPictureSide;
+}
+
 bool NewPictureWriter(PictureWriter& writer, int32_t width, int32_t height);
 REALpictureStruct* RenderPictureWriter(PictureWriter& writer);
 void FreePictureWriter(PictureWriter& writer);

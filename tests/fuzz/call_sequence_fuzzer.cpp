@@ -262,9 +262,9 @@ ph::Value ValueOf(Type type, const std::string& typeName, fuzz::Input& in, Pool&
 bool NameIs(const std::string& name, const char* what) { return strcasecmp(name.c_str(), what) == 0; }
 
 // Keeps one input from asking for gigabytes: a width and height pair whose
-// picture the plug-in would accept (at most 2^31 bytes of writer) but which
-// exceeds 2^18 pixels is folded into a small size. Pairs beyond what the
-// plug-in accepts stay as they are: refusing them is its job.
+// picture the plug-in would accept (at most 32767 a side and 2^31 bytes of
+// writer) but which exceeds 2^18 pixels is folded into a small size. Pairs
+// beyond what the plug-in accepts stay as they are: refusing them is its job.
 void CapSizes(const ph::Declaration& d, std::vector<ph::Value>& args) {
   int wi = -1, hi = -1;
   for (size_t i = 0; i < d.params.size(); ++i) {
@@ -274,7 +274,7 @@ void CapSizes(const ph::Declaration& d, std::vector<ph::Value>& args) {
   }
   if (wi < 0 || hi < 0) return;
   const int64_t w = args[wi].AsInt(), h = args[hi].AsInt();
-  if (w < 1 || h < 1 || w * h <= (1 << 18) || (h + 1) * w > INT32_MAX / 4) return;
+  if (w < 1 || h < 1 || w > 32767 || h > 32767 || w * h <= (1 << 18) || (h + 1) * w > INT32_MAX / 4) return;
   args[wi] = static_cast<int32_t>(1 + w % 512);
   args[hi] = static_cast<int32_t>(1 + h % 512);
 }

@@ -205,6 +205,14 @@ TEST_F(GeometryRotateMethod, BadInputGivesNilAndReleasesEverything) {
     EXPECT_EQ(direct.Builds(), builds);
     Release(ok);
   }
+  // 32767 x 12 sheared by 10 degrees: the first pass would be 32767 +
+  // trunc(tan 5 * 12) = 32768 wide, so nothing is turned or built (the result,
+  // 32272 wide, would fit).
+  ph::Ref wide = Flat(32767, 12, 0x808080), tall = Flat(12, 32767, 0x808080);
+  direct.FailBuildsFrom(0);
+  for (auto [p, angle] : {std::pair{&wide, 10.0}, {&wide, 190.0}, {&tall, 100.0}, {&tall, 280.0}})
+    EXPECT_EQ(Rotate(Handle(*p), angle, 0), nullptr) << angle;
+  EXPECT_EQ(direct.Builds(), 0);
   ph::Ref foreign = host().NewForeignPicture(4, 3, std::vector<uint32_t>(12, 0x808080));
   EXPECT_EQ(host().Width(Rotated(foreign, 30)), 5);  // read through its clone
   direct.RefuseNewPictures(true);

@@ -105,6 +105,13 @@ TEST_F(GeometryScaleMethod, RefusalsGiveNilWithNothingHeld) {
   direct.FailBuildsFrom(1);
   EXPECT_EQ(ScalePicture(Handle(pic), 8, 8, true), nullptr);
   EXPECT_EQ(direct.Builds(), 2);
+  // A side beyond a host picture's 32767: refused before the source is
+  // locked or anything is built.
+  direct.FailBuildsFrom(0);
+  direct.TakeLockEvents();
+  for (bool aa : {false, true}) EXPECT_EQ(ScalePicture(Handle(pic), 32768, 5, aa), nullptr);
+  EXPECT_EQ(direct.Builds(), 0);
+  EXPECT_TRUE(direct.TakeLockEvents().empty());
 }
 
 }  // namespace

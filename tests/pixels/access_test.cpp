@@ -42,8 +42,9 @@ TEST_F(PixelAccess, ReaderRowsAreThreeBytesAPixelPaddedToFour) {
 }
 
 // A writer starts black; a reader pixel becomes its 0x00RRGGBB word; the
-// rendered picture takes the buffer. Sizes below 1, and sizes whose
-// (height + 1) * width * 4 bytes leave 32 bits, are refused.
+// rendered picture takes the buffer. Sizes below 1 or above a host
+// picture's 32767 a side, and sizes whose (height + 1) * width * 4 bytes
+// leave 32 bits, are refused.
 TEST_F(PixelAccess, WritersRenderTheirWordsAndRefuseSizesTheyCannotHold) {
   PictureWriter w;
   ASSERT_TRUE(NewPictureWriter(w, 5, 2));
@@ -53,8 +54,8 @@ TEST_F(PixelAccess, WritersRenderTheirWordsAndRefuseSizesTheyCannotHold) {
   ph::Ref made = ph::Ref::Adopt(host().state().Find(RenderPictureWriter(w), "test"));
   EXPECT_EQ(w.buffer, nullptr);
   EXPECT_EQ(host().Pixels(made), (std::vector<uint32_t>{0x123456, 0, 0, 0, 0, 0, 0, 0, 0, 0xFF0000}));
-  for (auto [width, height] : {std::pair{0, 5}, {5, 0}, {5, -1}, {-3, 4}, {INT32_MIN, 1}, {65536, 8192}, {16384, 32767},
-                               {INT32_MAX, INT32_MAX}}) {
+  for (auto [width, height] : {std::pair{0, 5}, {5, 0}, {5, -1}, {-3, 4}, {INT32_MIN, 1}, {32768, 1}, {2, 32768},
+                               {16384, 32767}, {INT32_MAX, INT32_MAX}}) {
     EXPECT_FALSE(NewPictureWriter(w, width, height)) << width << " x " << height;
     EXPECT_TRUE(w.buffer == nullptr && w.width == 0);
   }
