@@ -14,7 +14,9 @@
 #              compiled on this machine by Debian's i686 cross compilers with
 #              the root as system root (tools/i386-cross.cmake), which is many
 #              times faster than compiling inside the emulator.
-# PICTURE_I386_EMULATE=1 takes the emulated route on any machine.
+# PICTURE_I386_EMULATE=1 takes the emulated route on any machine; =0 the
+# native one (for a machine that runs 32-bit programs through an emulator
+# registered by someone else).
 #
 #   tools/i386-root.sh route [--check]
 #                                     print the route and why; --check also
@@ -43,8 +45,8 @@
 #
 # Environment: PICTURE_I386_ROOT (default /var/cache/picture-i386-root),
 # PICTURE_I386_ARCHIVE (default: the Debian archive in the machine's apt
-# sources), PICTURE_I386_EMULATE (1: always emulate), JOBS (parallel build
-# jobs, default 2).
+# sources), PICTURE_I386_EMULATE (1: always the emulated route, 0: always
+# the native one), JOBS (parallel build jobs, default 2).
 set -euo pipefail
 
 SELF=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd -P)/$(basename "${BASH_SOURCE[0]}")
@@ -138,7 +140,7 @@ probe() {
   rm -f "$file"
   if ((status == 0)); then
     local others
-    others=$(other_i386_entries | tr '\n' ' ')
+    others=$(other_i386_entries | paste -sd ' ')
     if [[ -n $others ]]; then
       echo "a 32-bit program ran, but through the binfmt_misc entries: $others"
       return 1
@@ -173,8 +175,10 @@ decide_route() {
   [[ -z ${ROUTE:-} ]] || return 0
   local found status=0
   found=$(cached_probe) || status=$?
-  if [[ ${PICTURE_I386_EMULATE:-0} == 1 ]]; then
+  if [[ ${PICTURE_I386_EMULATE:-} == 1 ]]; then
     ROUTE=emulated ROUTE_WHY="forced by PICTURE_I386_EMULATE=1; the probe: $found"
+  elif [[ ${PICTURE_I386_EMULATE:-} == 0 ]]; then
+    ROUTE=native ROUTE_WHY="forced by PICTURE_I386_EMULATE=0; the probe: $found"
   elif ((status == 0)); then
     ROUTE=native ROUTE_WHY=$found
   else
@@ -232,10 +236,11 @@ route_command() {
   [[ $forced == "32-bit route: emulated (forced by PICTURE_I386_EMULATE=1;"* ]] ||
     die "check failed: PICTURE_I386_EMULATE=1 gave: $forced"
   probed=$(probe) || status=$?
-  if ((status != 0)) && [[ $ROUTE == native ]]; then
+  [[ -n ${PICTURE_I386_EMULATE:-} ]] && status=forced
+  if [[ $status == 1 && $ROUTE == native ]]; then
     die "check failed: the native route was chosen although $probed"
   fi
-  if ((status == 0)) && [[ $ROUTE == emulated && ${PICTURE_I386_EMULATE:-0} != 1 ]]; then
+  if [[ $status == 0 && $ROUTE == emulated ]]; then
     die "check failed: the emulated route was chosen although $probed"
   fi
   echo "32-bit route check: the probe's decision and the forcing switch are obeyed"
@@ -346,7 +351,16 @@ make_root() {
   rm -f "$partial.log"  # the log of earlier versions of this script
   mkdir -p "$(dirname "$ROOT")"
   log "debootstrap $SUITE i386 from $archive ($ROUTE route)"
-  step debootstrap debootstrap --arch=i386 --variant=minbase "$SUITE" "$partial" "$archive"
+  # The first stage downloads and unpacks on this machine; the second runs
+  # the root's own dpkg, through the emulator on that route, and so is told
+  # first to leave out documentation and to skip syncing every file (a root
+  # interrupted half-way is made again anyway).
+  step debootstrap-first debootstrap --foreign --arch=i386 --variant=minbase "$SUITE" "$partial" "$archive"
+  mkdir -p "$partial/etc/dpkg/dpkg.cfg.d"
+  printf '%s\n' force-unsafe-io 'path-exclude=/usr/share/doc/*' 'path-exclude=/usr/share/man/*' \
+    'path-exclude=/usr/share/info/*' 'path-exclude=/usr/share/locale/*' 'path-include=/usr/share/locale/locale.alias' \
+    >"$partial/etc/dpkg/dpkg.cfg.d/01picture"
+  step debootstrap-second chroot "$partial" /debootstrap/debootstrap --second-stage
   # The root's apt reads only this file.
   printf 'deb %s %s main\n' "$archive" "$SUITE" >"$partial/etc/apt/sources.list"
   touch "$partial/.picture-debootstrap-done"
