@@ -11,12 +11,19 @@ FUZZ_SECONDS ?= 600
 FUZZ_TEST_SECONDS ?= 20
 FUZZ_FRESH ?= 0
 
-.PHONY: all setup release demo test build32 test32 clean fuzz-build fuzz memcheck bench test-plain
+# What the tests add to the build's packages: GoogleTest, and clang with its
+# sanitizer and libFuzzer runtime for the fuzz targets.
+TEST_PACKAGES := libgtest-dev clang libclang-rt-14-dev
+
+.PHONY: all setup setup-test release demo test check build32 test32 clean fuzz-build fuzz memcheck bench test-plain
 
 all: release
 
 setup:
 	@tools/setup.sh
+
+setup-test:
+	@tools/setup.sh $(TEST_PACKAGES)
 
 release: setup
 	cmake -S . -B $(RELEASE) -DCMAKE_BUILD_TYPE=Release -DPICTURE_TESTS=OFF
@@ -28,7 +35,7 @@ demo: release
 # The 64-bit suite, then the 32-bit one; both decide the result, they must
 # count the same tests, and the digests of every method's output must agree
 # between the two builds.
-test: setup
+test: setup-test
 	cmake -S . -B $(TESTBUILD) -DCMAKE_BUILD_TYPE=Debug -DPICTURE_SANITIZE=ON
 	cmake --build $(TESTBUILD) -j$(JOBS)
 	@status=0; \
@@ -41,6 +48,13 @@ test: setup
 	tools/count-tests.sh $(TESTBUILD) $(BUILD32) || status=1; \
 	$(MAKE) --no-print-directory fuzz FUZZ_SECONDS=$(FUZZ_TEST_SECONDS) FUZZ_FRESH=1 || status=1; \
 	exit $$status
+
+# The 64-bit sanitizer suite alone, for working on the code: no 32-bit
+# stage, no fuzzing, no root needed once the packages are there.
+check:
+	cmake -S . -B $(TESTBUILD) -DCMAKE_BUILD_TYPE=Debug -DPICTURE_SANITIZE=ON
+	cmake --build $(TESTBUILD) -j$(JOBS)
+	$(SANITIZER_ENV) tools/with-xvfb.sh ctest --test-dir $(TESTBUILD) --output-on-failure --no-tests=error -j$(JOBS)
 
 # The 32-bit x86 library, host and tests in build32/, run inside a Debian
 # i386 root (tools/i386-root.sh; the first use sets the root up). Machines
@@ -66,7 +80,7 @@ test32:
 # The libFuzzer targets (clang, AddressSanitizer and UndefinedBehaviorSanitizer),
 # each run for FUZZ_SECONDS (or until FUZZ_RUNS executions, when that is
 # given and comes first); `make test` runs each for FUZZ_TEST_SECONDS.
-fuzz-build: setup
+fuzz-build: setup-test
 	cmake -S . -B $(FUZZBUILD) -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ \
 	  -DCMAKE_BUILD_TYPE=RelWithDebInfo -DPICTURE_FUZZ=ON -DPICTURE_TESTS=OFF
 	cmake --build $(FUZZBUILD) -j$(JOBS) --target $(addprefix fuzz_,$(FUZZ_TARGETS))
@@ -77,6 +91,7 @@ fuzz: fuzz-build
 # The demo job of the release build under valgrind memcheck (tools/memcheck.sh):
 # fails on any error not covered by tools/valgrind.supp.
 memcheck: release
+	@tools/setup.sh valgrind
 	tools/memcheck.sh $(RELEASE)/picturehost out/memcheck
 
 # Benchmarks (Release, with OpenCV beside our kernels): the fast kernels are
@@ -85,7 +100,7 @@ memcheck: release
 BENCHBUILD := build-bench
 BENCH_FLAGS := --benchmark_repetitions=3 --benchmark_report_aggregates_only=true --benchmark_out_format=json
 bench:
-	@tools/setup.sh libopencv-dev python3
+	@tools/setup.sh libbenchmark-dev libopencv-dev python3 $(TEST_PACKAGES)
 	cmake -S . -B $(BENCHBUILD) -DCMAKE_BUILD_TYPE=Release -DPICTURE_BENCH=ON
 	cmake --build $(BENCHBUILD) -j$(JOBS) --target picture_kernel_bench picture_bench fast_kernel_tests
 	$(BENCHBUILD)/tests/pixels/fast_kernel_tests --gtest_brief=1
@@ -95,10 +110,10 @@ bench:
 	  bench/performance_notes.md > docs/performance.md
 
 # The 64-bit suite once more on the plain reference kernels only.
-test-plain: setup
+test-plain: setup-test
 	cmake -S . -B $(TESTBUILD) -DCMAKE_BUILD_TYPE=Debug -DPICTURE_SANITIZE=ON
 	cmake --build $(TESTBUILD) -j$(JOBS)
 	PICTURE_PLAIN_KERNELS=1 $(SANITIZER_ENV) tools/with-xvfb.sh ctest --test-dir $(TESTBUILD) --output-on-failure --no-tests=error -j$(JOBS)
 
 clean:
-	rm -rf $(RELEASE) $(TESTBUILD) $(BUILD32) out
+	rm -rf $(RELEASE) $(TESTBUILD) $(BUILD32) $(FUZZBUILD) $(BENCHBUILD) out

@@ -1,11 +1,9 @@
 #!/usr/bin/env bash
-# Installs the Debian packages the build, the tests and the demo need, when
-# any is missing. Runs as root on a fresh Debian 12 machine.
+# Installs the Debian packages that building the library, picturehost and the
+# demo needs, and any PACKAGE... given, when any is missing. Runs as root on a
+# fresh Debian 12 machine: tools/setup.sh [PACKAGE...]
 set -euo pipefail
-packages=(cmake g++ make pkg-config libgtk2.0-dev libffi-dev libgtest-dev libbenchmark-dev
-          xvfb xauth fonts-dejavu-core binutils
-          clang libclang-rt-14-dev valgrind  # make fuzz (libFuzzer, sanitizers), make memcheck
-          "$@")
+packages=(cmake g++ make pkg-config libgtk2.0-dev libffi-dev xvfb xauth fonts-dejavu-core "$@")
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
