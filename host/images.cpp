@@ -7,6 +7,7 @@
 #include <charconv>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <string>
 
 #include "host/host_state.h"
@@ -221,6 +222,14 @@ bool Host::SavePicture(const Ref& picture, const std::string& path, std::string*
                    : (ext == "tif" || ext == "tiff") ? "tiff" : nullptr;
   if (!type) {
     *error = "unknown image format for " + path + " (use .png, .bmp, .jpeg or .tiff)";
+    return false;
+  }
+  // The folders of an output path are made as needed, as a user naming
+  // thumbs/%n.png expects.
+  const std::filesystem::path folder = std::filesystem::path(path).parent_path();
+  std::error_code made;
+  if (!folder.empty() && !std::filesystem::create_directories(folder, made) && made) {
+    *error = "cannot write " + path + ": cannot make the folder " + folder.string() + ": " + made.message();
     return false;
   }
   const std::vector<uint32_t> pixels = Pixels(picture);

@@ -27,15 +27,16 @@ class Batch : public HostTest {
   TempDir dir_{"batch"};
 };
 
+// The output folders do not exist yet: they are made.
 TEST_F(Batch, TwentyFilesGiveTwentyResultsWithProgress) {
   fs::create_directories(dir_ / "in");
   for (int i = 0; i < 20; ++i) Save("in/photo" + std::to_string(i) + ".png", 5 + i, 3 + i % 4);
   const Outcome run =
-      Picturehost({"call", "--on", dir_ / "in/*.png", "Rotate90QVT", "--out", dir_ / "out-%n-r90.png", "--progress"});
+      Picturehost({"call", "--on", dir_ / "in/*.png", "Rotate90QVT", "--out", dir_ / "thumbs/new/%n-r90.png", "--progress"});
   ASSERT_EQ(run.status, 0) << run.err;
   EXPECT_EQ(run.out, "");  // picture results go to files only
   for (int i = 0; i < 20; ++i)
-    EXPECT_EQ(host().Pixels(Load("out-photo" + std::to_string(i) + "-r90.png")),
+    EXPECT_EQ(host().Pixels(Load("thumbs/new/photo" + std::to_string(i) + "-r90.png")),
               testpix::QuarterTurn(ph::SamplePixels(5 + i, 3 + i % 4), 5 + i, 3 + i % 4)) << i;
   // The bar counts up to all twenty, with a rate and the time left on the way.
   for (const char* part : {"1/20", "20/20", "files/s", "left", "20 of 20 file(s) processed"})
