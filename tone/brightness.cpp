@@ -2,8 +2,9 @@
 //
 // Every output channel depends only on the same channel of the same source
 // pixel, so each method builds one 256-entry table per channel, once per call,
-// with exactly the arithmetic the rule states, and the pixel work is a table
-// lookup. The tables hold the very values the per-pixel formula would give.
+// with exactly the arithmetic of the method's per-pixel formula, and the
+// pixel work is a table lookup. The tables hold the very values the
+// per-pixel formula would give.
 #include <algorithm>
 #include <cmath>
 #include <cstdint>

@@ -1,7 +1,7 @@
 // The byte layout the host sees. On 32-bit x86, the platform the host
 // records are defined for, every registration record, every class's instance
-// data and the host records are read here as raw 32-bit words at their
-// documented byte offsets, and compared with the documented numbers typed in
+// data and the host records are read here as raw 32-bit words at the byte
+// offsets the host reads them at, and compared with the numbers typed in
 // below, not with the structures the code uses. On x86-64 pointers are 8
 // bytes wide, so the pointer-bearing layouts differ by design and those
 // checks are skipped; the layouts without pointers (palette, minimum and
@@ -189,13 +189,12 @@ TEST_F(Layout, MethodRecordsAreFourWordsForNewHostsThreeForOldOnes) {
   }
 }
 
-// Doubles with their own accessors live at their documented, unaligned
-// offsets: a value set through the host is found there, and one planted
-// there is read back. Which of FactorBlue and FactorGreen reaches which of
-// the green (44) and blue (52) weights is the implementer's choice (the
-// filter tests pin it): the two reach 44 and 52 between them. (Arrays
-// reached only through their methods are the classes' own business; their
-// size is the documented instance size.)
+// Doubles with their own accessors live at their fixed, unaligned offsets:
+// a value set through the host is found there, and one planted there is
+// read back. Which of FactorBlue and FactorGreen reaches which of the green
+// (44) and blue (52) weights is pinned by the filter tests; here the two
+// reach 44 and 52 between them. (Arrays reached only through their methods
+// are the classes' own business; their size is the instance size above.)
 TEST_F(Layout, DoublePropertiesLiveAtTheirDocumentedOffsets) {
   SKIP_UNLESS_HOST_PLATFORM();
   for (const ClassDoc& doc : kDocs) {
