@@ -306,18 +306,18 @@ REALpictureStruct* Rotate45(PictureReader& source, double angle, uint32_t backgr
 
 namespace {
 
-// False when a shear pass of the rotation by `angle` (turned first, then
-// sheared by `residual`) would make a picture larger than a host picture can
+// False when a shear pass of the rotation (`turns` quarter turns first, then
+// shears by `residual`) would make a picture larger than a host picture can
 // be; the result would be nil, so neither the turn nor any pass is worth
 // making. The sizes come from the picture's description, before anything is
 // read.
-bool ShearPassesFit(REALpictureStruct* picture, double angle, double residual) {
+bool ShearPassesFit(REALpictureStruct* picture, int turns, double residual) {
   REALpictureDescription description{};
   REALLockPictureDescription(picture, &description);
   REALUnlockPictureDescription(picture);
-  const bool quarter = (angle >= 90.0 && angle < 180.0) || angle >= 270.0;
-  const int32_t width = quarter ? description.height : description.width;
-  const int32_t height = quarter ? description.width : description.height;
+  const bool across = turns % 2 == 1;
+  const int32_t width = across ? description.height : description.width;
+  const int32_t height = across ? description.width : description.height;
   double theta, s, t;
   ShearFactors(residual, &theta, &s, &t);
   ShearSizes sizes;
@@ -341,18 +341,18 @@ REALpictureStruct* Rotate(REALpictureStruct* picture, double angle, uint32_t bac
 
   // One exact turn, then the residual (strictly between 0 and 90 degrees;
   // a - 90, a - 180 and a - 270 are exact here).
-  const double residual = a < 90.0 ? a : a < 180.0 ? a - 90.0 : a < 270.0 ? a - 180.0 : a - 270.0;
-  if (!ShearPassesFit(picture, a, residual)) return nullptr;
+  const int turns = (a > 90.0) + (a > 180.0) + (a > 270.0);
+  const double residual = a - 90.0 * turns;
+  if (!ShearPassesFit(picture, turns, residual)) return nullptr;
   REALpictureStruct* held;
-  if (a < 90.0) {
-    REALLockObject(AsObject(picture));
-    held = picture;
-  } else if (a < 180.0) {
-    held = Rotate90(picture);
-  } else if (a < 270.0) {
-    held = Rotate180(picture);
-  } else {
-    held = Rotate270(picture);
+  switch (turns) {
+    case 0:
+      REALLockObject(AsObject(picture));
+      held = picture;
+      break;
+    case 1: held = Rotate90(picture); break;
+    case 2: held = Rotate180(picture); break;
+    default: held = Rotate270(picture); break;
   }
 
   REALpictureStruct* result = nullptr;
