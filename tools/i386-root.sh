@@ -291,14 +291,20 @@ find_archive() {
   printf '%s\n' "${archive%/}"
 }
 
+# The mount points at or below $1, deepest first.
+mounts_below() {
+  local dir
+  dir=$(readlink -f "$1")
+  awk -v d="$dir" '$2 == d || index($2, d "/") == 1 { print $2 }' /proc/mounts | sort -r
+}
+
 # Mounts below $1 that an interrupted run left behind (only possible where
 # no private mount namespace could be had), undone deepest first.
 unmount_leftovers() {
-  local dir mounts
-  dir=$(readlink -f "$1")
-  mounts=$(awk -v d="$dir" '$2 == d || index($2, d "/") == 1 { print $2 }' /proc/mounts | sort -r)
+  local mounts
+  mounts=$(mounts_below "$1")
   [[ -n $mounts ]] || return 0
-  log "undoing mounts left below $dir"
+  log "undoing mounts left below $1"
   while read -r m; do umount "$m" 2>/dev/null || umount -l "$m"; done <<<"$mounts"
 }
 
@@ -308,11 +314,7 @@ unmount_leftovers() {
 remove_tree() {
   [[ -e $1 ]] || return 0
   unmount_leftovers "$1"
-  local dir
-  dir=$(readlink -f "$1")
-  if awk -v d="$dir" '$2 == d || index($2, d "/") == 1 { found = 1 } END { exit !found }' /proc/mounts; then
-    die "something is still mounted below $dir; unmount it first"
-  fi
+  [[ -z $(mounts_below "$1") ]] || die "something is still mounted below $1; unmount it first"
   rm -rf --one-file-system -- "$1"
 }
 
