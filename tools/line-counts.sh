@@ -1,36 +1,39 @@
 #!/usr/bin/env bash
-# Lines of source per top-level folder (C++, shell, Python, CMake), and the
-# tests measured against the library and host code they test.
+# Lines of source per top-level folder (C++, shell, Python, CMake), counting
+# neither blank lines nor comment lines, and the tests against everything
+# else: the library, the host, the command line, the demo, the benchmarks
+# and the tools.
 #   tools/line-counts.sh [REV]   count the files of git revision REV instead
 #                                of the working tree
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 rev=${1:-}
-if [[ -n $rev ]]; then
-  files() { git ls-tree -r --name-only "$rev"; }
-  count() { git show "$rev:$1" | wc -l; }
-else
-  files() { git ls-files; }
-  count() { wc -l <"$1"; }
-fi
+show() { if [[ -n $rev ]]; then git show "$rev:$1"; else cat "$1"; fi; }
+# Lines that are neither blank nor only a comment: // and /* */ in C++, # in
+# the scripts and CMake files (but #! and C++'s #include are code).
+count() {
+  case $1 in
+    *.cpp | *.h) show "$1" | awk '
+      inblock { if (index($0, "*/")) inblock = 0; next }
+      /^[ \t]*$/ || /^[ \t]*\/\// { next }
+      /^[ \t]*\/\*/ { if (!index($0, "*/")) inblock = 1; next }
+      { n++ } END { print n + 0 }' ;;
+    *) show "$1" | awk '/^[ \t]*$/ || (/^[ \t]*#/ && !/^#!/) { next } { n++ } END { print n + 0 }' ;;
+  esac
+}
 declare -A lines
 while read -r f; do
   case $f in
-    *.cpp | *.h | *.sh | *.py | *.cmake | */CMakeLists.txt | CMakeLists.txt) ;;
+    *.cpp | *.h | *.sh | *.py | *.cmake | */CMakeLists.txt | CMakeLists.txt | Makefile) ;;
     *) continue ;;
   esac
   dir=${f%%/*}
   [[ $dir == "$f" ]] && dir=.
-  lines[$dir]=$(( ${lines[$dir]:-0} + $(count "$f") ))
-done < <(files)
-code=0 tests=0 other=0
+  lines[$dir]=$((${lines[$dir]:-0} + $(count "$f")))
+done < <(if [[ -n $rev ]]; then git ls-tree -r --name-only "$rev"; else git ls-files; fi)
+tests=0 rest=0
 for dir in $(printf '%s\n' "${!lines[@]}" | sort); do
   printf '%-10s %6d\n' "$dir" "${lines[$dir]}"
-  case $dir in
-    plugin | pixels | geometry | tone | filters | exchange | host | cli | demo) code=$((code + lines[$dir])) ;;
-    tests) tests=${lines[$dir]} ;;
-    *) other=$((other + lines[$dir])) ;;
-  esac
+  if [[ $dir == tests ]]; then tests=${lines[$dir]}; else rest=$((rest + lines[$dir])); fi
 done
-printf 'library and host code %d, tests %d (%d%%), benchmarks, tools and build files %d\n' \
-  "$code" "$tests" $((100 * tests / code)) "$other"
+printf 'tests %d lines against %d of everything else: %d%%\n' "$tests" "$rest" $((100 * tests / rest))
