@@ -20,6 +20,7 @@
 
 #include "bench/bench_pictures.h"
 #include "filters/filters.h"
+#include "pixels/pixel_math.h"
 #include "geometry/rotate.h"
 #include "geometry/scale.h"
 #include "geometry/turns.h"
@@ -433,7 +434,7 @@ void RegisterAll() {
     cv::transform(src, Scratch(0), m);
   });
   Operation("sepia", [] {
-    const SepiaWeights w = {FixedPointWeight(0.299), FixedPointWeight(0.587), FixedPointWeight(0.114), {40, 20, -20}};
+    const SepiaWeights w = {FixedWeight(0.299), FixedWeight(0.587), FixedWeight(0.114), {40, 20, -20}};
     const auto row = ChooseKernel(SepiaRow, SepiaRowFast);
     EachRow([&](const uint8_t* s, uint32_t* d, int32_t n) { row(s, d, n, w); });
   }, [src] {

@@ -16,10 +16,6 @@ constexpr double kPi = 3.141592653589793;
 constexpr double kHalfPiHigh = 1.5707963267948966;
 constexpr double kHalfPiLow = 6.123233995736766e-17;
 
-REALobjectStruct* AsObject(REALpictureStruct* picture) {
-  return reinterpret_cast<REALobjectStruct*>(picture);
-}
-
 void Release(REALpictureStruct* picture) {
   if (picture) REALUnlockObject(AsObject(picture));
 }

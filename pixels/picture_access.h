@@ -15,23 +15,39 @@
 
 struct _GdkPixbuf;
 
+// A reader owns what it holds: the lock on the picture, the pixbuf copy and
+// the clone, released when it goes out of scope (or is opened again).
 struct PictureReader {
-  int32_t rowBytes;
-  uint8_t* base;
-  int32_t width;
-  int32_t height;
-  REALpictureStruct* picture;  // locked while the reader is open
-  REALpictureStruct* clone;    // our own copy when the picture could not be read directly
-  REALpictureDescription description;
-  _GdkPixbuf* pixbuf;
+  int32_t rowBytes = 0;
+  uint8_t* base = nullptr;
+  int32_t width = 0;
+  int32_t height = 0;
+  REALpictureStruct* picture = nullptr;  // locked while the reader is open
+  REALpictureStruct* clone = nullptr;    // our own copy when the picture could not be read directly
+  REALpictureDescription description{};
+  _GdkPixbuf* pixbuf = nullptr;
+
+  PictureReader() = default;
+  PictureReader(const PictureReader&) = delete;
+  PictureReader& operator=(const PictureReader&) = delete;
+  ~PictureReader() { Release(); }
+  void Release();
 };
 
+// A writer owns its buffer until it is rendered; an unrendered writer frees
+// it when it goes out of scope.
 struct PictureWriter {
-  int32_t rowBytes;
-  uint8_t* base;
-  int32_t width;
-  int32_t height;
-  uint8_t* buffer;  // the allocation; only this is rendered and freed
+  int32_t rowBytes = 0;
+  uint8_t* base = nullptr;
+  int32_t width = 0;
+  int32_t height = 0;
+  uint8_t* buffer = nullptr;  // the allocation; only this is rendered and freed
+
+  PictureWriter() = default;
+  PictureWriter(const PictureWriter&) = delete;
+  PictureWriter& operator=(const PictureWriter&) = delete;
+  ~PictureWriter() { Release(); }
+  void Release();
 };
 
 struct PictureEditor {
@@ -43,9 +59,13 @@ struct PictureEditor {
   REALpictureStruct* clone;
 };
 
+// Opens `reader` on `picture` (releasing whatever it held before); false,
+// with the reader empty, when the picture cannot be read. GetPictureReader
+// reads through a host-drawn clone when the picture's own pixels cannot be
+// copied.
 bool LockPictureReader(PictureReader& reader, REALpictureStruct* picture, bool allowClone);
 bool GetPictureReader(PictureReader& reader, REALpictureStruct* picture);
-void ClosePictureReader(PictureReader& reader);
+inline void ClosePictureReader(PictureReader& reader) { reader.Release(); }
 
 // A host picture is an X pixmap: at most 32767 pixels a side. A result of
 // any other size could never be handed back, so it is refused before any
@@ -56,8 +76,10 @@ inline bool FitsHostPicture(int64_t width, int64_t height) {
 }
 
 bool NewPictureWriter(PictureWriter& writer, int32_t width, int32_t height);
+// Hands the writer's pixels to the host as a new picture and empties the
+// writer; nil when the host makes none.
 REALpictureStruct* RenderPictureWriter(PictureWriter& writer);
-void FreePictureWriter(PictureWriter& writer);
+inline void FreePictureWriter(PictureWriter& writer) { writer.Release(); }
 
 bool GetPictureEditor(PictureEditor& editor, REALpictureStruct* picture);
 void ClosePictureEditor(PictureEditor& editor);
@@ -72,13 +94,9 @@ REALpictureStruct* RenderFromReader(REALpictureStruct* picture, Size size, Fill 
   if (!GetPictureReader(reader, picture)) return nullptr;
   const auto [width, height] = size(reader);
   PictureWriter writer;
-  REALpictureStruct* result = nullptr;
-  if (NewPictureWriter(writer, width, height)) {
-    fill(static_cast<const PictureReader&>(reader), writer);
-    result = RenderPictureWriter(writer);
-  }
-  ClosePictureReader(reader);
-  return result;
+  if (!NewPictureWriter(writer, width, height)) return nullptr;
+  fill(static_cast<const PictureReader&>(reader), writer);
+  return RenderPictureWriter(writer);
 }
 
 // The same with a writer of the picture's own size.

@@ -7,6 +7,7 @@
 
 #include "pixels/kernel_choice.h"
 #include "pixels/picture_access.h"
+#include "pixels/pixel_math.h"
 #include "tone/tone.h"
 
 namespace {
@@ -72,14 +73,6 @@ inline int64_t BlendChannel(uint32_t s, uint32_t d, int64_t ws, int64_t wd) {
 inline uint32_t TintChannel(double v) { return v > 255.0 ? 255 : static_cast<uint32_t>(static_cast<int32_t>(v)); }
 
 }  // namespace
-
-int32_t FixedWeight(double weight) {
-  const double w = std::trunc(weight * 1024.0);
-  if (!(w == w)) return 0;
-  if (w >= 2147483647.0) return INT32_MAX;
-  if (w <= -2147483648.0) return INT32_MIN;
-  return static_cast<int32_t>(w);
-}
 
 void BlendRow(const uint8_t* source, const uint8_t* dest, uint32_t* dst, int32_t width, int32_t ws,
               int32_t wd) {

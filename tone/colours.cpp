@@ -18,8 +18,6 @@ namespace {
 constexpr int32_t kHistogramBytes = 1024;
 constexpr int32_t kTableBytes = 256;
 
-REALobjectStruct* AsObject(REALmemoryBlockStruct* block) { return reinterpret_cast<REALobjectStruct*>(block); }
-
 // Releases the block a byref variable holds and leaves the variable nil.
 void ReleaseBlock(REALmemoryBlockStruct** variable) {
   if (*variable) REALUnlockObject(AsObject(*variable));

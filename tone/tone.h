@@ -90,10 +90,6 @@ REALpictureStruct* CombinePicturesQVT(REALpictureStruct* red, REALpictureStruct*
                                       REALpictureStruct* green);
 REALpictureStruct* TintPicture(REALpictureStruct* source, uint32_t greyBase, uint32_t sepiaBase);
 
-// A weight as a fixed-point integer with 10 fraction bits: weight × 1024
-// truncated toward zero, held to the signed 32-bit range (NaN gives 0).
-int32_t FixedWeight(double weight);
-
 void BlendRow(const uint8_t* source, const uint8_t* dest, uint32_t* dst, int32_t width, int32_t ws,
               int32_t wd);
 void BlendMaskRow(const uint8_t* source, const uint8_t* dest, const uint8_t* mask, uint32_t* dst,

@@ -24,6 +24,7 @@
 #include "geometry/turns.h"
 #include "pixels/kernel_choice.h"
 #include "pixels/picture_access.h"
+#include "pixels/pixel_math.h"
 #include "tone/tone.h"
 
 namespace {
@@ -220,8 +221,8 @@ TEST(FastKernels, BlendsCombineTintSepia) {
     ExpectSameOutput(4 * w, [&](uint8_t* d) { TintRow(a.data(), words(d), w, tint); },
                      [&](uint8_t* d) { TintRowFast(a.data(), words(d), w, tint); });
     const double range = r.Chance(80) ? 2 : 1e7;
-    SepiaWeights sepia = {FixedPointWeight(r.Real(-range, range)), FixedPointWeight(r.Real(-range, range)),
-                          FixedPointWeight(r.Real(-range, range)),
+    SepiaWeights sepia = {FixedWeight(r.Real(-range, range)), FixedWeight(r.Real(-range, range)),
+                          FixedWeight(r.Real(-range, range)),
                           {r.Int(-300, 300), r.Int(-300, 300), r.Chance(90) ? r.Int(-300, 300) : INT32_MIN}};
     ExpectSameOutput(4 * w, [&](uint8_t* d) { SepiaRow(a.data(), words(d), w, sepia); },
                      [&](uint8_t* d) { SepiaRowFast(a.data(), words(d), w, sepia); });
