@@ -4,7 +4,6 @@
 #include <gdk/gdk.h>
 
 #include <cstdlib>
-#include <cstring>
 
 #include "pixels/kernel_choice.h"
 #include "plugin/host_calls.h"
@@ -108,22 +107,6 @@ void PictureWriter::Release() {
   std::free(buffer);
   rowBytes = width = height = 0;
   base = buffer = nullptr;
-}
-
-bool GetPictureEditor(PictureEditor& editor, REALpictureStruct*) {
-  std::memset(&editor, 0, sizeof editor);
-  return false;
-}
-
-void ClosePictureEditor(PictureEditor& editor) {
-  if (editor.picture) {
-    REALUnlockPictureDescription(editor.picture);
-    editor.picture = nullptr;
-  }
-  if (editor.clone) {
-    REALUnlockObject(AsObject(editor.clone));
-    editor.clone = nullptr;
-  }
 }
 
 REALpictureStruct* ClonePicture(REALpictureStruct* picture) {

@@ -5,7 +5,7 @@
 // padded as the pixbuf pads them. A PictureWriter is a zero-filled buffer of
 // little-endian 32-bit words 0x00RRGGBB (bytes blue, green, red, 0), rowBytes
 // = 4 * width, with one spare row, turned into a new host picture at the end.
-// A PictureEditor would give in-place access; this platform has none.
+// There is no in-place pixel access on this platform.
 #pragma once
 
 #include <cstdint>
@@ -50,15 +50,6 @@ struct PictureWriter {
   void Release();
 };
 
-struct PictureEditor {
-  int32_t rowBytes;
-  uint8_t* base;
-  int32_t width;
-  int32_t height;
-  REALpictureStruct* picture;
-  REALpictureStruct* clone;
-};
-
 // Opens `reader` on `picture` (releasing whatever it held before); false,
 // with the reader empty, when the picture cannot be read. GetPictureReader
 // reads through a host-drawn clone when the picture's own pixels cannot be
@@ -80,9 +71,6 @@ bool NewPictureWriter(PictureWriter& writer, int32_t width, int32_t height);
 // writer; nil when the host makes none.
 REALpictureStruct* RenderPictureWriter(PictureWriter& writer);
 inline void FreePictureWriter(PictureWriter& writer) { writer.Release(); }
-
-bool GetPictureEditor(PictureEditor& editor, REALpictureStruct* picture);
-void ClosePictureEditor(PictureEditor& editor);
 
 // The frame of the handlers that make a new picture from one picture: a
 // reader on `picture`, a writer of the size `size(reader)` gives (a pair),

@@ -77,15 +77,10 @@ TEST_F(PixelAccess, ReaderHoldsOneLockAndReleasesItsPixbufOnce) {
   EXPECT_EQ(finalised, 1);
   EXPECT_EQ(host().Locks(p), 0);
   EXPECT_TRUE(r.picture == nullptr && r.pixbuf == nullptr);
-  // No picture, no reader; no editor ever: both left zeroed.
+  // No picture, no reader: left zeroed.
   const PictureReader zeroReader{};
   EXPECT_FALSE(GetPictureReader(r, nullptr));
   EXPECT_EQ(std::memcmp(&r, &zeroReader, sizeof r), 0);
-  PictureEditor e, zeroEditor{};
-  std::memset(&e, 0xAB, sizeof e);
-  EXPECT_FALSE(GetPictureEditor(e, Handle(p)));
-  EXPECT_EQ(std::memcmp(&e, &zeroEditor, sizeof e), 0);
-  EXPECT_EQ(host().Locks(p), 0);
 }
 
 TEST_F(PixelAccess, PictureThatIsNoDrawableIsReadThroughAClone) {
