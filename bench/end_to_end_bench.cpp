@@ -176,7 +176,6 @@ REALpictureStruct* ReadAndBuild(benchmark::State& state, REALpictureStruct* cons
     PausedWriter(state, writer, w, h);
     out = RenderPictureWriter(writer);
   }
-  for (int i = count; i-- > 0;) ClosePictureReader(readers[i]);
   return out;
 }
 

@@ -236,30 +236,8 @@ void RegisterAll() {
             [src] { cv::resize(src, Scratch(0), cv::Size(kWidth / 2, kHeight / 2), 0, 0, cv::INTER_AREA); });
   Operation("scale-box-double", [] { ChooseKernel(ScaleBox, ScaleBoxFast)(P().source.reader, twice.writer); },
             [src] { cv::resize(src, Scratch(1), cv::Size(kWidth * 2, kHeight * 2), 0, 0, cv::INTER_NEAREST); });
-  Operation(
-      "scale-cubic-double",
-      [] {
-        const PictureReader& r = P().source.reader;
-        CubicTable columns, rows;
-        std::vector<float> buffer(3 * static_cast<size_t>(r.width));
-        MakeCubicTable(columns, r.width, twice.writer.width);
-        MakeCubicTable(rows, r.height, twice.writer.height);
-        const auto columnPass = ChooseKernel(CubicColumnPass, CubicColumnPassFast);
-        CubicRowPlan plan;
-        const bool planned = !PlainKernels() && MakeCubicRowPlan(plan, columns, r.width, twice.writer.width);
-        for (int32_t y = 0; y < twice.writer.height; ++y) {
-          columnPass(r, rows.index[y], rows.weights + 4 * static_cast<ptrdiff_t>(y), buffer.data());
-          if (planned) {
-            CubicRowPassFast(buffer.data(), plan, twice.Row(y));
-          } else {
-            CubicRowPass(buffer.data(), r.width, columns, twice.Row(y), twice.writer.width);
-          }
-        }
-        FreeCubicRowPlan(plan);
-        FreeCubicTable(columns);
-        FreeCubicTable(rows);
-      },
-      [src] { cv::resize(src, Scratch(1), cv::Size(kWidth * 2, kHeight * 2), 0, 0, cv::INTER_CUBIC); });
+  Operation("scale-cubic-double", [] { ScaleCubic(P().source.reader, twice.writer); },
+            [src] { cv::resize(src, Scratch(1), cv::Size(kWidth * 2, kHeight * 2), 0, 0, cv::INTER_CUBIC); });
 
   // -- Brightness, contrast, curves, inversion, levels: tables per channel.
   Operation("brightness", [] { TablesRow(Tables(AbsBrightnessTable, 20, 20, 20)); },

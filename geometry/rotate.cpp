@@ -16,10 +16,6 @@ constexpr double kPi = 3.141592653589793;
 constexpr double kHalfPiHigh = 1.5707963267948966;
 constexpr double kHalfPiLow = 6.123233995736766e-17;
 
-void Release(REALpictureStruct* picture) {
-  if (picture) REALUnlockObject(AsObject(picture));
-}
-
 // Sine and cosine of 0 <= x <= pi / 4 by their Taylor series (Horner form in
 // z = x * x), in plain double arithmetic, so that every processor and the C
 // library in use give the same bits. The first term left out is below 1e-19.
@@ -193,7 +189,7 @@ void VertSkewColumns(const PictureReader& src, PictureWriter& dst, int32_t first
 }
 
 // Pass 1: rows sheared horizontally by (k + 0.5) * t, W1 = W + trunc(t * H).
-REALpictureStruct* Rotate45part1(PictureReader& source, PictureReader& current, uint32_t background,
+REALpictureStruct* Rotate45part1(const PictureReader& source, const PictureReader& current, uint32_t background,
                                  double theta, double s, double t) {
   ShearSizes sizes;
   PictureWriter writer;
@@ -212,7 +208,7 @@ REALpictureStruct* Rotate45part1(PictureReader& source, PictureReader& current, 
 
 // Pass 2: columns sheared vertically, the offset starting at s * (W - 1) and
 // falling by s per column; H2 = trunc(cos * H + s * W) + 1.
-REALpictureStruct* Rotate45part2(PictureReader& source, PictureReader& current, uint32_t background,
+REALpictureStruct* Rotate45part2(const PictureReader& source, const PictureReader& current, uint32_t background,
                                  double theta, double s, double t) {
   ShearSizes sizes;
   PictureWriter writer;
@@ -239,7 +235,7 @@ REALpictureStruct* Rotate45part2(PictureReader& source, PictureReader& current, 
 
 // Pass 3: rows sheared horizontally, the offset starting at -t * s * (W - 1)
 // and growing by t per row; W3 = trunc(cos * W + s * H) + 1.
-REALpictureStruct* Rotate45part3(PictureReader& source, PictureReader& current, uint32_t background,
+REALpictureStruct* Rotate45part3(const PictureReader& source, const PictureReader& current, uint32_t background,
                                  double theta, double s, double t) {
   ShearSizes sizes;
   PictureWriter writer;
@@ -274,30 +270,16 @@ bool ComputeShearSizes(int32_t width, int32_t height, double theta, double s, do
          TruncSize(std::trunc(cosine * width + s * height) + 1.0, &sizes->width3);
 }
 
-REALpictureStruct* Rotate45(PictureReader& source, double angle, uint32_t background) {
+REALpictureStruct* Rotate45(const PictureReader& source, double angle, uint32_t background) {
   double theta, s, t;
   ShearFactors(angle, &theta, &s, &t);
-
-  REALpictureStruct* pass1 = Rotate45part1(source, source, background, theta, s, t);
-  if (!pass1) return nullptr;
-
-  REALpictureStruct* pass2 = nullptr;
-  PictureReader reader1;
-  if (GetPictureReader(reader1, pass1)) {
-    pass2 = Rotate45part2(source, reader1, background, theta, s, t);
-    ClosePictureReader(reader1);
-  }
-  Release(pass1);
-  if (!pass2) return nullptr;
-
-  REALpictureStruct* pass3 = nullptr;
-  PictureReader reader2;
-  if (GetPictureReader(reader2, pass2)) {
-    pass3 = Rotate45part3(source, reader2, background, theta, s, t);
-    ClosePictureReader(reader2);
-  }
-  Release(pass2);
-  return pass3;
+  // Each pass reads the picture of the one before, released once read.
+  REALpictureStruct* pass2 = ReadHeldPicture(
+      Rotate45part1(source, source, background, theta, s, t),
+      [&](const PictureReader& pass1) { return Rotate45part2(source, pass1, background, theta, s, t); });
+  return ReadHeldPicture(pass2, [&](const PictureReader& pass2Reader) {
+    return Rotate45part3(source, pass2Reader, background, theta, s, t);
+  });
 }
 
 namespace {
@@ -340,25 +322,11 @@ REALpictureStruct* Rotate(REALpictureStruct* picture, double angle, uint32_t bac
   const int turns = (a > 90.0) + (a > 180.0) + (a > 270.0);
   const double residual = a - 90.0 * turns;
   if (!ShearPassesFit(picture, turns, residual)) return nullptr;
-  REALpictureStruct* held;
-  switch (turns) {
-    case 0:
-      REALLockObject(AsObject(picture));
-      held = picture;
-      break;
-    case 1: held = Rotate90(picture); break;
-    case 2: held = Rotate180(picture); break;
-    default: held = Rotate270(picture); break;
-  }
-
-  REALpictureStruct* result = nullptr;
-  PictureReader reader;
-  if (held && GetPictureReader(reader, held)) {
-    result = Rotate45(reader, residual, background);
-    ClosePictureReader(reader);
-  }
-  Release(held);
-  return result;
+  // The turned picture is a new one; an unturned one gets a reference of its own.
+  using Turn = REALpictureStruct* (*)(REALpictureStruct*);
+  constexpr Turn kTurns[] = {BitmapPicture, Rotate90, Rotate180, Rotate270};
+  return ReadHeldPicture(kTurns[turns](picture),
+                         [&](const PictureReader& turned) { return Rotate45(turned, residual, background); });
 }
 
 namespace {

@@ -34,15 +34,15 @@ struct ShearSizes {
 bool ComputeShearSizes(int32_t width, int32_t height, double theta, double s, double t, ShearSizes* sizes);
 
 // Rotates the reader's picture by 0 < angle < 90 degrees onto the background.
-REALpictureStruct* Rotate45(PictureReader& source, double angle, uint32_t background);
+REALpictureStruct* Rotate45(const PictureReader& source, double angle, uint32_t background);
 
 // The three shear passes. `source` is the picture given to Rotate45 (its size
 // sets the pass sizes), `current` the picture this pass reads.
-REALpictureStruct* Rotate45part1(PictureReader& source, PictureReader& current, uint32_t background,
+REALpictureStruct* Rotate45part1(const PictureReader& source, const PictureReader& current, uint32_t background,
                                  double theta, double s, double t);
-REALpictureStruct* Rotate45part2(PictureReader& source, PictureReader& current, uint32_t background,
+REALpictureStruct* Rotate45part2(const PictureReader& source, const PictureReader& current, uint32_t background,
                                  double theta, double s, double t);
-REALpictureStruct* Rotate45part3(PictureReader& source, PictureReader& current, uint32_t background,
+REALpictureStruct* Rotate45part3(const PictureReader& source, const PictureReader& current, uint32_t background,
                                  double theta, double s, double t);
 
 // Shears row `row` (column `column`) of the reader into the same row (column)

@@ -47,12 +47,18 @@ void BoxMeanRow(const uint8_t* top, int32_t rowBytes, int32_t srcW, int32_t boxW
 // The cubic interpolation tables of one direction: for destination position
 // i of `newLength`, the source index (i * srcLength) div newLength and the
 // four tap weights (index - 1 ... index + 2), each rounded once to float.
+// A table owns its arrays and frees them when it goes out of scope.
 struct CubicTable {
   int32_t* index = nullptr;
   float* weights = nullptr;  // 4 per position
+
+  CubicTable() = default;
+  CubicTable(const CubicTable&) = delete;
+  CubicTable& operator=(const CubicTable&) = delete;
+  ~CubicTable() { Release(); }
+  void Release();
 };
 bool MakeCubicTable(CubicTable& table, int32_t srcLength, int32_t newLength);
-void FreeCubicTable(CubicTable& table);
 // The four weights for the fraction u (0 <= u < 1).
 void CubicWeights(double u, float weights[4]);
 
@@ -71,19 +77,25 @@ void CubicRowPass(const float* buffer, int32_t srcW, const CubicTable& columns, 
 // adds +0 to a sum of at least 0.5 and changes no bit, so two taps remain,
 // and a tap past the last column weighs zero in the same way. The plan holds
 // the taps' buffer offsets and their weights repeated for the three channel
-// values; Make returns false (nothing allocated) when the table has outer
-// weights or memory is short, and the plain pass is used then.
+// values, and frees them when it goes out of scope; Make returns false
+// (nothing allocated) when the table has outer weights or memory is short,
+// and the plain pass is used then.
 struct CubicRowPlan {
   int32_t width = 0;
   int32_t wide = 0;            // columns 0 .. wide - 1 may read a fourth value past each tap
   int32_t* offsets = nullptr;  // 2 per destination column
   float* nearWeights = nullptr;  // 3 per destination column, one per channel value
   float* farWeights = nullptr;
+
+  CubicRowPlan() = default;
+  CubicRowPlan(const CubicRowPlan&) = delete;
+  CubicRowPlan& operator=(const CubicRowPlan&) = delete;
+  ~CubicRowPlan() { Release(); }
+  void Release();
 };
 bool MakeCubicRowPlan(CubicRowPlan& plan, const CubicTable& columns, int32_t srcW, int32_t width);
-void FreeCubicRowPlan(CubicRowPlan& plan);
 void CubicRowPassFast(const float* buffer, const CubicRowPlan& plan, uint32_t* dst);
 
-// Cubic path; false when a table or the writer cannot be had (nothing is
-// left allocated then). On success the rendered picture is in *result.
-bool ScaleCubic(const PictureReader& src, int32_t width, int32_t height, REALpictureStruct** result);
+// Cubic path: fills `dst`, a writer of the result size; false when a table
+// or the buffer cannot be had.
+bool ScaleCubic(const PictureReader& src, PictureWriter& dst);

@@ -109,6 +109,10 @@ void PictureWriter::Release() {
   base = buffer = nullptr;
 }
 
+HeldPicture::~HeldPicture() {
+  if (picture_) REALUnlockObject(AsObject(picture_));
+}
+
 REALpictureStruct* ClonePicture(REALpictureStruct* picture) {
   if (!picture) return nullptr;
   REALpictureDescription description{};

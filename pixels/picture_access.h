@@ -8,6 +8,8 @@
 // There is no in-place pixel access on this platform.
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <utility>
 
@@ -72,6 +74,14 @@ bool NewPictureWriter(PictureWriter& writer, int32_t width, int32_t height);
 REALpictureStruct* RenderPictureWriter(PictureWriter& writer);
 inline void FreePictureWriter(PictureWriter& writer) { writer.Release(); }
 
+// Row addressing.
+inline const uint8_t* ReaderRow(const PictureReader& r, int32_t y) {
+  return r.base + static_cast<intptr_t>(y) * r.rowBytes;
+}
+inline uint32_t* WriterRow(const PictureWriter& w, int32_t y) {
+  return reinterpret_cast<uint32_t*>(w.base + static_cast<intptr_t>(y) * w.rowBytes);
+}
+
 // The frame of the handlers that make a new picture from one picture: a
 // reader on `picture`, a writer of the size `size(reader)` gives (a pair),
 // `fill(reader, writer)` to make its pixels, and the rendered writer. Nil,
@@ -94,17 +104,61 @@ REALpictureStruct* RenderFromReader(REALpictureStruct* picture, Fill fill) {
       picture, [](const PictureReader& r) { return std::pair{r.width, r.height}; }, fill);
 }
 
+// The frame of the handlers that make a new picture from one, two or three
+// pictures of one size: readers on `pictures`, opened in the order given, a
+// writer of their size filled row by row by `row(readerRows, writerRow,
+// width)`, and the rendered writer. Nil, with nothing left open, when a
+// picture is nil, cannot be read or differs in size from the first, or the
+// writer cannot be made.
+template <size_t N, typename Row>
+REALpictureStruct* RenderFromReaders(const std::array<REALpictureStruct*, N>& pictures, Row row) {
+  for (REALpictureStruct* p : pictures)
+    if (!p) return nullptr;
+  std::array<PictureReader, N> readers;  // closed last opened first
+  for (size_t i = 0; i < N; ++i)
+    if (!GetPictureReader(readers[i], pictures[i])) return nullptr;
+  const int32_t width = readers[0].width;
+  const int32_t height = readers[0].height;
+  for (const PictureReader& r : readers)
+    if (r.width != width || r.height != height) return nullptr;
+  PictureWriter writer;
+  if (!NewPictureWriter(writer, width, height)) return nullptr;
+  std::array<const uint8_t*, N> rows;
+  for (int32_t y = 0; y < height; ++y) {
+    for (size_t i = 0; i < N; ++i) rows[i] = ReaderRow(readers[i], y);
+    row(rows, WriterRow(writer, y), width);
+  }
+  return RenderPictureWriter(writer);
+}
+
+// One reference to a host picture, released when the holder goes out of scope.
+class HeldPicture {
+ public:
+  explicit HeldPicture(REALpictureStruct* picture) : picture_(picture) {}
+  HeldPicture(const HeldPicture&) = delete;
+  HeldPicture& operator=(const HeldPicture&) = delete;
+  ~HeldPicture();
+  REALpictureStruct* get() const { return picture_; }
+
+ private:
+  REALpictureStruct* picture_;
+};
+
+// Takes over the reference `held` (nil allowed), reads the picture and hands
+// the reader to `use`; the reader is closed and the reference released
+// afterwards. Nil, with nothing kept, when there is no picture or it cannot
+// be read.
+template <typename Use>
+REALpictureStruct* ReadHeldPicture(REALpictureStruct* held, Use use) {
+  const HeldPicture picture(held);
+  PictureReader reader;
+  if (!held || !GetPictureReader(reader, held)) return nullptr;
+  return use(static_cast<const PictureReader&>(reader));
+}
+
 // Handlers of "CloneQVT as picture" and "BitmapQVT as picture".
 REALpictureStruct* ClonePicture(REALpictureStruct* picture);
 REALpictureStruct* BitmapPicture(REALpictureStruct* picture);
-
-// Row addressing.
-inline const uint8_t* ReaderRow(const PictureReader& r, int32_t y) {
-  return r.base + static_cast<intptr_t>(y) * r.rowBytes;
-}
-inline uint32_t* WriterRow(const PictureWriter& w, int32_t y) {
-  return reinterpret_cast<uint32_t*>(w.base + static_cast<intptr_t>(y) * w.rowBytes);
-}
 
 // Pixel conversions between the two layouts. A reader pixel is always read as
 // its three bytes, never as a word.

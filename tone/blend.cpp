@@ -1,6 +1,5 @@
 // Blending, combining and tinting: global methods that make one new picture
 // from one, two or three host pictures of equal size.
-#include <array>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -11,52 +10,6 @@
 #include "tone/tone.h"
 
 namespace {
-
-// Closes the first `count` readers, last opened first.
-template <size_t N>
-void CloseReaders(std::array<PictureReader, N>& readers, size_t count) {
-  while (count > 0) ClosePictureReader(readers[--count]);
-}
-
-// The frame shared by the four methods. Readers are opened on `pictures` in
-// the order given and must all have the size of the first; a writer of that
-// size is filled row by row by `row(sourceRows, destinationRow, width)`.
-// Every reader that was opened is closed, in reverse order, on every path.
-template <size_t N, typename RowFunction>
-REALpictureStruct* CombineFrame(const std::array<REALpictureStruct*, N>& pictures, RowFunction row) {
-  for (REALpictureStruct* p : pictures)
-    if (!p) return nullptr;
-
-  std::array<PictureReader, N> readers;
-  for (size_t i = 0; i < N; ++i) {
-    if (!GetPictureReader(readers[i], pictures[i])) {
-      CloseReaders(readers, i);
-      return nullptr;
-    }
-  }
-  const int32_t width = readers[0].width;
-  const int32_t height = readers[0].height;
-  for (size_t i = 1; i < N; ++i) {
-    if (readers[i].width != width || readers[i].height != height) {
-      CloseReaders(readers, N);
-      return nullptr;
-    }
-  }
-
-  PictureWriter writer;
-  if (!NewPictureWriter(writer, width, height)) {
-    CloseReaders(readers, N);
-    return nullptr;
-  }
-  std::array<const uint8_t*, N> rows;
-  for (int32_t y = 0; y < height; ++y) {
-    for (size_t i = 0; i < N; ++i) rows[i] = ReaderRow(readers[i], y);
-    row(rows, WriterRow(writer, y), width);
-  }
-  REALpictureStruct* result = RenderPictureWriter(writer);
-  CloseReaders(readers, N);
-  return result;
-}
 
 // A blended channel: above 255 gives 255; a negative value keeps its low
 // 8 bits (the two's-complement wrap of the exact value).
@@ -173,7 +126,7 @@ REALpictureStruct* BlendPicture(REALpictureStruct* source, double sourcepercent,
   const int32_t ws = FixedWeight(sourcepercent);
   const int32_t wd = FixedWeight(destpercent);
   const auto kernel = ChooseKernel(BlendRow, BlendRowFast);
-  return CombineFrame<2>({source, dest}, [ws, wd, kernel](const auto& rows, uint32_t* dst, int32_t width) {
+  return RenderFromReaders<2>({source, dest}, [ws, wd, kernel](const auto& rows, uint32_t* dst, int32_t width) {
     kernel(rows[0], rows[1], dst, width, ws, wd);
   });
 }
@@ -181,7 +134,7 @@ REALpictureStruct* BlendPicture(REALpictureStruct* source, double sourcepercent,
 REALpictureStruct* BlendPictureMask(REALpictureStruct* source, REALpictureStruct* dest,
                                     REALpictureStruct* mask) {
   const auto kernel = ChooseKernel(BlendMaskRow, BlendMaskRowFast);
-  return CombineFrame<3>({source, dest, mask}, [kernel](const auto& rows, uint32_t* dst, int32_t width) {
+  return RenderFromReaders<3>({source, dest, mask}, [kernel](const auto& rows, uint32_t* dst, int32_t width) {
     kernel(rows[0], rows[1], rows[2], dst, width);
   });
 }
@@ -190,7 +143,7 @@ REALpictureStruct* CombinePicturesQVT(REALpictureStruct* red, REALpictureStruct*
                                       REALpictureStruct* green) {
   // Parameters come red, blue, green; the pictures are read red, green, blue.
   const auto kernel = ChooseKernel(CombineRow, CombineRowFast);
-  return CombineFrame<3>({red, green, blue}, [kernel](const auto& rows, uint32_t* dst, int32_t width) {
+  return RenderFromReaders<3>({red, green, blue}, [kernel](const auto& rows, uint32_t* dst, int32_t width) {
     kernel(rows[0], rows[1], rows[2], dst, width);
   });
 }
@@ -198,7 +151,7 @@ REALpictureStruct* CombinePicturesQVT(REALpictureStruct* red, REALpictureStruct*
 REALpictureStruct* TintPicture(REALpictureStruct* source, uint32_t greyBase, uint32_t sepiaBase) {
   const TintWeights weights = MakeTintWeights(greyBase, sepiaBase);
   const auto kernel = ChooseKernel(TintRow, TintRowFast);
-  return CombineFrame<1>({source}, [&weights, kernel](const auto& rows, uint32_t* dst, int32_t width) {
+  return RenderFromReaders<1>({source}, [&weights, kernel](const auto& rows, uint32_t* dst, int32_t width) {
     kernel(rows[0], dst, width, weights);
   });
 }

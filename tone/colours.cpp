@@ -77,7 +77,6 @@ int32_t CountColorQVT(REALpictureStruct* picture, uint32_t col) {
   // A colour with any of its top 8 bits set matches nothing.
   const auto row = ChooseKernel(CountColorRow, CountColorRowFast);
   for (int32_t y = 0; y < reader.height; ++y) matches += row(ReaderRow(reader, y), reader.width, col);
-  ClosePictureReader(reader);
   return static_cast<int32_t>(matches);
 }
 
@@ -105,7 +104,6 @@ void CountColorsQVT(REALpictureStruct* picture, REALmemoryBlockStruct** red, REA
       data[i] = static_cast<uint8_t*>(REALMemoryBlockGetPtr(*variables[i]));
     if (!data[i]) {
       *count = -1;
-      ClosePictureReader(reader);
       return;
     }
     std::memset(data[i], 0, kHistogramBytes);
@@ -118,7 +116,6 @@ void CountColorsQVT(REALpictureStruct* picture, REALmemoryBlockStruct** red, REA
   StoreCounters(data[2], g);
 
   const int64_t total = reader.height > 0 && reader.width > 0 ? static_cast<int64_t>(reader.width) * reader.height : 0;
-  ClosePictureReader(reader);
   *count = static_cast<int32_t>(total);
 }
 

@@ -31,17 +31,6 @@ REALpictureStruct* GetEmbededMask(REALpictureStruct* picture, unsigned char swap
   });
 }
 
-void SetEmbededMask(REALpictureStruct* picture, unsigned char, REALpictureStruct* mask) {
-  if (!mask) return;
-  PictureReader pictureReader;
-  if (!GetPictureReader(pictureReader, picture)) return;
-  PictureReader maskReader;
-  if (!GetPictureReader(maskReader, mask)) {
-    ClosePictureReader(pictureReader);
-    return;
-  }
-  // Both readers hold private copies of the pixels, and there is no editor
-  // through which a mask value could reach the picture: it stays unchanged.
-  ClosePictureReader(maskReader);
-  ClosePictureReader(pictureReader);
-}
+// With no in-place access there is nothing through which a mask value could
+// reach the picture: it stays unchanged.
+void SetEmbededMask(REALpictureStruct*, unsigned char, REALpictureStruct*) {}

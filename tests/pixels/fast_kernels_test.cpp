@@ -442,8 +442,6 @@ TEST(FastKernels, Scaling) {
         4 * static_cast<size_t>(dw),
         [&](uint8_t* out) { CubicRowPass(values, w, columns, reinterpret_cast<uint32_t*>(out), dw); },
         [&](uint8_t* out) { CubicRowPassFast(values, plan, reinterpret_cast<uint32_t*>(out)); });
-    FreeCubicRowPlan(plan);
-    FreeCubicTable(columns);
   }
 }
 
