@@ -21,12 +21,11 @@
 #include "bench/bench_pictures.h"
 #include "filters/filters.h"
 #include "pixels/pixel_math.h"
-#include "geometry/rotate.h"
-#include "geometry/scale.h"
-#include "geometry/turns.h"
+#include "geometry/kernels.h"
 #include "exchange/memoryblock.h"
 #include "pixels/kernel_choice.h"
-#include "tone/tone.h"
+#include "tone/handlers.h"
+#include "tone/kernels.h"
 
 namespace {
 
@@ -195,17 +194,17 @@ void RegisterAll() {
   Register("cache/limit", [] { EachRow(Rgb24ToXrgbRowFast); }, false, true);
 
   // -- Turns and mirrors
-  Operation("copy", [] { CopyBitmap(P().source.reader, P().result.writer); },
+  Operation("copy", [] { CopyPixels(P().source.reader, P().result.writer); },
             [src] { cv::cvtColor(src, Scratch(0), cv::COLOR_RGB2BGRA); });
-  Operation("hmirror", [] { HMirror(P().source.reader, P().result.writer); },
+  Operation("hmirror", [] { HMirrorPixels(P().source.reader, P().result.writer); },
             [src] { cv::flip(src, Scratch(0), 1); });
-  Operation("vmirror", [] { VMirror(P().source.reader, P().result.writer); },
+  Operation("vmirror", [] { VMirrorPixels(P().source.reader, P().result.writer); },
             [src] { cv::flip(src, Scratch(0), 0); });
-  Operation("rotate180", [] { Rotate180(P().source.reader, P().result.writer); },
+  Operation("rotate180", [] { Rotate180Pixels(P().source.reader, P().result.writer); },
             [src] { cv::rotate(src, Scratch(0), cv::ROTATE_180); });
-  Operation("rotate90", [] { Rotate90(P().source.reader, P().turned.writer); },
+  Operation("rotate90", [] { Rotate90Pixels(P().source.reader, P().turned.writer); },
             [src] { cv::rotate(src, Scratch(0), cv::ROTATE_90_COUNTERCLOCKWISE); });
-  Operation("rotate270", [] { Rotate270(P().source.reader, P().turned.writer); },
+  Operation("rotate270", [] { Rotate270Pixels(P().source.reader, P().turned.writer); },
             [src] { cv::rotate(src, Scratch(0), cv::ROTATE_90_CLOCKWISE); });
 
   // -- Free rotation: the three shears of RotateQVT(30), each from the

@@ -1,10 +1,11 @@
-#include "geometry/rotate.h"
+#include "geometry/handlers.h"
+#include "geometry/kernels.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
 
-#include "geometry/turns.h"
+#include "pixels/handlers.h"
 #include "pixels/kernel_choice.h"
 #include "plugin/host_calls.h"
 
@@ -307,15 +308,15 @@ bool ShearPassesFit(REALpictureStruct* picture, int turns, double residual) {
 
 }  // namespace
 
-REALpictureStruct* Rotate(REALpictureStruct* picture, double angle, uint32_t background) {
+REALpictureStruct* RotateQVT(REALpictureStruct* picture, double angle, uint32_t background) {
   if (!picture) return nullptr;
   double a;
   if (!ReduceAngle(angle, &a)) return nullptr;
 
-  if (a == 0.0) return ClonePicture(picture);
-  if (a == 90.0) return Rotate90(picture);
-  if (a == 180.0) return Rotate180(picture);
-  if (a == 270.0) return Rotate270(picture);
+  if (a == 0.0) return CloneQVT(picture);
+  if (a == 90.0) return Rotate90QVT(picture);
+  if (a == 180.0) return Rotate180QVT(picture);
+  if (a == 270.0) return Rotate270QVT(picture);
 
   // One exact turn, then the residual (strictly between 0 and 90 degrees;
   // a - 90, a - 180 and a - 270 are exact here).
@@ -324,7 +325,7 @@ REALpictureStruct* Rotate(REALpictureStruct* picture, double angle, uint32_t bac
   if (!ShearPassesFit(picture, turns, residual)) return nullptr;
   // The turned picture is a new one; an unturned one gets a reference of its own.
   using Turn = REALpictureStruct* (*)(REALpictureStruct*);
-  constexpr Turn kTurns[] = {BitmapPicture, Rotate90, Rotate180, Rotate270};
+  constexpr Turn kTurns[] = {BitmapQVT, Rotate90QVT, Rotate180QVT, Rotate270QVT};
   return ReadHeldPicture(kTurns[turns](picture),
                          [&](const PictureReader& turned) { return Rotate45(turned, residual, background); });
 }

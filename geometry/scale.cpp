@@ -1,4 +1,5 @@
-#include "geometry/scale.h"
+#include "geometry/handlers.h"
+#include "geometry/kernels.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -188,8 +189,7 @@ bool ScaleCubic(const PictureReader& src, PictureWriter& dst) {
 
 // ---- Handler -------------------------------------------------------------
 
-REALpictureStruct* ScalePicture(REALpictureStruct* picture, int32_t width, int32_t height,
-                                unsigned char antiAlias) {
+REALpictureStruct* ScaleQVT(REALpictureStruct* picture, int32_t width, int32_t height, unsigned char antiAlias) {
   if (!picture || !FitsHostPicture(width, height)) return nullptr;
   if (antiAlias) {
     // The cubic path only for an enlargement in both directions; the box

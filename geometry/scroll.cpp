@@ -2,7 +2,7 @@
 // this platform never grants one, so nothing moves (nor does the mask) and the
 // handlers only report: true for a horizontal scroll, and for a vertical one
 // only when its delta is 0.
-#include "geometry/scroll.h"
+#include "geometry/handlers.h"
 
 unsigned char ScrollHorizontalQVT(REALpictureStruct* picture, int32_t, unsigned char, unsigned char) {
   return picture ? 1 : 0;

@@ -5,6 +5,7 @@
 
 #include <cstdlib>
 
+#include "pixels/handlers.h"
 #include "pixels/kernel_choice.h"
 #include "plugin/host_calls.h"
 
@@ -52,8 +53,8 @@ bool LockPictureReader(PictureReader& reader, REALpictureStruct* picture, bool a
   if (!allowClone) return false;
 
   // Pictures whose own pixels cannot be copied are read through a 32-bit
-  // clone drawn by the host; one retry, never more.
-  REALpictureStruct* clone = ClonePicture(picture);
+  // clone drawn by the host (CloneQVT); one retry, never more.
+  REALpictureStruct* clone = CloneQVT(picture);
   if (!clone) return false;
   const bool read = LockPictureReader(reader, clone, false);
   reader.clone = clone;  // released with the reader, also when it could not be read
@@ -113,7 +114,7 @@ HeldPicture::~HeldPicture() {
   if (picture_) REALUnlockObject(AsObject(picture_));
 }
 
-REALpictureStruct* ClonePicture(REALpictureStruct* picture) {
+REALpictureStruct* CloneQVT(REALpictureStruct* picture) {
   if (!picture) return nullptr;
   REALpictureDescription description{};
   REALLockPictureDescription(picture, &description);
@@ -130,7 +131,7 @@ REALpictureStruct* ClonePicture(REALpictureStruct* picture) {
   return copy;
 }
 
-REALpictureStruct* BitmapPicture(REALpictureStruct* picture) {
+REALpictureStruct* BitmapQVT(REALpictureStruct* picture) {
   if (!picture) return nullptr;
   REALLockObject(AsObject(picture));
   return picture;

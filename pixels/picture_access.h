@@ -156,10 +156,6 @@ REALpictureStruct* ReadHeldPicture(REALpictureStruct* held, Use use) {
   return use(static_cast<const PictureReader&>(reader));
 }
 
-// Handlers of "CloneQVT as picture" and "BitmapQVT as picture".
-REALpictureStruct* ClonePicture(REALpictureStruct* picture);
-REALpictureStruct* BitmapPicture(REALpictureStruct* picture);
-
 // Pixel conversions between the two layouts. A reader pixel is always read as
 // its three bytes, never as a word.
 inline uint32_t PackRGB(uint32_t r, uint32_t g, uint32_t b) { return (r << 16) | (g << 8) | b; }

@@ -13,7 +13,8 @@
 
 #include "pixels/kernel_choice.h"
 #include "pixels/picture_access.h"
-#include "tone/tone.h"
+#include "tone/handlers.h"
+#include "tone/kernels.h"
 
 uint8_t ClampTruncate(double v) {
   if (v > 255.0) return 255;
@@ -204,7 +205,7 @@ REALpictureStruct* MapPicture(REALpictureStruct* picture, const ChannelTables& t
 
 }  // namespace
 
-REALpictureStruct* AbsBrightnessPicture3(REALpictureStruct* picture, double r, double g, double b) {
+REALpictureStruct* ChangeBrightnessAbsoluteQVT3(REALpictureStruct* picture, double r, double g, double b) {
   ChannelTables tables;
   AbsBrightnessTable(r, tables.red);
   AbsBrightnessTable(g, tables.green);
@@ -212,11 +213,11 @@ REALpictureStruct* AbsBrightnessPicture3(REALpictureStruct* picture, double r, d
   return MapPicture(picture, tables, kWholePicture);
 }
 
-REALpictureStruct* AbsBrightnessPicture1(REALpictureStruct* picture, double x) {
-  return AbsBrightnessPicture3(picture, x, x, x);
+REALpictureStruct* ChangeBrightnessAbsoluteQVT1(REALpictureStruct* picture, double x) {
+  return ChangeBrightnessAbsoluteQVT3(picture, x, x, x);
 }
 
-REALpictureStruct* LinBrightnessPicture3(REALpictureStruct* picture, double r, double g, double b) {
+REALpictureStruct* ChangeBrightnessLinearQVT3(REALpictureStruct* picture, double r, double g, double b) {
   ChannelTables tables;
   LinBrightnessTable(r, tables.red);
   LinBrightnessTable(g, tables.green);
@@ -224,11 +225,11 @@ REALpictureStruct* LinBrightnessPicture3(REALpictureStruct* picture, double r, d
   return MapPicture(picture, tables, kWholePicture);
 }
 
-REALpictureStruct* LinBrightnessPicture1(REALpictureStruct* picture, double x) {
-  return LinBrightnessPicture3(picture, x, x, x);
+REALpictureStruct* ChangeBrightnessLinearQVT1(REALpictureStruct* picture, double x) {
+  return ChangeBrightnessLinearQVT3(picture, x, x, x);
 }
 
-REALpictureStruct* ContrastPicture3(REALpictureStruct* picture, double xr, double xg, double xb) {
+REALpictureStruct* ChangeContrastQVT3(REALpictureStruct* picture, double xr, double xg, double xb) {
   ChannelTables tables;
   ContrastTable(xr, tables.red);
   ContrastTable(xg, tables.green);
@@ -236,11 +237,11 @@ REALpictureStruct* ContrastPicture3(REALpictureStruct* picture, double xr, doubl
   return MapPicture(picture, tables, kWholePicture);
 }
 
-REALpictureStruct* ContrastPicture1(REALpictureStruct* picture, double x) {
-  return ContrastPicture3(picture, x, x, x);
+REALpictureStruct* ChangeContrastQVT1(REALpictureStruct* picture, double x) {
+  return ChangeContrastQVT3(picture, x, x, x);
 }
 
-REALpictureStruct* TransformPicture(REALpictureStruct* picture, double a, double b) {
+REALpictureStruct* ChangeCustomQVT(REALpictureStruct* picture, double a, double b) {
   ChannelTables tables;
   LinearCurveTable(a, b, tables.red);
   std::copy(tables.red, tables.red + 256, tables.green);
@@ -248,7 +249,7 @@ REALpictureStruct* TransformPicture(REALpictureStruct* picture, double a, double
   return MapPicture(picture, tables, kWholePicture);
 }
 
-REALpictureStruct* InvertPicture(REALpictureStruct* picture, int32_t left, int32_t top, int32_t width,
+REALpictureStruct* InvertQVT(REALpictureStruct* picture, int32_t left, int32_t top, int32_t width,
                                  int32_t height) {
   ChannelTables tables;
   for (int32_t s = 0; s < 256; ++s) {

@@ -11,7 +11,8 @@
 #include "pixels/kernel_choice.h"
 #include "pixels/picture_access.h"
 #include "plugin/host_calls.h"
-#include "tone/tone.h"
+#include "tone/handlers.h"
+#include "tone/kernels.h"
 
 namespace {
 

@@ -19,13 +19,12 @@
 
 #include "exchange/memoryblock.h"
 #include "filters/filters.h"
-#include "geometry/rotate.h"
-#include "geometry/scale.h"
-#include "geometry/turns.h"
+#include "geometry/kernels.h"
 #include "pixels/kernel_choice.h"
 #include "pixels/picture_access.h"
 #include "pixels/pixel_math.h"
-#include "tone/tone.h"
+#include "tone/handlers.h"
+#include "tone/kernels.h"
 
 namespace {
 

@@ -1,29 +1,12 @@
-// Tone and colour: brightness, contrast, custom curves and inversion; automatic
-// levels; blending, combining and tinting; colour counting and remapping;
-// embedded masks.
-//
-// The handlers take the host's arguments as registered (the picture first for
-// the Picture extension methods) and return a new picture, or nil when they
-// cannot do their work. The row kernels below them know nothing of pictures or
-// of the host: they take a reader row (3 bytes red, green, blue per pixel), a
-// writer row (words 0x00RRGGBB) and the width.
+// The tone subsystem's kernels, used by its handlers and by the tests and
+// benchmarks. They know nothing of pictures or of the host: they take a
+// reader row (3 bytes red, green, blue per pixel), a writer row (words
+// 0x00RRGGBB) and the width, or build the tables the rows are mapped through.
 #pragma once
 
 #include <cstdint>
 
-#include "plugin/host_interface.h"
-
-// --- Brightness, contrast, custom curves, inversion (brightness.cpp) ---------
-
-REALpictureStruct* AbsBrightnessPicture3(REALpictureStruct* picture, double r, double g, double b);
-REALpictureStruct* AbsBrightnessPicture1(REALpictureStruct* picture, double x);
-REALpictureStruct* LinBrightnessPicture3(REALpictureStruct* picture, double r, double g, double b);
-REALpictureStruct* LinBrightnessPicture1(REALpictureStruct* picture, double x);
-REALpictureStruct* ContrastPicture3(REALpictureStruct* picture, double xr, double xg, double xb);
-REALpictureStruct* ContrastPicture1(REALpictureStruct* picture, double x);
-REALpictureStruct* TransformPicture(REALpictureStruct* picture, double a, double b);
-REALpictureStruct* InvertPicture(REALpictureStruct* picture, int32_t left, int32_t top, int32_t width,
-                                 int32_t height);
+// ---- Brightness, contrast, custom curves, inversion (brightness.cpp) --------
 
 // A 256-entry table per channel: the new value of every channel value.
 struct ChannelTables {
@@ -63,9 +46,7 @@ struct TableLine {
 };
 bool FitTableLine(const uint8_t table[256], TableLine* line);
 
-// --- Automatic levels (autolevel.cpp) ----------------------------------------
-
-REALpictureStruct* AutoLevelPicture(REALpictureStruct* picture);
+// ---- Automatic levels (autolevel.cpp) ----------------------------------------
 
 // Adds the luminance level of each of `width` reader pixels to `histogram`.
 void LuminanceHistogramRow(const uint8_t* src, int32_t width, uint32_t histogram[256]);
@@ -80,15 +61,7 @@ LevelPair ChooseLevels(const uint32_t histogram[256]);
 // The stretch of lo..hi onto 0..255 (a threshold at lo when hi equals lo).
 void LevelsTable(LevelPair levels, uint8_t table[256]);
 
-// --- Blending, combining, tinting (blend.cpp) --------------------------------
-
-REALpictureStruct* BlendPicture(REALpictureStruct* source, double sourcepercent, REALpictureStruct* dest,
-                                double destpercent);
-REALpictureStruct* BlendPictureMask(REALpictureStruct* source, REALpictureStruct* dest,
-                                    REALpictureStruct* mask);
-REALpictureStruct* CombinePicturesQVT(REALpictureStruct* red, REALpictureStruct* blue,
-                                      REALpictureStruct* green);
-REALpictureStruct* TintPicture(REALpictureStruct* source, uint32_t greyBase, uint32_t sepiaBase);
+// ---- Blending, combining, tinting (blend.cpp) --------------------------------
 
 void BlendRow(const uint8_t* source, const uint8_t* dest, uint32_t* dst, int32_t width, int32_t ws,
               int32_t wd);
@@ -113,13 +86,7 @@ TintWeights MakeTintWeights(uint32_t greyBase, uint32_t sepiaBase);
 void TintRow(const uint8_t* src, uint32_t* dst, int32_t width, const TintWeights& w);
 void TintRowFast(const uint8_t* src, uint32_t* dst, int32_t width, const TintWeights& w);
 
-// --- Colour counting and remapping (colours.cpp) ------------------------------
-
-int32_t CountColorQVT(REALpictureStruct* picture, uint32_t col);
-void CountColorsQVT(REALpictureStruct* picture, REALmemoryBlockStruct** red, REALmemoryBlockStruct** blue,
-                    REALmemoryBlockStruct** green, int32_t* count);
-REALpictureStruct* TransformColorsQVT(REALpictureStruct* picture, REALmemoryBlockStruct* red,
-                                      REALmemoryBlockStruct* blue, REALmemoryBlockStruct* green);
+// ---- Colour counting (colours.cpp) -------------------------------------------
 
 // The number of the `width` reader pixels whose colour 0x00RRGGBB is `col`.
 uint32_t CountColorRow(const uint8_t* src, int32_t width, uint32_t col);
@@ -127,9 +94,3 @@ uint32_t CountColorRowFast(const uint8_t* src, int32_t width, uint32_t col);
 // Adds each of the `width` reader pixels to the three channel histograms.
 void ChannelHistogramRow(const uint8_t* src, int32_t width, uint32_t red[256], uint32_t green[256],
                          uint32_t blue[256]);
-
-// --- Embedded masks (masks.cpp) ----------------------------------------------
-
-unsigned char HasMaskPicture(REALpictureStruct* picture);
-REALpictureStruct* GetEmbededMask(REALpictureStruct* picture, unsigned char swap);
-void SetEmbededMask(REALpictureStruct* picture, unsigned char swap, REALpictureStruct* mask);
