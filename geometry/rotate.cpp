@@ -189,34 +189,48 @@ void VertSkewColumns(const PictureReader& src, PictureWriter& dst, int32_t first
   PutColumnEnds(dst, first, count, shifts, src.height, b, bw, prev);
 }
 
-// Pass 1: rows sheared horizontally by (k + 0.5) * t, W1 = W + trunc(t * H).
-REALpictureStruct* Rotate45part1(const PictureReader& source, const PictureReader& current, uint32_t background,
-                                 double theta, double s, double t) {
+namespace {
+
+// The writer of shear pass 1, 2 or 3 for `source`, reading `current`; false
+// when a size is not valid or the writer cannot be made.
+bool NewPassWriter(PictureWriter& writer, int pass, const PictureReader& source, const PictureReader& current,
+                   double theta, double s, double t) {
   ShearSizes sizes;
+  if (!ComputeShearSizes(source.width, source.height, theta, s, t, &sizes)) return false;
+  if (pass == 2) return NewPictureWriter(writer, current.width, sizes.height2);
+  return NewPictureWriter(writer, pass == 1 ? sizes.width1 : sizes.width3, current.height);
+}
+
+// Passes 1 and 3: rows sheared horizontally. Pass 1 shears row k by
+// (k + 0.5) * t, W1 = W + trunc(t * H); pass 3 by an offset starting at
+// -t * s * (W - 1) and growing by t per row, W3 = trunc(cos * W + s * H) + 1.
+REALpictureStruct* ShearRowsPass(int pass, const PictureReader& source, const PictureReader& current,
+                                 uint32_t background, double theta, double s, double t) {
   PictureWriter writer;
-  if (!ComputeShearSizes(source.width, source.height, theta, s, t, &sizes) ||
-      !NewPictureWriter(writer, sizes.width1, current.height)) {
-    return nullptr;
-  }
-  for (int32_t k = 0; k < current.height; ++k) {
+  if (!NewPassWriter(writer, pass, source, current, theta, s, t)) return nullptr;
+  double offset = -t * s * (source.width - 1);
+  for (int32_t k = 0; k < current.height; ++k, offset += t) {
     int32_t shift;
     double weight;
-    SplitOffset((k + 0.5) * t, &shift, &weight);
+    SplitOffset(pass == 1 ? (k + 0.5) * t : offset, &shift, &weight);
     HorzSkew(current, writer, k, shift, weight, background);
   }
   return RenderPictureWriter(writer);
+}
+
+}  // namespace
+
+REALpictureStruct* Rotate45part1(const PictureReader& source, const PictureReader& current, uint32_t background,
+                                 double theta, double s, double t) {
+  return ShearRowsPass(1, source, current, background, theta, s, t);
 }
 
 // Pass 2: columns sheared vertically, the offset starting at s * (W - 1) and
 // falling by s per column; H2 = trunc(cos * H + s * W) + 1.
 REALpictureStruct* Rotate45part2(const PictureReader& source, const PictureReader& current, uint32_t background,
                                  double theta, double s, double t) {
-  ShearSizes sizes;
   PictureWriter writer;
-  if (!ComputeShearSizes(source.width, source.height, theta, s, t, &sizes) ||
-      !NewPictureWriter(writer, current.width, sizes.height2)) {
-    return nullptr;
-  }
+  if (!NewPassWriter(writer, 2, source, current, theta, s, t)) return nullptr;
   // Columns are sheared a block at a time, so that reading and writing go
   // along rows; each column gets exactly what VertSkew would give it.
   double offset = s * (source.width - 1);
@@ -234,25 +248,9 @@ REALpictureStruct* Rotate45part2(const PictureReader& source, const PictureReade
   return RenderPictureWriter(writer);
 }
 
-// Pass 3: rows sheared horizontally, the offset starting at -t * s * (W - 1)
-// and growing by t per row; W3 = trunc(cos * W + s * H) + 1.
 REALpictureStruct* Rotate45part3(const PictureReader& source, const PictureReader& current, uint32_t background,
                                  double theta, double s, double t) {
-  ShearSizes sizes;
-  PictureWriter writer;
-  if (!ComputeShearSizes(source.width, source.height, theta, s, t, &sizes) ||
-      !NewPictureWriter(writer, sizes.width3, current.height)) {
-    return nullptr;
-  }
-  double offset = -t * s * (source.width - 1);
-  for (int32_t k = 0; k < current.height; ++k) {
-    int32_t shift;
-    double weight;
-    SplitOffset(offset, &shift, &weight);
-    HorzSkew(current, writer, k, shift, weight, background);
-    offset += t;
-  }
-  return RenderPictureWriter(writer);
+  return ShearRowsPass(3, source, current, background, theta, s, t);
 }
 
 void ShearFactors(double angle, double* theta, double* s, double* t) {

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "pixels/kernel_choice.h"
+#include "pixels/pixel_math.h"
 #include "plugin/host_calls.h"
 
 namespace {
@@ -19,12 +20,6 @@ constexpr float kCubicA = 0.0f;
 // (numerator * factor) div denominator for non-negative 32-bit values.
 int32_t ScaledIndex(int32_t i, int32_t factor, int32_t denominator) {
   return static_cast<int32_t>(static_cast<int64_t>(i) * factor / denominator);
-}
-
-uint32_t ClampChannel(double acc) {
-  if (acc <= 0.0) return 0;
-  if (acc >= 255.0) return 255;
-  return static_cast<uint32_t>(acc);
 }
 
 REALpictureStruct* ScaleBoxPicture(REALpictureStruct* picture, int32_t width, int32_t height) {
@@ -162,7 +157,7 @@ void CubicRowPass(const float* buffer, int32_t srcW, const CubicTable& columns, 
       g += wk * v[1];
       b += wk * v[2];
     }
-    dst[x] = PackRGB(ClampChannel(r), ClampChannel(g), ClampChannel(b));
+    dst[x] = PackRGB(ClampTruncate(r), ClampTruncate(g), ClampTruncate(b));
   }
 }
 
@@ -469,7 +464,7 @@ namespace {
 constexpr int32_t kCubicBlock = 256;  // destination columns per block
 
 // 0.5 + near weight * near value + far weight * far value, in that order,
-// for `n` channel values, held to 0..255 and truncated as ClampChannel does.
+// for `n` channel values, held to 0..255 and truncated as ClampTruncate does.
 PICTURE_VECTOR_CLONES
 void CubicTwoTaps(const float* __restrict nearWeights, const float* __restrict nearValues,
                   const float* __restrict farWeights, const float* __restrict farValues, uint8_t* __restrict out,

@@ -15,9 +15,6 @@ struct ChannelTables {
   uint8_t blue[256];
 };
 
-// Clamp and truncate: above 255 gives 255, otherwise below 0 gives 0,
-// otherwise truncation toward zero. NaN gives 0.
-uint8_t ClampTruncate(double v);
 // The low 8 bits of v truncated toward zero, for any finite v (the exact
 // value modulo 256, as a two's-complement integer of enough bits would hold
 // it). NaN and infinities give 0.
@@ -63,19 +60,14 @@ void LevelsTable(LevelPair levels, uint8_t table[256]);
 
 // ---- Blending, combining, tinting (blend.cpp) --------------------------------
 
-void BlendRow(const uint8_t* source, const uint8_t* dest, uint32_t* dst, int32_t width, int32_t ws,
-              int32_t wd);
-void BlendMaskRow(const uint8_t* source, const uint8_t* dest, const uint8_t* mask, uint32_t* dst,
-                  int32_t width);
-void CombineRow(const uint8_t* red, const uint8_t* green, const uint8_t* blue, uint32_t* dst,
-                int32_t width);
-// Fast variants: the same words (the blend in 32 bits when the weights allow).
-void BlendRowFast(const uint8_t* source, const uint8_t* dest, uint32_t* dst, int32_t width, int32_t ws,
-                  int32_t wd);
-void BlendMaskRowFast(const uint8_t* source, const uint8_t* dest, const uint8_t* mask, uint32_t* dst,
-                      int32_t width);
-void CombineRowFast(const uint8_t* red, const uint8_t* green, const uint8_t* blue, uint32_t* dst,
-                    int32_t width);
+// The rows of the blends and of the combination. Each Fast variant gives the
+// same words (the blend in 32 bits when the weights allow).
+void BlendRow(const uint8_t* source, const uint8_t* dest, uint32_t* dst, int32_t width, int32_t ws, int32_t wd);
+void BlendRowFast(const uint8_t* source, const uint8_t* dest, uint32_t* dst, int32_t width, int32_t ws, int32_t wd);
+void BlendMaskRow(const uint8_t* source, const uint8_t* dest, const uint8_t* mask, uint32_t* dst, int32_t width);
+void BlendMaskRowFast(const uint8_t* source, const uint8_t* dest, const uint8_t* mask, uint32_t* dst, int32_t width);
+void CombineRow(const uint8_t* red, const uint8_t* green, const uint8_t* blue, uint32_t* dst, int32_t width);
+void CombineRowFast(const uint8_t* red, const uint8_t* green, const uint8_t* blue, uint32_t* dst, int32_t width);
 
 // The six fractions of a tint, each a channel of its colour divided by 255.
 struct TintWeights {
