@@ -138,7 +138,6 @@ class HeldPicture {
   HeldPicture(const HeldPicture&) = delete;
   HeldPicture& operator=(const HeldPicture&) = delete;
   ~HeldPicture();
-  REALpictureStruct* get() const { return picture_; }
 
  private:
   REALpictureStruct* picture_;
@@ -188,8 +187,9 @@ inline void SpreadPixels(const uint8_t* __restrict src, uint8_t* __restrict dst,
   }
 }
 
-// Converts one reader row of `width` pixels into writer words. The fast
-// variant gives the same words (see pixels/kernel_choice.h); this pass alone
-// is the memory limit every pointwise kernel is measured against.
+// Converts one reader row of `width` pixels into writer words: the frame's own
+// conversion between its two layouts, which kernels of every subsystem use.
+// The fast variant gives the same words (see pixels/kernel_choice.h); this
+// pass alone is the memory limit every pointwise kernel is measured against.
 void Rgb24ToXrgbRow(const uint8_t* src, uint32_t* dst, int32_t width);
 void Rgb24ToXrgbRowFast(const uint8_t* src, uint32_t* dst, int32_t width);
