@@ -194,7 +194,7 @@ void RegisterAll() {
   Register("cache/limit", [] { EachRow(Rgb24ToXrgbRowFast); }, false, true);
 
   // -- Turns and mirrors
-  Operation("copy", [] { CopyPixels(P().source.reader, P().result.writer); },
+  Operation("copy", [] { EachRow(ChooseKernel(Rgb24ToXrgbRow, Rgb24ToXrgbRowFast)); },
             [src] { cv::cvtColor(src, Scratch(0), cv::COLOR_RGB2BGRA); });
   Operation("hmirror", [] { HMirrorPixels(P().source.reader, P().result.writer); },
             [src] { cv::flip(src, Scratch(0), 1); });

