@@ -83,6 +83,8 @@ REALpictureStruct* Rotate45part3(const PictureReader& source, const PictureReade
 // `weight` (0 <= weight < 1).
 void HorzSkew(const PictureReader& src, PictureWriter& dst, int32_t row, int32_t offset, double weight,
               uint32_t background);
+// Pass 2 shears columns in blocks (below); VertSkew, one column at a time, is
+// the reference the blocks are tested against and is not used by the passes.
 void VertSkew(const PictureReader& src, PictureWriter& dst, int32_t column, int32_t offset,
               double weight, uint32_t background);
 
