@@ -26,9 +26,10 @@
 #include <vector>
 
 #include "bench/bench_pictures.h"
-#include "geometry/rotate.h"
+#include "geometry/kernels.h"
 #include "host/host.h"
 #include "host/host_state.h"
+#include "pixels/handlers.h"
 #include "pixels/picture_access.h"
 #include "plugin/host_calls.h"
 
@@ -176,7 +177,6 @@ REALpictureStruct* ReadAndBuild(benchmark::State& state, REALpictureStruct* cons
     PausedWriter(state, writer, w, h);
     out = RenderPictureWriter(writer);
   }
-  for (int i = count; i-- > 0;) ClosePictureReader(readers[i]);
   return out;
 }
 
@@ -207,7 +207,7 @@ void HostShare(benchmark::State& state, const std::string& work, int32_t width, 
       Release(pass2);
       Release(pass3);
     } else if (work == "clone") {
-      Release(ClonePicture(pictures[0]));
+      Release(CloneQVT(pictures[0]));
     }
   }
 }

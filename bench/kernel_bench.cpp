@@ -20,12 +20,12 @@
 
 #include "bench/bench_pictures.h"
 #include "filters/filters.h"
-#include "geometry/rotate.h"
-#include "geometry/scale.h"
-#include "geometry/turns.h"
+#include "pixels/pixel_math.h"
+#include "geometry/kernels.h"
 #include "exchange/memoryblock.h"
 #include "pixels/kernel_choice.h"
-#include "tone/tone.h"
+#include "tone/handlers.h"
+#include "tone/kernels.h"
 
 namespace {
 
@@ -194,17 +194,17 @@ void RegisterAll() {
   Register("cache/limit", [] { EachRow(Rgb24ToXrgbRowFast); }, false, true);
 
   // -- Turns and mirrors
-  Operation("copy", [] { CopyBitmap(P().source.reader, P().result.writer); },
+  Operation("copy", [] { EachRow(ChooseKernel(Rgb24ToXrgbRow, Rgb24ToXrgbRowFast)); },
             [src] { cv::cvtColor(src, Scratch(0), cv::COLOR_RGB2BGRA); });
-  Operation("hmirror", [] { HMirror(P().source.reader, P().result.writer); },
+  Operation("hmirror", [] { HMirrorPixels(P().source.reader, P().result.writer); },
             [src] { cv::flip(src, Scratch(0), 1); });
-  Operation("vmirror", [] { VMirror(P().source.reader, P().result.writer); },
+  Operation("vmirror", [] { VMirrorPixels(P().source.reader, P().result.writer); },
             [src] { cv::flip(src, Scratch(0), 0); });
-  Operation("rotate180", [] { Rotate180(P().source.reader, P().result.writer); },
+  Operation("rotate180", [] { Rotate180Pixels(P().source.reader, P().result.writer); },
             [src] { cv::rotate(src, Scratch(0), cv::ROTATE_180); });
-  Operation("rotate90", [] { Rotate90(P().source.reader, P().turned.writer); },
+  Operation("rotate90", [] { Rotate90Pixels(P().source.reader, P().turned.writer); },
             [src] { cv::rotate(src, Scratch(0), cv::ROTATE_90_COUNTERCLOCKWISE); });
-  Operation("rotate270", [] { Rotate270(P().source.reader, P().turned.writer); },
+  Operation("rotate270", [] { Rotate270Pixels(P().source.reader, P().turned.writer); },
             [src] { cv::rotate(src, Scratch(0), cv::ROTATE_90_CLOCKWISE); });
 
   // -- Free rotation: the three shears of RotateQVT(30), each from the
@@ -235,30 +235,8 @@ void RegisterAll() {
             [src] { cv::resize(src, Scratch(0), cv::Size(kWidth / 2, kHeight / 2), 0, 0, cv::INTER_AREA); });
   Operation("scale-box-double", [] { ChooseKernel(ScaleBox, ScaleBoxFast)(P().source.reader, twice.writer); },
             [src] { cv::resize(src, Scratch(1), cv::Size(kWidth * 2, kHeight * 2), 0, 0, cv::INTER_NEAREST); });
-  Operation(
-      "scale-cubic-double",
-      [] {
-        const PictureReader& r = P().source.reader;
-        CubicTable columns, rows;
-        std::vector<float> buffer(3 * static_cast<size_t>(r.width));
-        MakeCubicTable(columns, r.width, twice.writer.width);
-        MakeCubicTable(rows, r.height, twice.writer.height);
-        const auto columnPass = ChooseKernel(CubicColumnPass, CubicColumnPassFast);
-        CubicRowPlan plan;
-        const bool planned = !PlainKernels() && MakeCubicRowPlan(plan, columns, r.width, twice.writer.width);
-        for (int32_t y = 0; y < twice.writer.height; ++y) {
-          columnPass(r, rows.index[y], rows.weights + 4 * static_cast<ptrdiff_t>(y), buffer.data());
-          if (planned) {
-            CubicRowPassFast(buffer.data(), plan, twice.Row(y));
-          } else {
-            CubicRowPass(buffer.data(), r.width, columns, twice.Row(y), twice.writer.width);
-          }
-        }
-        FreeCubicRowPlan(plan);
-        FreeCubicTable(columns);
-        FreeCubicTable(rows);
-      },
-      [src] { cv::resize(src, Scratch(1), cv::Size(kWidth * 2, kHeight * 2), 0, 0, cv::INTER_CUBIC); });
+  Operation("scale-cubic-double", [] { ScaleCubic(P().source.reader, twice.writer); },
+            [src] { cv::resize(src, Scratch(1), cv::Size(kWidth * 2, kHeight * 2), 0, 0, cv::INTER_CUBIC); });
 
   // -- Brightness, contrast, curves, inversion, levels: tables per channel.
   Operation("brightness", [] { TablesRow(Tables(AbsBrightnessTable, 20, 20, 20)); },
@@ -433,7 +411,7 @@ void RegisterAll() {
     cv::transform(src, Scratch(0), m);
   });
   Operation("sepia", [] {
-    const SepiaWeights w = {FixedPointWeight(0.299), FixedPointWeight(0.587), FixedPointWeight(0.114), {40, 20, -20}};
+    const SepiaWeights w = {FixedWeight(0.299), FixedWeight(0.587), FixedWeight(0.114), {40, 20, -20}};
     const auto row = ChooseKernel(SepiaRow, SepiaRowFast);
     EachRow([&](const uint8_t* s, uint32_t* d, int32_t n) { row(s, d, n, w); });
   }, [src] {

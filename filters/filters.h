@@ -93,9 +93,6 @@ struct SepiaWeights {
   int32_t tint[3];           // added to the luminance for red, green, blue
 };
 
-// A weight in fixed point with 10 fraction bits, truncated toward zero;
-// not-a-number gives 0 and values beyond the 32-bit range are clamped to it.
-int32_t FixedPointWeight(double weight);
 
 void SepiaRow(const uint8_t* src, uint32_t* dst, int32_t count, const SepiaWeights& weights);
 // The same words, in 32 bits when the weights and tints allow.

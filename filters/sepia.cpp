@@ -7,6 +7,7 @@
 
 #include "filters/filters.h"
 #include "pixels/kernel_choice.h"
+#include "pixels/pixel_math.h"
 #include "plugin/registration.h"
 
 namespace {
@@ -43,9 +44,9 @@ SepiaData& Data(REALobjectStruct* instance) {
 
 unsigned char Run(REALobjectStruct* instance) {
   SepiaData& data = Data(instance);
-  const SepiaWeights weights = {FixedPointWeight(data.factorRed),
-                                FixedPointWeight(data.factorGreen),
-                                FixedPointWeight(data.factorBlue),
+  const SepiaWeights weights = {FixedWeight(data.factorRed),
+                                FixedWeight(data.factorGreen),
+                                FixedWeight(data.factorBlue),
                                 {data.sepiaRed, data.sepiaGreen, data.sepiaBlue}};
   return RunFilter(data.pictures, &data.rectangle, ResultRelease::kOnNewResult,
                    [&weights](const PictureReader& reader, PictureWriter& writer,
@@ -121,14 +122,6 @@ REALmethodDefinition methods[] = {
 REALclassDefinition PictureSepiaClass = {
     kRecordVersion, "PictureSepiaQVT", nullptr, sizeof(SepiaData), 0, Construct, Close,
     properties, std::size(properties), methods, std::size(methods), nullptr, 0, {}};
-
-int32_t FixedPointWeight(double weight) {
-  const double fixed = weight * 1024.0;
-  if (fixed != fixed) return 0;
-  if (fixed >= 2147483647.0) return INT32_MAX;
-  if (fixed <= -2147483648.0) return INT32_MIN;
-  return static_cast<int32_t>(fixed);
-}
 
 // The luminance is formed in 64 bits, so no weight can make it wrap; the
 // division truncates toward zero, also for a negative sum.

@@ -1,10 +1,11 @@
-#include "geometry/rotate.h"
+#include "geometry/handlers.h"
+#include "geometry/kernels.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
 
-#include "geometry/turns.h"
+#include "pixels/handlers.h"
 #include "pixels/kernel_choice.h"
 #include "plugin/host_calls.h"
 
@@ -15,14 +16,6 @@ constexpr double kPi = 3.141592653589793;
 // its precision when x is close to pi / 2.
 constexpr double kHalfPiHigh = 1.5707963267948966;
 constexpr double kHalfPiLow = 6.123233995736766e-17;
-
-REALobjectStruct* AsObject(REALpictureStruct* picture) {
-  return reinterpret_cast<REALobjectStruct*>(picture);
-}
-
-void Release(REALpictureStruct* picture) {
-  if (picture) REALUnlockObject(AsObject(picture));
-}
 
 // Sine and cosine of 0 <= x <= pi / 4 by their Taylor series (Horner form in
 // z = x * x), in plain double arithmetic, so that every processor and the C
@@ -196,34 +189,48 @@ void VertSkewColumns(const PictureReader& src, PictureWriter& dst, int32_t first
   PutColumnEnds(dst, first, count, shifts, src.height, b, bw, prev);
 }
 
-// Pass 1: rows sheared horizontally by (k + 0.5) * t, W1 = W + trunc(t * H).
-REALpictureStruct* Rotate45part1(PictureReader& source, PictureReader& current, uint32_t background,
-                                 double theta, double s, double t) {
+namespace {
+
+// The writer of shear pass 1, 2 or 3 for `source`, reading `current`; false
+// when a size is not valid or the writer cannot be made.
+bool NewPassWriter(PictureWriter& writer, int pass, const PictureReader& source, const PictureReader& current,
+                   double theta, double s, double t) {
   ShearSizes sizes;
+  if (!ComputeShearSizes(source.width, source.height, theta, s, t, &sizes)) return false;
+  if (pass == 2) return NewPictureWriter(writer, current.width, sizes.height2);
+  return NewPictureWriter(writer, pass == 1 ? sizes.width1 : sizes.width3, current.height);
+}
+
+// Passes 1 and 3: rows sheared horizontally. Pass 1 shears row k by
+// (k + 0.5) * t, W1 = W + trunc(t * H); pass 3 by an offset starting at
+// -t * s * (W - 1) and growing by t per row, W3 = trunc(cos * W + s * H) + 1.
+REALpictureStruct* ShearRowsPass(int pass, const PictureReader& source, const PictureReader& current,
+                                 uint32_t background, double theta, double s, double t) {
   PictureWriter writer;
-  if (!ComputeShearSizes(source.width, source.height, theta, s, t, &sizes) ||
-      !NewPictureWriter(writer, sizes.width1, current.height)) {
-    return nullptr;
-  }
-  for (int32_t k = 0; k < current.height; ++k) {
+  if (!NewPassWriter(writer, pass, source, current, theta, s, t)) return nullptr;
+  double offset = -t * s * (source.width - 1);
+  for (int32_t k = 0; k < current.height; ++k, offset += t) {
     int32_t shift;
     double weight;
-    SplitOffset((k + 0.5) * t, &shift, &weight);
+    SplitOffset(pass == 1 ? (k + 0.5) * t : offset, &shift, &weight);
     HorzSkew(current, writer, k, shift, weight, background);
   }
   return RenderPictureWriter(writer);
 }
 
+}  // namespace
+
+REALpictureStruct* Rotate45part1(const PictureReader& source, const PictureReader& current, uint32_t background,
+                                 double theta, double s, double t) {
+  return ShearRowsPass(1, source, current, background, theta, s, t);
+}
+
 // Pass 2: columns sheared vertically, the offset starting at s * (W - 1) and
 // falling by s per column; H2 = trunc(cos * H + s * W) + 1.
-REALpictureStruct* Rotate45part2(PictureReader& source, PictureReader& current, uint32_t background,
+REALpictureStruct* Rotate45part2(const PictureReader& source, const PictureReader& current, uint32_t background,
                                  double theta, double s, double t) {
-  ShearSizes sizes;
   PictureWriter writer;
-  if (!ComputeShearSizes(source.width, source.height, theta, s, t, &sizes) ||
-      !NewPictureWriter(writer, current.width, sizes.height2)) {
-    return nullptr;
-  }
+  if (!NewPassWriter(writer, 2, source, current, theta, s, t)) return nullptr;
   // Columns are sheared a block at a time, so that reading and writing go
   // along rows; each column gets exactly what VertSkew would give it.
   double offset = s * (source.width - 1);
@@ -241,25 +248,9 @@ REALpictureStruct* Rotate45part2(PictureReader& source, PictureReader& current, 
   return RenderPictureWriter(writer);
 }
 
-// Pass 3: rows sheared horizontally, the offset starting at -t * s * (W - 1)
-// and growing by t per row; W3 = trunc(cos * W + s * H) + 1.
-REALpictureStruct* Rotate45part3(PictureReader& source, PictureReader& current, uint32_t background,
+REALpictureStruct* Rotate45part3(const PictureReader& source, const PictureReader& current, uint32_t background,
                                  double theta, double s, double t) {
-  ShearSizes sizes;
-  PictureWriter writer;
-  if (!ComputeShearSizes(source.width, source.height, theta, s, t, &sizes) ||
-      !NewPictureWriter(writer, sizes.width3, current.height)) {
-    return nullptr;
-  }
-  double offset = -t * s * (source.width - 1);
-  for (int32_t k = 0; k < current.height; ++k) {
-    int32_t shift;
-    double weight;
-    SplitOffset(offset, &shift, &weight);
-    HorzSkew(current, writer, k, shift, weight, background);
-    offset += t;
-  }
-  return RenderPictureWriter(writer);
+  return ShearRowsPass(3, source, current, background, theta, s, t);
 }
 
 void ShearFactors(double angle, double* theta, double* s, double* t) {
@@ -278,30 +269,16 @@ bool ComputeShearSizes(int32_t width, int32_t height, double theta, double s, do
          TruncSize(std::trunc(cosine * width + s * height) + 1.0, &sizes->width3);
 }
 
-REALpictureStruct* Rotate45(PictureReader& source, double angle, uint32_t background) {
+REALpictureStruct* Rotate45(const PictureReader& source, double angle, uint32_t background) {
   double theta, s, t;
   ShearFactors(angle, &theta, &s, &t);
-
-  REALpictureStruct* pass1 = Rotate45part1(source, source, background, theta, s, t);
-  if (!pass1) return nullptr;
-
-  REALpictureStruct* pass2 = nullptr;
-  PictureReader reader1;
-  if (GetPictureReader(reader1, pass1)) {
-    pass2 = Rotate45part2(source, reader1, background, theta, s, t);
-    ClosePictureReader(reader1);
-  }
-  Release(pass1);
-  if (!pass2) return nullptr;
-
-  REALpictureStruct* pass3 = nullptr;
-  PictureReader reader2;
-  if (GetPictureReader(reader2, pass2)) {
-    pass3 = Rotate45part3(source, reader2, background, theta, s, t);
-    ClosePictureReader(reader2);
-  }
-  Release(pass2);
-  return pass3;
+  // Each pass reads the picture of the one before, released once read.
+  REALpictureStruct* pass2 = ReadHeldPicture(
+      Rotate45part1(source, source, background, theta, s, t),
+      [&](const PictureReader& pass1) { return Rotate45part2(source, pass1, background, theta, s, t); });
+  return ReadHeldPicture(pass2, [&](const PictureReader& pass2Reader) {
+    return Rotate45part3(source, pass2Reader, background, theta, s, t);
+  });
 }
 
 namespace {
@@ -329,40 +306,26 @@ bool ShearPassesFit(REALpictureStruct* picture, int turns, double residual) {
 
 }  // namespace
 
-REALpictureStruct* Rotate(REALpictureStruct* picture, double angle, uint32_t background) {
+REALpictureStruct* RotateQVT(REALpictureStruct* picture, double angle, uint32_t background) {
   if (!picture) return nullptr;
   double a;
   if (!ReduceAngle(angle, &a)) return nullptr;
 
-  if (a == 0.0) return ClonePicture(picture);
-  if (a == 90.0) return Rotate90(picture);
-  if (a == 180.0) return Rotate180(picture);
-  if (a == 270.0) return Rotate270(picture);
+  if (a == 0.0) return CloneQVT(picture);
+  if (a == 90.0) return Rotate90QVT(picture);
+  if (a == 180.0) return Rotate180QVT(picture);
+  if (a == 270.0) return Rotate270QVT(picture);
 
   // One exact turn, then the residual (strictly between 0 and 90 degrees;
   // a - 90, a - 180 and a - 270 are exact here).
   const int turns = (a > 90.0) + (a > 180.0) + (a > 270.0);
   const double residual = a - 90.0 * turns;
   if (!ShearPassesFit(picture, turns, residual)) return nullptr;
-  REALpictureStruct* held;
-  switch (turns) {
-    case 0:
-      REALLockObject(AsObject(picture));
-      held = picture;
-      break;
-    case 1: held = Rotate90(picture); break;
-    case 2: held = Rotate180(picture); break;
-    default: held = Rotate270(picture); break;
-  }
-
-  REALpictureStruct* result = nullptr;
-  PictureReader reader;
-  if (held && GetPictureReader(reader, held)) {
-    result = Rotate45(reader, residual, background);
-    ClosePictureReader(reader);
-  }
-  Release(held);
-  return result;
+  // The turned picture is a new one; an unturned one gets a reference of its own.
+  using Turn = REALpictureStruct* (*)(REALpictureStruct*);
+  constexpr Turn kTurns[] = {BitmapQVT, Rotate90QVT, Rotate180QVT, Rotate270QVT};
+  return ReadHeldPicture(kTurns[turns](picture),
+                         [&](const PictureReader& turned) { return Rotate45(turned, residual, background); });
 }
 
 namespace {

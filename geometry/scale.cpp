@@ -1,12 +1,14 @@
-#include "geometry/scale.h"
+#include "geometry/handlers.h"
+#include "geometry/kernels.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <vector>
 
 #include "pixels/kernel_choice.h"
-
+#include "pixels/pixel_math.h"
 #include "plugin/host_calls.h"
 
 namespace {
@@ -18,12 +20,6 @@ constexpr float kCubicA = 0.0f;
 // (numerator * factor) div denominator for non-negative 32-bit values.
 int32_t ScaledIndex(int32_t i, int32_t factor, int32_t denominator) {
   return static_cast<int32_t>(static_cast<int64_t>(i) * factor / denominator);
-}
-
-uint32_t ClampChannel(double acc) {
-  if (acc <= 0.0) return 0;
-  if (acc >= 255.0) return 255;
-  return static_cast<uint32_t>(acc);
 }
 
 REALpictureStruct* ScaleBoxPicture(REALpictureStruct* picture, int32_t width, int32_t height) {
@@ -107,10 +103,11 @@ void CubicWeights(double u, float weights[4]) {
 }
 
 bool MakeCubicTable(CubicTable& table, int32_t srcLength, int32_t newLength) {
+  table.Release();
   table.index = static_cast<int32_t*>(std::calloc(static_cast<size_t>(newLength), sizeof(int32_t)));
   table.weights = static_cast<float*>(std::calloc(static_cast<size_t>(newLength), 4 * sizeof(float)));
   if (!table.index || !table.weights) {
-    FreeCubicTable(table);
+    table.Release();
     return false;
   }
   for (int32_t i = 0; i < newLength; ++i) {
@@ -122,11 +119,11 @@ bool MakeCubicTable(CubicTable& table, int32_t srcLength, int32_t newLength) {
   return true;
 }
 
-void FreeCubicTable(CubicTable& table) {
-  std::free(table.index);
-  std::free(table.weights);
-  table.index = nullptr;
-  table.weights = nullptr;
+void CubicTable::Release() {
+  std::free(index);
+  std::free(weights);
+  index = nullptr;
+  weights = nullptr;
 }
 
 void CubicColumnPass(const PictureReader& src, int32_t index, const float weights[4], float* buffer) {
@@ -160,60 +157,47 @@ void CubicRowPass(const float* buffer, int32_t srcW, const CubicTable& columns, 
       g += wk * v[1];
       b += wk * v[2];
     }
-    dst[x] = PackRGB(ClampChannel(r), ClampChannel(g), ClampChannel(b));
+    dst[x] = PackRGB(ClampTruncate(r), ClampTruncate(g), ClampTruncate(b));
   }
 }
 
-bool ScaleCubic(const PictureReader& src, int32_t width, int32_t height, REALpictureStruct** result) {
-  *result = nullptr;
-  PictureWriter writer;
-  if (!NewPictureWriter(writer, width, height)) return false;
+bool ScaleCubic(const PictureReader& src, PictureWriter& dst) {
   CubicTable columns, rows;
-  float* buffer = static_cast<float*>(std::calloc(3 * static_cast<size_t>(src.width), sizeof(float)));
-  if (!buffer || !MakeCubicTable(columns, src.width, width) || !MakeCubicTable(rows, src.height, height)) {
-    std::free(buffer);
-    FreeCubicTable(columns);
-    FreeCubicTable(rows);
-    FreePictureWriter(writer);
+  const std::unique_ptr<float, decltype(&std::free)> buffer(
+      static_cast<float*>(std::calloc(3 * static_cast<size_t>(src.width), sizeof(float))), &std::free);
+  if (!buffer || !MakeCubicTable(columns, src.width, dst.width) || !MakeCubicTable(rows, src.height, dst.height)) {
     return false;
   }
   const auto columnPass = ChooseKernel(CubicColumnPass, CubicColumnPassFast);
   CubicRowPlan plan;
-  const bool planned = !PlainKernels() && MakeCubicRowPlan(plan, columns, src.width, width);
-  for (int32_t y = 0; y < height; ++y) {
-    columnPass(src, rows.index[y], rows.weights + 4 * static_cast<ptrdiff_t>(y), buffer);
+  const bool planned = !PlainKernels() && MakeCubicRowPlan(plan, columns, src.width, dst.width);
+  for (int32_t y = 0; y < dst.height; ++y) {
+    columnPass(src, rows.index[y], rows.weights + 4 * static_cast<ptrdiff_t>(y), buffer.get());
     if (planned) {
-      CubicRowPassFast(buffer, plan, WriterRow(writer, y));
+      CubicRowPassFast(buffer.get(), plan, WriterRow(dst, y));
     } else {
-      CubicRowPass(buffer, src.width, columns, WriterRow(writer, y), width);
+      CubicRowPass(buffer.get(), src.width, columns, WriterRow(dst, y), dst.width);
     }
   }
-  FreeCubicRowPlan(plan);
-  std::free(buffer);
-  FreeCubicTable(columns);
-  FreeCubicTable(rows);
-  *result = RenderPictureWriter(writer);
   return true;
 }
 
 // ---- Handler -------------------------------------------------------------
 
-REALpictureStruct* ScalePicture(REALpictureStruct* picture, int32_t width, int32_t height,
-                                unsigned char antiAlias) {
+REALpictureStruct* ScaleQVT(REALpictureStruct* picture, int32_t width, int32_t height, unsigned char antiAlias) {
   if (!picture || !FitsHostPicture(width, height)) return nullptr;
   if (antiAlias) {
-    // The cubic path only for an enlargement in both directions.
+    // The cubic path only for an enlargement in both directions; the box
+    // path when it cannot be taken.
     REALpictureDescription description{};
     REALLockPictureDescription(picture, &description);
     const bool grows = width > description.width && height > description.height;
     REALUnlockPictureDescription(picture);
     if (grows) {
       PictureReader reader;
-      if (GetPictureReader(reader, picture)) {
-        REALpictureStruct* result = nullptr;
-        ScaleCubic(reader, width, height, &result);
-        ClosePictureReader(reader);
-        if (result) return result;
+      PictureWriter writer;
+      if (GetPictureReader(reader, picture) && NewPictureWriter(writer, width, height) && ScaleCubic(reader, writer)) {
+        if (REALpictureStruct* result = RenderPictureWriter(writer)) return result;
       }
     }
   }
@@ -437,6 +421,7 @@ void CubicColumnPassFast(const PictureReader& src, int32_t index, const float we
 }
 
 bool MakeCubicRowPlan(CubicRowPlan& plan, const CubicTable& columns, int32_t srcW, int32_t width) {
+  plan.Release();
   for (int32_t x = 0; x < width; ++x) {
     const float* w = columns.weights + 4 * static_cast<ptrdiff_t>(x);
     if (w[0] != 0.0f || w[3] != 0.0f) return false;
@@ -445,7 +430,7 @@ bool MakeCubicRowPlan(CubicRowPlan& plan, const CubicTable& columns, int32_t src
   plan.nearWeights = static_cast<float*>(std::malloc(3 * sizeof(float) * static_cast<size_t>(width)));
   plan.farWeights = static_cast<float*>(std::malloc(3 * sizeof(float) * static_cast<size_t>(width)));
   if (!plan.offsets || !plan.nearWeights || !plan.farWeights) {
-    FreeCubicRowPlan(plan);
+    plan.Release();
     return false;
   }
   plan.width = width;
@@ -465,11 +450,13 @@ bool MakeCubicRowPlan(CubicRowPlan& plan, const CubicTable& columns, int32_t src
   return true;
 }
 
-void FreeCubicRowPlan(CubicRowPlan& plan) {
-  std::free(plan.offsets);
-  std::free(plan.nearWeights);
-  std::free(plan.farWeights);
-  plan = CubicRowPlan{};
+void CubicRowPlan::Release() {
+  std::free(offsets);
+  std::free(nearWeights);
+  std::free(farWeights);
+  width = wide = 0;
+  offsets = nullptr;
+  nearWeights = farWeights = nullptr;
 }
 
 namespace {
@@ -477,7 +464,7 @@ namespace {
 constexpr int32_t kCubicBlock = 256;  // destination columns per block
 
 // 0.5 + near weight * near value + far weight * far value, in that order,
-// for `n` channel values, held to 0..255 and truncated as ClampChannel does.
+// for `n` channel values, held to 0..255 and truncated as ClampTruncate does.
 PICTURE_VECTOR_CLONES
 void CubicTwoTaps(const float* __restrict nearWeights, const float* __restrict nearValues,
                   const float* __restrict farWeights, const float* __restrict farValues, uint8_t* __restrict out,

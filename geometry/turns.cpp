@@ -1,4 +1,5 @@
-#include "geometry/turns.h"
+#include "geometry/handlers.h"
+#include "geometry/kernels.h"
 
 #include <algorithm>
 
@@ -11,11 +12,10 @@ namespace {
 // order of the moves does not change any pixel.
 constexpr int32_t kTile = 32;
 
-using Kernel = void (*)(const PictureReader&, PictureWriter&);
-
 // The frame shared by the five handlers: reader, writer of the result size,
 // kernel, render. Nil when the picture cannot be read or the writer made.
-REALpictureStruct* TurnPicture(REALpictureStruct* picture, Kernel kernel, bool swapSize) {
+REALpictureStruct* TurnPicture(REALpictureStruct* picture, void (*kernel)(const PictureReader&, PictureWriter&),
+                               bool swapSize) {
   return RenderFromReader(
       picture,
       [swapSize](const PictureReader& r) {
@@ -94,54 +94,49 @@ void QuarterTurnPixelsFast(const PictureReader& src, uint32_t* origin, ptrdiff_t
   }
 }
 
-void CopyBitmap(const PictureReader& src, PictureWriter& dst) {
-  const auto row = ChooseKernel(Rgb24ToXrgbRow, Rgb24ToXrgbRowFast);
-  for (int32_t y = 0; y < src.height; ++y) row(ReaderRow(src, y), WriterRow(dst, y), src.width);
-}
-
-void HMirror(const PictureReader& src, PictureWriter& dst) {
+void HMirrorPixels(const PictureReader& src, PictureWriter& dst) {
   const auto row = ChooseKernel(Rgb24ToXrgbMirrorRow, Rgb24ToXrgbMirrorRowFast);
   for (int32_t y = 0; y < src.height; ++y) row(ReaderRow(src, y), WriterRow(dst, y), src.width);
 }
 
-void VMirror(const PictureReader& src, PictureWriter& dst) {
+void VMirrorPixels(const PictureReader& src, PictureWriter& dst) {
   const auto row = ChooseKernel(Rgb24ToXrgbRow, Rgb24ToXrgbRowFast);
   for (int32_t y = 0; y < src.height; ++y) row(ReaderRow(src, y), WriterRow(dst, dst.height - 1 - y), src.width);
 }
 
-void Rotate90(const PictureReader& src, PictureWriter& dst) {
+void Rotate90Pixels(const PictureReader& src, PictureWriter& dst) {
   // Source row y is destination column y, read from the bottom row upward.
   const ptrdiff_t rowWords = dst.rowBytes / 4;
   ChooseKernel(QuarterTurnPixels, QuarterTurnPixelsFast)(src, WriterRow(dst, dst.height - 1), 1, -rowWords);
 }
 
-void Rotate180(const PictureReader& src, PictureWriter& dst) {
+void Rotate180Pixels(const PictureReader& src, PictureWriter& dst) {
   const auto row = ChooseKernel(Rgb24ToXrgbMirrorRow, Rgb24ToXrgbMirrorRowFast);
   for (int32_t y = 0; y < src.height; ++y) row(ReaderRow(src, y), WriterRow(dst, dst.height - 1 - y), src.width);
 }
 
-void Rotate270(const PictureReader& src, PictureWriter& dst) {
+void Rotate270Pixels(const PictureReader& src, PictureWriter& dst) {
   // Source row y is destination column width - 1 - y, from the top row down.
   const ptrdiff_t rowWords = dst.rowBytes / 4;
   ChooseKernel(QuarterTurnPixels, QuarterTurnPixelsFast)(src, WriterRow(dst, 0) + (dst.width - 1), -1, rowWords);
 }
 
-REALpictureStruct* Rotate90(REALpictureStruct* picture) {
-  return TurnPicture(picture, static_cast<Kernel>(Rotate90), true);
+REALpictureStruct* Rotate90QVT(REALpictureStruct* picture) {
+  return TurnPicture(picture, Rotate90Pixels, true);
 }
 
-REALpictureStruct* Rotate180(REALpictureStruct* picture) {
-  return TurnPicture(picture, static_cast<Kernel>(Rotate180), false);
+REALpictureStruct* Rotate180QVT(REALpictureStruct* picture) {
+  return TurnPicture(picture, Rotate180Pixels, false);
 }
 
-REALpictureStruct* Rotate270(REALpictureStruct* picture) {
-  return TurnPicture(picture, static_cast<Kernel>(Rotate270), true);
+REALpictureStruct* Rotate270QVT(REALpictureStruct* picture) {
+  return TurnPicture(picture, Rotate270Pixels, true);
 }
 
-REALpictureStruct* HMirror(REALpictureStruct* picture) {
-  return TurnPicture(picture, static_cast<Kernel>(HMirror), false);
+REALpictureStruct* HMirrorQVT(REALpictureStruct* picture) {
+  return TurnPicture(picture, HMirrorPixels, false);
 }
 
-REALpictureStruct* VMirror(REALpictureStruct* picture) {
-  return TurnPicture(picture, static_cast<Kernel>(VMirror), false);
+REALpictureStruct* VMirrorQVT(REALpictureStruct* picture) {
+  return TurnPicture(picture, VMirrorPixels, false);
 }

@@ -4,20 +4,12 @@
 #include <gdk/gdk.h>
 
 #include <cstdlib>
-#include <cstring>
 
+#include "pixels/handlers.h"
 #include "pixels/kernel_choice.h"
 #include "plugin/host_calls.h"
 
 namespace {
-
-REALobjectStruct* AsObject(REALpictureStruct* picture) {
-  return reinterpret_cast<REALobjectStruct*>(picture);
-}
-
-REALobjectStruct* AsObject(REALgraphicsStruct* graphics) {
-  return reinterpret_cast<REALobjectStruct*>(graphics);
-}
 
 // The pixbuf's own release call, so that the library needs nothing of GObject.
 void ReleasePixbuf(GdkPixbuf* pixbuf) {
@@ -51,50 +43,42 @@ bool CopyDrawable(PictureReader& reader) {
 }  // namespace
 
 bool LockPictureReader(PictureReader& reader, REALpictureStruct* picture, bool allowClone) {
-  std::memset(&reader, 0, sizeof reader);
+  reader.Release();
   if (picture) {
     REALLockPictureDescription(picture, &reader.description);
     reader.picture = picture;
     if (CopyDrawable(reader)) return true;
-    REALUnlockPictureDescription(picture);
-    std::memset(&reader, 0, sizeof reader);
+    reader.Release();
   }
   if (!allowClone) return false;
 
   // Pictures whose own pixels cannot be copied are read through a 32-bit
-  // clone drawn by the host; one retry, never more.
-  REALpictureStruct* clone = ClonePicture(picture);
+  // clone drawn by the host (CloneQVT); one retry, never more.
+  REALpictureStruct* clone = CloneQVT(picture);
   if (!clone) return false;
-  if (!LockPictureReader(reader, clone, false)) {
-    REALUnlockObject(AsObject(clone));
-    return false;
-  }
-  reader.clone = clone;
-  return true;
+  const bool read = LockPictureReader(reader, clone, false);
+  reader.clone = clone;  // released with the reader, also when it could not be read
+  if (!read) reader.Release();
+  return read;
 }
 
 bool GetPictureReader(PictureReader& reader, REALpictureStruct* picture) {
   return LockPictureReader(reader, picture, true);
 }
 
-void ClosePictureReader(PictureReader& reader) {
-  if (reader.picture) {
-    if (reader.pixbuf) {
-      ReleasePixbuf(reader.pixbuf);
-      reader.pixbuf = nullptr;
-    }
-    REALUnlockPictureDescription(reader.picture);
-  }
-  reader.picture = nullptr;
-  reader.base = nullptr;
-  if (reader.clone) {
-    REALUnlockObject(AsObject(reader.clone));
-    reader.clone = nullptr;
-  }
+void PictureReader::Release() {
+  if (pixbuf) ReleasePixbuf(pixbuf);
+  if (picture) REALUnlockPictureDescription(picture);
+  if (clone) REALUnlockObject(AsObject(clone));
+  rowBytes = width = height = 0;
+  base = nullptr;
+  picture = clone = nullptr;
+  description = {};
+  pixbuf = nullptr;
 }
 
 bool NewPictureWriter(PictureWriter& writer, int32_t width, int32_t height) {
-  std::memset(&writer, 0, sizeof writer);
+  writer.Release();
   if (!FitsHostPicture(width, height)) return false;
   // (height + 1) rows of 4 * width bytes must be a 32-bit byte count.
   const uint64_t rowBytes = 4 * static_cast<uint64_t>(width);
@@ -116,32 +100,21 @@ REALpictureStruct* RenderPictureWriter(PictureWriter& writer) {
     picture = REALBuildPictureFromBuffer(writer.width, writer.height, kRBPixelTypeXRGB32,
                                          writer.buffer, writer.rowBytes);
   }
-  FreePictureWriter(writer);
+  writer.Release();
   return picture;
 }
 
-void FreePictureWriter(PictureWriter& writer) {
-  std::free(writer.buffer);
-  std::memset(&writer, 0, sizeof writer);
+void PictureWriter::Release() {
+  std::free(buffer);
+  rowBytes = width = height = 0;
+  base = buffer = nullptr;
 }
 
-bool GetPictureEditor(PictureEditor& editor, REALpictureStruct*) {
-  std::memset(&editor, 0, sizeof editor);
-  return false;
+HeldPicture::~HeldPicture() {
+  if (picture_) REALUnlockObject(AsObject(picture_));
 }
 
-void ClosePictureEditor(PictureEditor& editor) {
-  if (editor.picture) {
-    REALUnlockPictureDescription(editor.picture);
-    editor.picture = nullptr;
-  }
-  if (editor.clone) {
-    REALUnlockObject(AsObject(editor.clone));
-    editor.clone = nullptr;
-  }
-}
-
-REALpictureStruct* ClonePicture(REALpictureStruct* picture) {
+REALpictureStruct* CloneQVT(REALpictureStruct* picture) {
   if (!picture) return nullptr;
   REALpictureDescription description{};
   REALLockPictureDescription(picture, &description);
@@ -158,7 +131,7 @@ REALpictureStruct* ClonePicture(REALpictureStruct* picture) {
   return copy;
 }
 
-REALpictureStruct* BitmapPicture(REALpictureStruct* picture) {
+REALpictureStruct* BitmapQVT(REALpictureStruct* picture) {
   if (!picture) return nullptr;
   REALLockObject(AsObject(picture));
   return picture;

@@ -10,6 +10,13 @@ using HostResolver = void* (*)(const char* name);
 
 extern HostResolver gResolver;
 
+// Every host object handle (picture, graphics, memory block, instance) is an
+// object to the reference counting calls.
+template <typename T>
+inline REALobjectStruct* AsObject(T* handle) {
+  return reinterpret_cast<REALobjectStruct*>(handle);
+}
+
 // The resolver's answer for a name, unchanged (null without a resolver).
 void* HCallResolver(const char* name);
 

@@ -5,10 +5,10 @@
 
 #include "exchange/exchange.h"
 #include "filters/filters.h"
-#include "geometry/geometry.h"
-#include "pixels/picture_access.h"
+#include "geometry/handlers.h"
+#include "pixels/handlers.h"
 #include "plugin/registration.h"
-#include "tone/tone.h"
+#include "tone/handlers.h"
 
 namespace {
 
@@ -32,35 +32,35 @@ REALmethodDefinition PictureExtensionMethods[] = {
      "ScrollHorizontalQVT(delta as integer, wrap as boolean, scrollmask as boolean) as boolean", 0},
     {Handler(ScrollQVT), nullptr,
      "ScrollQVT(deltaX as integer, deltaY as integer, wrap as boolean, scrollmask as boolean) as boolean", 0},
-    {Handler(HasMaskPicture), nullptr, "HasMaskQVT as boolean", 0},
-    {Handler(AbsBrightnessPicture3), nullptr,
+    {Handler(HasMaskQVT), nullptr, "HasMaskQVT as boolean", 0},
+    {Handler(ChangeBrightnessAbsoluteQVT3), nullptr,
      "ChangeBrightnessAbsoluteQVT(r as double, g as double, b as double) as picture", 0},
-    {Handler(LinBrightnessPicture3), nullptr,
+    {Handler(ChangeBrightnessLinearQVT3), nullptr,
      "ChangeBrightnessLinearQVT(r as double, g as double, b as double) as picture", 0},
-    {Handler(AbsBrightnessPicture1), nullptr, "ChangeBrightnessAbsoluteQVT(x as double) as picture", 0},
-    {Handler(LinBrightnessPicture1), nullptr, "ChangeBrightnessLinearQVT(x as double) as picture", 0},
-    {Handler(TransformPicture), nullptr, "ChangeCustomQVT(a as double, b as double) as picture", 0},
-    {Handler(ContrastPicture1), nullptr, "ChangeContrastQVT(x as double) as picture", 0},
-    {Handler(ContrastPicture3), nullptr, "ChangeContrastQVT(xr as double, xg as double, xb as double) as picture", 0},
+    {Handler(ChangeBrightnessAbsoluteQVT1), nullptr, "ChangeBrightnessAbsoluteQVT(x as double) as picture", 0},
+    {Handler(ChangeBrightnessLinearQVT1), nullptr, "ChangeBrightnessLinearQVT(x as double) as picture", 0},
+    {Handler(ChangeCustomQVT), nullptr, "ChangeCustomQVT(a as double, b as double) as picture", 0},
+    {Handler(ChangeContrastQVT1), nullptr, "ChangeContrastQVT(x as double) as picture", 0},
+    {Handler(ChangeContrastQVT3), nullptr, "ChangeContrastQVT(xr as double, xg as double, xb as double) as picture", 0},
     {Handler(rbGetPalette), Handler(rbSetPalette), "PaletteQVT as PaletteQVT", 0},
     {Handler(PictureDataType), nullptr, "DataTypeQVT as integer", 0},
     {Handler(PictureDataHandle), nullptr, "DataHandleQVT as integer", 0},
     {Handler(ClonePictureToHBITMAP), nullptr, "MakeHBITMAPQVT as integer", 0},
-    {Handler(InvertPicture), nullptr,
+    {Handler(InvertQVT), nullptr,
      "InvertQVT(left as integer,top as integer,width as integer,height as integer) as picture", 0},
-    {Handler(static_cast<PictureTurn>(Rotate90)), nullptr, "Rotate90QVT as picture", 0},
-    {Handler(static_cast<PictureTurn>(Rotate180)), nullptr, "Rotate180QVT as picture", 0},
-    {Handler(static_cast<PictureTurn>(Rotate270)), nullptr, "Rotate270QVT as picture", 0},
-    {Handler(Rotate), nullptr, "RotateQVT(angle as double,background as color) as picture", 0},
-    {Handler(static_cast<PictureTurn>(VMirror)), nullptr, "VMirrorQVT as picture", 0},
-    {Handler(static_cast<PictureTurn>(HMirror)), nullptr, "HMirrorQVT as picture", 0},
-    {Handler(ClonePicture), nullptr, "CloneQVT as picture", 0},
-    {Handler(BitmapPicture), nullptr, "BitmapQVT as picture", 0},
-    {Handler(ScalePicture), nullptr,
+    {Handler(Rotate90QVT), nullptr, "Rotate90QVT as picture", 0},
+    {Handler(Rotate180QVT), nullptr, "Rotate180QVT as picture", 0},
+    {Handler(Rotate270QVT), nullptr, "Rotate270QVT as picture", 0},
+    {Handler(RotateQVT), nullptr, "RotateQVT(angle as double,background as color) as picture", 0},
+    {Handler(VMirrorQVT), nullptr, "VMirrorQVT as picture", 0},
+    {Handler(HMirrorQVT), nullptr, "HMirrorQVT as picture", 0},
+    {Handler(CloneQVT), nullptr, "CloneQVT as picture", 0},
+    {Handler(BitmapQVT), nullptr, "BitmapQVT as picture", 0},
+    {Handler(ScaleQVT), nullptr,
      "ScaleQVT(width as integer, height as integer, AntiAlias as boolean) as picture", 0},
-    {Handler(GetEmbededMask), Handler(SetEmbededMask), "EmbeddedMaskQVT(swap as boolean) as picture", 0},
+    {Handler(GetEmbeddedMaskQVT), Handler(SetEmbeddedMaskQVT), "EmbeddedMaskQVT(swap as boolean) as picture", 0},
     {Handler(PichandlePicture), nullptr, "PicHandleQVT as picture", 0},
-    {Handler(AutoLevelPicture), nullptr, "AutoLevelQVT as picture", 0},
+    {Handler(AutoLevelQVT), nullptr, "AutoLevelQVT as picture", 0},
     {Handler(PichandlePictureData), nullptr, "PicHandleDataQVT as string", 0},
     {Handler(CountColorQVT), nullptr, "CountColorQVT(col as color) as integer", 0},
     {Handler(CountColorsQVT), nullptr,
@@ -108,12 +108,12 @@ REALmethodDefinition GlobalMethods[] = {
     {Handler(PicturetoBinaryString), nullptr, "PicturetoBinaryStringQVT(p as picture) as string", 0},
     {Handler(CombinePicturesQVT), nullptr,
      "CombinePicturesQVT(red as picture, blue as picture, green as picture) as picture", 0},
-    {Handler(BlendPicture), nullptr,
+    {Handler(BlendPicturesQVT), nullptr,
      "BlendPicturesQVT(source as picture, sourcepercent as double, dest as picture, destpercent as double) as picture",
      0},
-    {Handler(BlendPictureMask), nullptr,
+    {Handler(BlendPicturesWithMaskQVT), nullptr,
      "BlendPicturesWithMaskQVT(source as picture, dest as picture, mask as picture) as picture", 0},
-    {Handler(TintPicture), nullptr,
+    {Handler(TintPictureQVT), nullptr,
      "TintPictureQVT(source as picture, GreyBase as color, SepiaBase as color) as picture", 0},
 };
 const uint32_t GlobalMethodCount = sizeof GlobalMethods / sizeof(REALmethodDefinition);

@@ -24,6 +24,12 @@ extern REALclassDefinition PictureExtensionClass;
 extern REALmethodDefinition GlobalMethods[];
 extern const uint32_t GlobalMethodCount;
 
+// A handler's address as a registration record holds it.
+template <typename Fn>
+void* HandlerAddress(Fn* function) {
+  return reinterpret_cast<void*>(function);
+}
+
 // The instance data of a class instance lies at the offset the host wrote into
 // the class record at registration; it is never a constant.
 template <typename T>

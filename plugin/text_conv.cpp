@@ -8,10 +8,6 @@
 
 namespace {
 
-REALobjectStruct* AsObject(REALmemoryBlockStruct* block) {
-  return reinterpret_cast<REALobjectStruct*>(block);
-}
-
 // The host makes the string from a signed 32-bit length.
 REALstringStruct* BuildTagged(const void* bytes, uint32_t length, uint32_t encoding) {
   if (length > static_cast<uint32_t>(INT32_MAX)) return nullptr;

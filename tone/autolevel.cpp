@@ -8,7 +8,8 @@
 
 #include "pixels/kernel_choice.h"
 #include "pixels/picture_access.h"
-#include "tone/tone.h"
+#include "tone/handlers.h"
+#include "tone/kernels.h"
 
 namespace {
 
@@ -106,7 +107,7 @@ void LevelsTable(LevelPair levels, uint8_t table[256]) {
   }
 }
 
-REALpictureStruct* AutoLevelPicture(REALpictureStruct* picture) {
+REALpictureStruct* AutoLevelQVT(REALpictureStruct* picture) {
   return RenderFromReader(picture, [](const PictureReader& reader, PictureWriter& writer) {
     // First pass: the luminance histogram.
     uint32_t histogram[256];

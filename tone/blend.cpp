@@ -1,61 +1,16 @@
 // Blending, combining and tinting: global methods that make one new picture
 // from one, two or three host pictures of equal size.
-#include <array>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
 
 #include "pixels/kernel_choice.h"
 #include "pixels/picture_access.h"
-#include "tone/tone.h"
+#include "pixels/pixel_math.h"
+#include "tone/handlers.h"
+#include "tone/kernels.h"
 
 namespace {
-
-// Closes the first `count` readers, last opened first.
-template <size_t N>
-void CloseReaders(std::array<PictureReader, N>& readers, size_t count) {
-  while (count > 0) ClosePictureReader(readers[--count]);
-}
-
-// The frame shared by the four methods. Readers are opened on `pictures` in
-// the order given and must all have the size of the first; a writer of that
-// size is filled row by row by `row(sourceRows, destinationRow, width)`.
-// Every reader that was opened is closed, in reverse order, on every path.
-template <size_t N, typename RowFunction>
-REALpictureStruct* CombineFrame(const std::array<REALpictureStruct*, N>& pictures, RowFunction row) {
-  for (REALpictureStruct* p : pictures)
-    if (!p) return nullptr;
-
-  std::array<PictureReader, N> readers;
-  for (size_t i = 0; i < N; ++i) {
-    if (!GetPictureReader(readers[i], pictures[i])) {
-      CloseReaders(readers, i);
-      return nullptr;
-    }
-  }
-  const int32_t width = readers[0].width;
-  const int32_t height = readers[0].height;
-  for (size_t i = 1; i < N; ++i) {
-    if (readers[i].width != width || readers[i].height != height) {
-      CloseReaders(readers, N);
-      return nullptr;
-    }
-  }
-
-  PictureWriter writer;
-  if (!NewPictureWriter(writer, width, height)) {
-    CloseReaders(readers, N);
-    return nullptr;
-  }
-  std::array<const uint8_t*, N> rows;
-  for (int32_t y = 0; y < height; ++y) {
-    for (size_t i = 0; i < N; ++i) rows[i] = ReaderRow(readers[i], y);
-    row(rows, WriterRow(writer, y), width);
-  }
-  REALpictureStruct* result = RenderPictureWriter(writer);
-  CloseReaders(readers, N);
-  return result;
-}
 
 // A blended channel: above 255 gives 255; a negative value keeps its low
 // 8 bits (the two's-complement wrap of the exact value).
@@ -72,14 +27,6 @@ inline int64_t BlendChannel(uint32_t s, uint32_t d, int64_t ws, int64_t wd) {
 inline uint32_t TintChannel(double v) { return v > 255.0 ? 255 : static_cast<uint32_t>(static_cast<int32_t>(v)); }
 
 }  // namespace
-
-int32_t FixedWeight(double weight) {
-  const double w = std::trunc(weight * 1024.0);
-  if (!(w == w)) return 0;
-  if (w >= 2147483647.0) return INT32_MAX;
-  if (w <= -2147483648.0) return INT32_MIN;
-  return static_cast<int32_t>(w);
-}
 
 void BlendRow(const uint8_t* source, const uint8_t* dest, uint32_t* dst, int32_t width, int32_t ws,
               int32_t wd) {
@@ -175,20 +122,20 @@ void TintRowFast(const uint8_t* __restrict src, uint32_t* __restrict dst, int32_
   }
 }
 
-REALpictureStruct* BlendPicture(REALpictureStruct* source, double sourcepercent, REALpictureStruct* dest,
+REALpictureStruct* BlendPicturesQVT(REALpictureStruct* source, double sourcepercent, REALpictureStruct* dest,
                                 double destpercent) {
   const int32_t ws = FixedWeight(sourcepercent);
   const int32_t wd = FixedWeight(destpercent);
   const auto kernel = ChooseKernel(BlendRow, BlendRowFast);
-  return CombineFrame<2>({source, dest}, [ws, wd, kernel](const auto& rows, uint32_t* dst, int32_t width) {
+  return RenderFromReaders<2>({source, dest}, [ws, wd, kernel](const auto& rows, uint32_t* dst, int32_t width) {
     kernel(rows[0], rows[1], dst, width, ws, wd);
   });
 }
 
-REALpictureStruct* BlendPictureMask(REALpictureStruct* source, REALpictureStruct* dest,
+REALpictureStruct* BlendPicturesWithMaskQVT(REALpictureStruct* source, REALpictureStruct* dest,
                                     REALpictureStruct* mask) {
   const auto kernel = ChooseKernel(BlendMaskRow, BlendMaskRowFast);
-  return CombineFrame<3>({source, dest, mask}, [kernel](const auto& rows, uint32_t* dst, int32_t width) {
+  return RenderFromReaders<3>({source, dest, mask}, [kernel](const auto& rows, uint32_t* dst, int32_t width) {
     kernel(rows[0], rows[1], rows[2], dst, width);
   });
 }
@@ -197,15 +144,15 @@ REALpictureStruct* CombinePicturesQVT(REALpictureStruct* red, REALpictureStruct*
                                       REALpictureStruct* green) {
   // Parameters come red, blue, green; the pictures are read red, green, blue.
   const auto kernel = ChooseKernel(CombineRow, CombineRowFast);
-  return CombineFrame<3>({red, green, blue}, [kernel](const auto& rows, uint32_t* dst, int32_t width) {
+  return RenderFromReaders<3>({red, green, blue}, [kernel](const auto& rows, uint32_t* dst, int32_t width) {
     kernel(rows[0], rows[1], rows[2], dst, width);
   });
 }
 
-REALpictureStruct* TintPicture(REALpictureStruct* source, uint32_t greyBase, uint32_t sepiaBase) {
+REALpictureStruct* TintPictureQVT(REALpictureStruct* source, uint32_t greyBase, uint32_t sepiaBase) {
   const TintWeights weights = MakeTintWeights(greyBase, sepiaBase);
   const auto kernel = ChooseKernel(TintRow, TintRowFast);
-  return CombineFrame<1>({source}, [&weights, kernel](const auto& rows, uint32_t* dst, int32_t width) {
+  return RenderFromReaders<1>({source}, [&weights, kernel](const auto& rows, uint32_t* dst, int32_t width) {
     kernel(rows[0], dst, width, weights);
   });
 }

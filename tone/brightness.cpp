@@ -13,14 +13,9 @@
 
 #include "pixels/kernel_choice.h"
 #include "pixels/picture_access.h"
-#include "tone/tone.h"
-
-uint8_t ClampTruncate(double v) {
-  if (v > 255.0) return 255;
-  if (v < 0.0) return 0;
-  if (!(v == v)) return 0;  // NaN passes neither test
-  return static_cast<uint8_t>(static_cast<int32_t>(v));
-}
+#include "pixels/pixel_math.h"
+#include "tone/handlers.h"
+#include "tone/kernels.h"
 
 uint8_t TruncateLow8(double v) {
   if (!std::isfinite(v)) return 0;
@@ -81,8 +76,7 @@ void OffsetRange(const uint8_t table[256], int64_t slope, int64_t* low, int64_t*
 }
 
 int32_t LineValue(int32_t s, const TableLine& line) {
-  const int32_t v = (s * line.slope + line.offset) >> 16;  // an arithmetic shift: floor
-  return v < 0 ? 0 : v > 255 ? 255 : v;
+  return static_cast<int32_t>(ClampByte((s * line.slope + line.offset) >> 16));  // an arithmetic shift: floor
 }
 
 }  // namespace
@@ -202,45 +196,44 @@ REALpictureStruct* MapPicture(REALpictureStruct* picture, const ChannelTables& t
   });
 }
 
+// Every pixel through one curve per channel, `table` made with the red,
+// green and blue amounts.
+REALpictureStruct* MapWholePicture(REALpictureStruct* picture, void (*table)(double, uint8_t*), double red,
+                                   double green, double blue) {
+  ChannelTables tables;
+  table(red, tables.red);
+  table(green, tables.green);
+  table(blue, tables.blue);
+  return MapPicture(picture, tables, kWholePicture);
+}
+
 }  // namespace
 
-REALpictureStruct* AbsBrightnessPicture3(REALpictureStruct* picture, double r, double g, double b) {
-  ChannelTables tables;
-  AbsBrightnessTable(r, tables.red);
-  AbsBrightnessTable(g, tables.green);
-  AbsBrightnessTable(b, tables.blue);
-  return MapPicture(picture, tables, kWholePicture);
+REALpictureStruct* ChangeBrightnessAbsoluteQVT3(REALpictureStruct* picture, double r, double g, double b) {
+  return MapWholePicture(picture, AbsBrightnessTable, r, g, b);
 }
 
-REALpictureStruct* AbsBrightnessPicture1(REALpictureStruct* picture, double x) {
-  return AbsBrightnessPicture3(picture, x, x, x);
+REALpictureStruct* ChangeBrightnessAbsoluteQVT1(REALpictureStruct* picture, double x) {
+  return ChangeBrightnessAbsoluteQVT3(picture, x, x, x);
 }
 
-REALpictureStruct* LinBrightnessPicture3(REALpictureStruct* picture, double r, double g, double b) {
-  ChannelTables tables;
-  LinBrightnessTable(r, tables.red);
-  LinBrightnessTable(g, tables.green);
-  LinBrightnessTable(b, tables.blue);
-  return MapPicture(picture, tables, kWholePicture);
+REALpictureStruct* ChangeBrightnessLinearQVT3(REALpictureStruct* picture, double r, double g, double b) {
+  return MapWholePicture(picture, LinBrightnessTable, r, g, b);
 }
 
-REALpictureStruct* LinBrightnessPicture1(REALpictureStruct* picture, double x) {
-  return LinBrightnessPicture3(picture, x, x, x);
+REALpictureStruct* ChangeBrightnessLinearQVT1(REALpictureStruct* picture, double x) {
+  return ChangeBrightnessLinearQVT3(picture, x, x, x);
 }
 
-REALpictureStruct* ContrastPicture3(REALpictureStruct* picture, double xr, double xg, double xb) {
-  ChannelTables tables;
-  ContrastTable(xr, tables.red);
-  ContrastTable(xg, tables.green);
-  ContrastTable(xb, tables.blue);
-  return MapPicture(picture, tables, kWholePicture);
+REALpictureStruct* ChangeContrastQVT3(REALpictureStruct* picture, double xr, double xg, double xb) {
+  return MapWholePicture(picture, ContrastTable, xr, xg, xb);
 }
 
-REALpictureStruct* ContrastPicture1(REALpictureStruct* picture, double x) {
-  return ContrastPicture3(picture, x, x, x);
+REALpictureStruct* ChangeContrastQVT1(REALpictureStruct* picture, double x) {
+  return ChangeContrastQVT3(picture, x, x, x);
 }
 
-REALpictureStruct* TransformPicture(REALpictureStruct* picture, double a, double b) {
+REALpictureStruct* ChangeCustomQVT(REALpictureStruct* picture, double a, double b) {
   ChannelTables tables;
   LinearCurveTable(a, b, tables.red);
   std::copy(tables.red, tables.red + 256, tables.green);
@@ -248,7 +241,7 @@ REALpictureStruct* TransformPicture(REALpictureStruct* picture, double a, double
   return MapPicture(picture, tables, kWholePicture);
 }
 
-REALpictureStruct* InvertPicture(REALpictureStruct* picture, int32_t left, int32_t top, int32_t width,
+REALpictureStruct* InvertQVT(REALpictureStruct* picture, int32_t left, int32_t top, int32_t width,
                                  int32_t height) {
   ChannelTables tables;
   for (int32_t s = 0; s < 256; ++s) {

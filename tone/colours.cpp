@@ -11,14 +11,13 @@
 #include "pixels/kernel_choice.h"
 #include "pixels/picture_access.h"
 #include "plugin/host_calls.h"
-#include "tone/tone.h"
+#include "tone/handlers.h"
+#include "tone/kernels.h"
 
 namespace {
 
 constexpr int32_t kHistogramBytes = 1024;
 constexpr int32_t kTableBytes = 256;
-
-REALobjectStruct* AsObject(REALmemoryBlockStruct* block) { return reinterpret_cast<REALobjectStruct*>(block); }
 
 // Releases the block a byref variable holds and leaves the variable nil.
 void ReleaseBlock(REALmemoryBlockStruct** variable) {
@@ -79,7 +78,6 @@ int32_t CountColorQVT(REALpictureStruct* picture, uint32_t col) {
   // A colour with any of its top 8 bits set matches nothing.
   const auto row = ChooseKernel(CountColorRow, CountColorRowFast);
   for (int32_t y = 0; y < reader.height; ++y) matches += row(ReaderRow(reader, y), reader.width, col);
-  ClosePictureReader(reader);
   return static_cast<int32_t>(matches);
 }
 
@@ -107,7 +105,6 @@ void CountColorsQVT(REALpictureStruct* picture, REALmemoryBlockStruct** red, REA
       data[i] = static_cast<uint8_t*>(REALMemoryBlockGetPtr(*variables[i]));
     if (!data[i]) {
       *count = -1;
-      ClosePictureReader(reader);
       return;
     }
     std::memset(data[i], 0, kHistogramBytes);
@@ -120,7 +117,6 @@ void CountColorsQVT(REALpictureStruct* picture, REALmemoryBlockStruct** red, REA
   StoreCounters(data[2], g);
 
   const int64_t total = reader.height > 0 && reader.width > 0 ? static_cast<int64_t>(reader.width) * reader.height : 0;
-  ClosePictureReader(reader);
   *count = static_cast<int32_t>(total);
 }
 

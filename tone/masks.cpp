@@ -8,18 +8,18 @@
 
 #include "pixels/picture_access.h"
 #include "plugin/host_calls.h"
-#include "tone/tone.h"
+#include "tone/handlers.h"
 
-unsigned char HasMaskPicture(REALpictureStruct* picture) {
+unsigned char HasMaskQVT(REALpictureStruct* picture) {
   if (!picture) return 0;
   // Asking must never make a mask.
   REALpictureStruct* mask = REALGetPictureMask(picture, false);
   if (!mask) return 0;
-  REALUnlockObject(reinterpret_cast<REALobjectStruct*>(mask));
+  REALUnlockObject(AsObject(mask));
   return 1;
 }
 
-REALpictureStruct* GetEmbededMask(REALpictureStruct* picture, unsigned char swap) {
+REALpictureStruct* GetEmbeddedMaskQVT(REALpictureStruct* picture, unsigned char swap) {
   return RenderFromReader(picture, [swap](const PictureReader&, PictureWriter& writer) {
     // The mask value 255 shown as grey: white, or its complement black when
     // swapped. A new writer is already black.
@@ -31,17 +31,6 @@ REALpictureStruct* GetEmbededMask(REALpictureStruct* picture, unsigned char swap
   });
 }
 
-void SetEmbededMask(REALpictureStruct* picture, unsigned char, REALpictureStruct* mask) {
-  if (!mask) return;
-  PictureReader pictureReader;
-  if (!GetPictureReader(pictureReader, picture)) return;
-  PictureReader maskReader;
-  if (!GetPictureReader(maskReader, mask)) {
-    ClosePictureReader(pictureReader);
-    return;
-  }
-  // Both readers hold private copies of the pixels, and there is no editor
-  // through which a mask value could reach the picture: it stays unchanged.
-  ClosePictureReader(maskReader);
-  ClosePictureReader(pictureReader);
-}
+// With no in-place access there is nothing through which a mask value could
+// reach the picture: it stays unchanged.
+void SetEmbeddedMaskQVT(REALpictureStruct*, unsigned char, REALpictureStruct*) {}

@@ -30,11 +30,10 @@ struct ReaderImage {
   }
 };
 
-// A writer of the given size, freed at the end.
+// A writer of the given size.
 struct WriterImage {
   PictureWriter writer{};
   WriterImage(int32_t w, int32_t h) { EXPECT_TRUE(NewPictureWriter(writer, w, h)); }
-  ~WriterImage() { FreePictureWriter(writer); }
   uint32_t At(int32_t x, int32_t y) const { return WriterRow(writer, y)[x]; }
   std::vector<uint32_t> Pixels() const {
     std::vector<uint32_t> out;

@@ -19,12 +19,12 @@
 
 #include "exchange/memoryblock.h"
 #include "filters/filters.h"
-#include "geometry/rotate.h"
-#include "geometry/scale.h"
-#include "geometry/turns.h"
+#include "geometry/kernels.h"
 #include "pixels/kernel_choice.h"
 #include "pixels/picture_access.h"
-#include "tone/tone.h"
+#include "pixels/pixel_math.h"
+#include "tone/handlers.h"
+#include "tone/kernels.h"
 
 namespace {
 
@@ -220,8 +220,8 @@ TEST(FastKernels, BlendsCombineTintSepia) {
     ExpectSameOutput(4 * w, [&](uint8_t* d) { TintRow(a.data(), words(d), w, tint); },
                      [&](uint8_t* d) { TintRowFast(a.data(), words(d), w, tint); });
     const double range = r.Chance(80) ? 2 : 1e7;
-    SepiaWeights sepia = {FixedPointWeight(r.Real(-range, range)), FixedPointWeight(r.Real(-range, range)),
-                          FixedPointWeight(r.Real(-range, range)),
+    SepiaWeights sepia = {FixedWeight(r.Real(-range, range)), FixedWeight(r.Real(-range, range)),
+                          FixedWeight(r.Real(-range, range)),
                           {r.Int(-300, 300), r.Int(-300, 300), r.Chance(90) ? r.Int(-300, 300) : INT32_MIN}};
     ExpectSameOutput(4 * w, [&](uint8_t* d) { SepiaRow(a.data(), words(d), w, sepia); },
                      [&](uint8_t* d) { SepiaRowFast(a.data(), words(d), w, sepia); });
@@ -441,8 +441,6 @@ TEST(FastKernels, Scaling) {
         4 * static_cast<size_t>(dw),
         [&](uint8_t* out) { CubicRowPass(values, w, columns, reinterpret_cast<uint32_t*>(out), dw); },
         [&](uint8_t* out) { CubicRowPassFast(values, plan, reinterpret_cast<uint32_t*>(out)); });
-    FreeCubicRowPlan(plan);
-    FreeCubicTable(columns);
   }
 }
 

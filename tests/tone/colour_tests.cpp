@@ -5,7 +5,8 @@
 #include "tests/support/direct_calls.h"
 #include "tests/support/picturehost_run.h"
 #include "tests/support/pixels.h"
-#include "tone/tone.h"
+#include "tone/handlers.h"
+#include "tone/kernels.h"
 
 using namespace testpix;
 

@@ -1,0 +1,207 @@
+// The geometry subsystem's kernels, used by its handlers and by the tests and
+// benchmarks. They work on open readers and writers (pixels/picture_access.h)
+// or on their rows, and know nothing of the host.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "pixels/picture_access.h"
+#include "plugin/host_interface.h"
+
+// ---- Right-angle turns and mirrors: exact pixel permutations ----------------
+//
+// Each kernel moves every pixel of an open reader (W x H) into a writer that
+// the caller made with the result size (W x H, or H x W for the quarter
+// turns); the kernels do not check sizes.
+
+// Row kernels.
+// Converts `width` reader pixels into writer words in reverse order:
+// source pixel x goes to dst[width - 1 - x].
+void Rgb24ToXrgbMirrorRow(const uint8_t* src, uint32_t* dst, int32_t width);
+void Rgb24ToXrgbMirrorRowFast(const uint8_t* src, uint32_t* dst, int32_t width);
+// Converts `count` reader pixels into writer words placed `dstStep` words
+// apart (dstStep may be negative): source pixel i goes to dst[i * dstStep].
+void Rgb24ToXrgbStridedRow(const uint8_t* src, uint32_t* dst, ptrdiff_t dstStep, int32_t count);
+
+// The quarter turns' pixel moves: source pixel (x, y) goes to the word at
+// origin + y * columnStep + x * pixelStep (columnStep is 1 or -1). The plain
+// one walks the source in square tiles and moves each tile row with
+// Rgb24ToXrgbStridedRow; the fast one converts a whole tile into a small
+// buffer first and writes it out along destination rows.
+void QuarterTurnPixels(const PictureReader& src, uint32_t* origin, ptrdiff_t columnStep, ptrdiff_t pixelStep);
+void QuarterTurnPixelsFast(const PictureReader& src, uint32_t* origin, ptrdiff_t columnStep,
+                           ptrdiff_t pixelStep);
+
+// Kernels: source pixel (x, y) goes to
+void HMirrorPixels(const PictureReader& src, PictureWriter& dst);    // (W - 1 - x, y)
+void VMirrorPixels(const PictureReader& src, PictureWriter& dst);    // (x, H - 1 - y)
+void Rotate90Pixels(const PictureReader& src, PictureWriter& dst);   // (y, W - 1 - x)
+void Rotate180Pixels(const PictureReader& src, PictureWriter& dst);  // (W - 1 - x, H - 1 - y)
+void Rotate270Pixels(const PictureReader& src, PictureWriter& dst);  // (H - 1 - y, x)
+
+// ---- Rotation by any angle ---------------------------------------------------
+//
+// Whole quarter turns are exact; the residual angle (strictly between 0 and
+// 90 degrees) is done by three shears, each pass producing a host picture
+// that the next pass reads back.
+
+// Reduces an angle in degrees into 0 <= a < 360 by an exact remainder.
+// False for a not-a-number or infinite angle.
+bool ReduceAngle(double angle, double* reduced);
+
+// Sine and cosine of 0 <= x <= pi / 2 radians, computed by the library
+// itself in plain double arithmetic (within an ulp or two of the exact values).
+void SinCosQuadrant(double x, double* sine, double* cosine);
+
+// The shear factors of a rotation by `angle` degrees: theta in radians,
+// s = sin(theta), t = tan(theta / 2).
+void ShearFactors(double angle, double* theta, double* s, double* t);
+
+// Sizes of the three passes for a W x H picture: pass 1 is width1 x H, pass 2
+// width1 x height2, pass 3 (the result) width3 x height2. False when a size
+// is not a valid 32-bit count.
+struct ShearSizes {
+  int32_t width1, height2, width3;
+};
+bool ComputeShearSizes(int32_t width, int32_t height, double theta, double s, double t, ShearSizes* sizes);
+
+// Rotates the reader's picture by 0 < angle < 90 degrees onto the background.
+REALpictureStruct* Rotate45(const PictureReader& source, double angle, uint32_t background);
+
+// The three shear passes. `source` is the picture given to Rotate45 (its size
+// sets the pass sizes), `current` the picture this pass reads.
+REALpictureStruct* Rotate45part1(const PictureReader& source, const PictureReader& current, uint32_t background,
+                                 double theta, double s, double t);
+REALpictureStruct* Rotate45part2(const PictureReader& source, const PictureReader& current, uint32_t background,
+                                 double theta, double s, double t);
+REALpictureStruct* Rotate45part3(const PictureReader& source, const PictureReader& current, uint32_t background,
+                                 double theta, double s, double t);
+
+// Shears row `row` (column `column`) of the reader into the same row (column)
+// of the writer, shifted by `offset` pixels and blended with its neighbour by
+// `weight` (0 <= weight < 1).
+void HorzSkew(const PictureReader& src, PictureWriter& dst, int32_t row, int32_t offset, double weight,
+              uint32_t background);
+// Pass 2 shears columns in blocks (below); VertSkew, one column at a time, is
+// the reference the blocks are tested against and is not used by the passes.
+void VertSkew(const PictureReader& src, PictureWriter& dst, int32_t column, int32_t offset,
+              double weight, uint32_t background);
+
+// VertSkew for `count` (at most kColumnBlock) neighbouring columns from
+// `first` at once, column first + j with shifts[j] and weights[j]; the result
+// is the same as count calls of VertSkew, but rows are read and written in
+// order.
+constexpr int32_t kColumnBlock = 64;
+void VertSkewColumns(const PictureReader& src, PictureWriter& dst, int32_t first, int32_t count,
+                     const int32_t* shifts, const double* weights, uint32_t background);
+
+// The line kernel behind both shears. `src` steps `srcStep` bytes per pixel
+// over `length` reader pixels; `dst` steps `dstStep` words over `dstLength`
+// writer pixels. The whole destination line becomes the background, then
+// source pixel i, blended with the part `weight` of pixel i - 1 (the
+// background before the first), lands at shift + i when that is inside the
+// line, and the background blended with the last pixel's part at shift + length.
+void SkewLine(const uint8_t* src, ptrdiff_t srcStep, int32_t length, uint32_t* dst, ptrdiff_t dstStep,
+              int32_t dstLength, int32_t shift, double weight, uint32_t background);
+
+// Fast variants: the same pixels. What a channel value passes on to its
+// neighbour, trunc(value * weight), is looked up in a table of the 256
+// products made once per line (or column), and only the pixels that no
+// source pixel reaches are filled with the background.
+void SkewLineFast(const uint8_t* src, ptrdiff_t srcStep, int32_t length, uint32_t* dst, ptrdiff_t dstStep,
+                  int32_t dstLength, int32_t shift, double weight, uint32_t background);
+void VertSkewColumnsFast(const PictureReader& src, PictureWriter& dst, int32_t first, int32_t count,
+                         const int32_t* shifts, const double* weights, uint32_t background);
+
+// ---- Scaling -----------------------------------------------------------------
+//
+// A box mean for reductions and plain enlargements, separable cubic
+// interpolation for enlargements in both directions with AntiAlias.
+
+// Box path: every destination pixel is the truncated mean of the same-sized
+// box of source pixels; the box of destination (x, y) starts at source
+// ((x * srcW) div newW, (y * srcH) div newH).
+void ScaleBox(const PictureReader& src, PictureWriter& dst);
+// The same pixels, faster: each destination row sums its source rows into
+// per-column sums once and then adds up columns; division by the box size is
+// a multiplication (BoxDivider); a destination row whose source row is the
+// previous one's is copied.
+void ScaleBoxFast(const PictureReader& src, PictureWriter& dst);
+
+// Division by a box size `count` (1 <= count <= kMaxDividerCount) as a
+// multiplication and a shift: Divide(n, MakeBoxDivider(count)) == n / count
+// for every 0 <= n <= 255 * count (a test checks every such n). For
+// count >= 2 the multiplier fits in 32 bits, so that a vector of 32-bit sums
+// divides with 32 x 32 -> 64-bit products.
+constexpr uint32_t kMaxDividerCount = 1024;
+struct BoxDivider {
+  uint64_t multiplier;
+};
+BoxDivider MakeBoxDivider(uint32_t count);
+inline uint32_t Divide(uint32_t n, BoxDivider divider) {
+  return static_cast<uint32_t>((n * divider.multiplier) >> 32);
+}
+
+// One destination row of the box path: for each of the `width` destination
+// columns, sums per channel the `boxW` x `boxH` reader pixels whose top-left
+// is column (x * srcW) div width of the row at `top` (rows `rowBytes` apart)
+// and writes the truncated means.
+void BoxMeanRow(const uint8_t* top, int32_t rowBytes, int32_t srcW, int32_t boxW, int32_t boxH,
+                uint32_t* dst, int32_t width);
+
+// The cubic interpolation tables of one direction: for destination position
+// i of `newLength`, the source index (i * srcLength) div newLength and the
+// four tap weights (index - 1 ... index + 2), each rounded once to float.
+// A table owns its arrays and frees them when it goes out of scope.
+struct CubicTable {
+  int32_t* index = nullptr;
+  float* weights = nullptr;  // 4 per position
+
+  CubicTable() = default;
+  CubicTable(const CubicTable&) = delete;
+  CubicTable& operator=(const CubicTable&) = delete;
+  ~CubicTable() { Release(); }
+  void Release();
+};
+bool MakeCubicTable(CubicTable& table, int32_t srcLength, int32_t newLength);
+// The four weights for the fraction u (0 <= u < 1).
+void CubicWeights(double u, float weights[4]);
+
+// Cubic path kernels. The vertical pass fills a float buffer, three channel
+// values (red, green, blue) per source column, from the four source rows
+// around `index`; rows outside 0 ... srcH - 1 are skipped.
+void CubicColumnPass(const PictureReader& src, int32_t index, const float weights[4], float* buffer);
+void CubicColumnPassFast(const PictureReader& src, int32_t index, const float weights[4], float* buffer);
+// The horizontal pass interpolates the buffer (`srcW` columns) at every
+// destination column and writes the clamped, truncated words.
+void CubicRowPass(const float* buffer, int32_t srcW, const CubicTable& columns, uint32_t* dst,
+                  int32_t width);
+
+// The horizontal pass faster, for tables whose outer taps (index - 1 and
+// index + 2) all weigh zero, as the cubic Hermite pair has them: such a tap
+// adds +0 to a sum of at least 0.5 and changes no bit, so two taps remain,
+// and a tap past the last column weighs zero in the same way. The plan holds
+// the taps' buffer offsets and their weights repeated for the three channel
+// values, and frees them when it goes out of scope; Make returns false
+// (nothing allocated) when the table has outer weights or memory is short,
+// and the plain pass is used then.
+struct CubicRowPlan {
+  int32_t width = 0;
+  int32_t wide = 0;            // columns 0 .. wide - 1 may read a fourth value past each tap
+  int32_t* offsets = nullptr;  // 2 per destination column
+  float* nearWeights = nullptr;  // 3 per destination column, one per channel value
+  float* farWeights = nullptr;
+
+  CubicRowPlan() = default;
+  CubicRowPlan(const CubicRowPlan&) = delete;
+  CubicRowPlan& operator=(const CubicRowPlan&) = delete;
+  ~CubicRowPlan() { Release(); }
+  void Release();
+};
+bool MakeCubicRowPlan(CubicRowPlan& plan, const CubicTable& columns, int32_t srcW, int32_t width);
+void CubicRowPassFast(const float* buffer, const CubicRowPlan& plan, uint32_t* dst);
+
+// Cubic path: fills `dst`, a writer of the result size; false when a table
+// or the buffer cannot be had.
+bool ScaleCubic(const PictureReader& src, PictureWriter& dst);
