@@ -74,10 +74,7 @@ REALstringStruct* PicturetoBinaryString(REALpictureStruct* picture) {
   if (total <= static_cast<uint64_t>(INT32_MAX)) {
     buffer = static_cast<uint8_t*>(std::calloc(1, static_cast<size_t>(total)));
   }
-  if (!buffer) {
-    ClosePictureReader(reader);
-    return nullptr;
-  }
+  if (!buffer) return nullptr;
   WriteBinaryHeader(buffer, reader.width, reader.height);
   const size_t rowBytes = 3 * static_cast<size_t>(reader.width);
   for (int32_t y = 0; y < reader.height; ++y) {
@@ -87,7 +84,6 @@ REALstringStruct* PicturetoBinaryString(REALpictureStruct* picture) {
   REALstringStruct* result =
       REALBuildUnicodeString(buffer, static_cast<uint32_t>(total), kEncodingRawBytes);
   std::free(buffer);
-  ClosePictureReader(reader);
   return result;
 }
 

@@ -175,7 +175,6 @@ unsigned char CopyToBlock(REALpictureStruct* picture, REALmemoryBlockStruct* blo
       rowKernel(ReaderRow(reader, y), start + static_cast<size_t>(y) * blockRowBytes, reader.width);
     }
   }
-  ClosePictureReader(reader);
   return data ? 1 : 0;
 }
 
