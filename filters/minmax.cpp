@@ -3,8 +3,10 @@
 // are the object's 24 Integer properties; every Find method writes only the
 // triples of its own searches.
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <iterator>
+#include <utility>
 
 #include "filters/filters.h"
 #include "pixels/kernel_choice.h"
@@ -57,7 +59,6 @@ unsigned char Find(REALobjectStruct* instance, REALpictureStruct* picture, uint3
     const auto row = ChooseKernel(MinMaxRow, MinMaxRowFast);
     for (int32_t y = 0; y < reader.height; ++y)
       row(ReaderRow(reader, y), reader.width, y, search);
-    ClosePictureReader(reader);
   } else {
     ResetSearch(search);
   }
@@ -70,58 +71,42 @@ unsigned char Find(REALobjectStruct* instance, REALpictureStruct* picture, uint3
   return read;
 }
 
-unsigned char FindMinMaxAll(REALobjectStruct* o, REALpictureStruct* p) {
-  return Find(o, p, kAllSearches);
-}
-unsigned char FindMaxAll(REALobjectStruct* o, REALpictureStruct* p) {
-  return Find(o, p, kAllSearches);
-}
-unsigned char FindMinAll(REALobjectStruct* o, REALpictureStruct* p) {
-  return Find(o, p, kAllMinima);
-}
-unsigned char FindMinMaxRed(REALobjectStruct* o, REALpictureStruct* p) {
-  return Find(o, p, Both(kRed));
-}
-unsigned char FindMinMaxGreen(REALobjectStruct* o, REALpictureStruct* p) {
-  return Find(o, p, Both(kGreen));
-}
-unsigned char FindMinMaxBlue(REALobjectStruct* o, REALpictureStruct* p) {
-  return Find(o, p, Both(kBlue));
-}
-unsigned char FindMinMaxSum(REALobjectStruct* o, REALpictureStruct* p) {
-  return Find(o, p, Both(kSum));
-}
-// "FindMaxRed" and its kind make both searches of their quantity, like "FindRed".
-unsigned char FindMaxRed(REALobjectStruct* o, REALpictureStruct* p) {
-  return Find(o, p, Both(kRed));
-}
-unsigned char FindMaxGreen(REALobjectStruct* o, REALpictureStruct* p) {
-  return Find(o, p, Both(kGreen));
-}
-unsigned char FindMaxBlue(REALobjectStruct* o, REALpictureStruct* p) {
-  return Find(o, p, Both(kBlue));
-}
-unsigned char FindMaxSum(REALobjectStruct* o, REALpictureStruct* p) {
-  return Find(o, p, Both(kSum));
-}
-unsigned char FindMinRed(REALobjectStruct* o, REALpictureStruct* p) {
-  return Find(o, p, kMin << kRed);
-}
-unsigned char FindMinGreen(REALobjectStruct* o, REALpictureStruct* p) {
-  return Find(o, p, kMin << kGreen);
-}
-unsigned char FindMinBlue(REALobjectStruct* o, REALpictureStruct* p) {
-  return Find(o, p, kMin << kBlue);
-}
-unsigned char FindMinSum(REALobjectStruct* o, REALpictureStruct* p) {
-  return Find(o, p, kMin << kSum);
+// The Find methods in registration order, each with the searches it makes.
+struct FindMethod {
+  const char* declaration;
+  uint32_t searches;
+};
+
+constexpr FindMethod kFindMethods[] = {
+    {"FindAll(p as picture) as boolean", kAllSearches},
+    {"FindRed(p as picture) as boolean", Both(kRed)},
+    {"FindGreen(p as picture) as boolean", Both(kGreen)},
+    {"FindBlue(p as picture) as boolean", Both(kBlue)},
+    {"FindSum(p as picture) as boolean", Both(kSum)},
+    {"FindMinRed(p as picture) as boolean", kMin << kRed},
+    {"FindMinGreen(p as picture) as boolean", kMin << kGreen},
+    {"FindMinBlue(p as picture) as boolean", kMin << kBlue},
+    {"FindMinSum(p as picture) as boolean", kMin << kSum},
+    {"FindMinAll(p as picture) as boolean", kAllMinima},
+    // "FindMaxRed" and its kind make both searches of their quantity, like "FindRed".
+    {"FindMaxRed(p as picture) as boolean", Both(kRed)},
+    {"FindMaxGreen(p as picture) as boolean", Both(kGreen)},
+    {"FindMaxBlue(p as picture) as boolean", Both(kBlue)},
+    {"FindMaxSum(p as picture) as boolean", Both(kSum)},
+    {"FindMaxAll(p as picture) as boolean", kAllSearches},
+};
+
+// The handler of Find method `kMethod`: a function of its own for each
+// registration record, also where two methods make the same searches.
+template <size_t kMethod>
+unsigned char PictureMinMaxFind(REALobjectStruct* instance, REALpictureStruct* picture) {
+  return Find(instance, picture, kFindMethods[kMethod].searches);
 }
 
 // The object holds no pictures: constructor, destructor and Close do nothing.
 void Nothing(REALobjectStruct*) {}
 
-#define MINMAX_PROPERTY(name, field) \
-  {nullptr, name, "Integer", 0, kStandardAccessor, kStandardAccessor, offsetof(MinMaxData, field), {}}
+#define MINMAX_PROPERTY(name, field) FILTER_FIELD(name, "Integer", offsetof(MinMaxData, field))
 
 REALpropertyDefinition properties[] = {
     MINMAX_PROPERTY("RedMaxX", quantity[0].max.x),
@@ -152,30 +137,20 @@ REALpropertyDefinition properties[] = {
 
 #undef MINMAX_PROPERTY
 
-REALmethodDefinition methods[] = {
-    {FilterHandler(FindMinMaxAll), nullptr, "FindAll(p as picture) as boolean", 0},
-    {FilterHandler(FindMinMaxRed), nullptr, "FindRed(p as picture) as boolean", 0},
-    {FilterHandler(FindMinMaxGreen), nullptr, "FindGreen(p as picture) as boolean", 0},
-    {FilterHandler(FindMinMaxBlue), nullptr, "FindBlue(p as picture) as boolean", 0},
-    {FilterHandler(FindMinMaxSum), nullptr, "FindSum(p as picture) as boolean", 0},
-    {FilterHandler(FindMinRed), nullptr, "FindMinRed(p as picture) as boolean", 0},
-    {FilterHandler(FindMinGreen), nullptr, "FindMinGreen(p as picture) as boolean", 0},
-    {FilterHandler(FindMinBlue), nullptr, "FindMinBlue(p as picture) as boolean", 0},
-    {FilterHandler(FindMinSum), nullptr, "FindMinSum(p as picture) as boolean", 0},
-    {FilterHandler(FindMinAll), nullptr, "FindMinAll(p as picture) as boolean", 0},
-    {FilterHandler(FindMaxRed), nullptr, "FindMaxRed(p as picture) as boolean", 0},
-    {FilterHandler(FindMaxGreen), nullptr, "FindMaxGreen(p as picture) as boolean", 0},
-    {FilterHandler(FindMaxBlue), nullptr, "FindMaxBlue(p as picture) as boolean", 0},
-    {FilterHandler(FindMaxSum), nullptr, "FindMaxSum(p as picture) as boolean", 0},
-    {FilterHandler(FindMaxAll), nullptr, "FindMaxAll(p as picture) as boolean", 0},
-    {FilterHandler(Nothing), nullptr, "Close", 0},
-};
+// The Find methods, then Close.
+template <size_t... kMethod>
+std::array<REALmethodDefinition, sizeof...(kMethod) + 1> MinMaxMethods(std::index_sequence<kMethod...>) {
+  return {{{HandlerAddress(PictureMinMaxFind<kMethod>), nullptr, kFindMethods[kMethod].declaration, 0}...,
+           {HandlerAddress(Nothing), nullptr, "Close", 0}}};
+}
+
+auto methods = MinMaxMethods(std::make_index_sequence<std::size(kFindMethods)>());
 
 }  // namespace
 
 REALclassDefinition FindMinMaxClass = {
     kRecordVersion, "PictureMinMaxQVT", nullptr, sizeof(MinMaxData), 0, Nothing, Nothing,
-    properties, std::size(properties), methods, std::size(methods), nullptr, 0, {}};
+    properties, std::size(properties), methods.data(), methods.size(), nullptr, 0, {}};
 
 void StartMinMaxSearch(MinMaxSearch& search) {
   ResetSearch(search);
