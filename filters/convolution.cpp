@@ -7,7 +7,8 @@
 #include <cstdlib>
 #include <iterator>
 
-#include "filters/filters.h"
+#include "filters/handlers.h"
+#include "filters/kernels.h"
 #include "pixels/kernel_choice.h"
 #include "pixels/pixel_math.h"
 #include "plugin/registration.h"
@@ -31,7 +32,7 @@ static_assert(offsetof(ConvolutionData, hor) == 172);
 #endif
 
 ConvolutionData& Data(REALobjectStruct* instance) {
-  return InstanceData<ConvolutionData>(instance, PictureConvolutionClass);
+  return InstanceData<ConvolutionData>(instance, PictureConvolutionQVTClass);
 }
 
 // Both passes over a W x H picture with h = n / 2. The horizontal pass fills
@@ -126,7 +127,7 @@ REALmethodDefinition methods[] = {
 
 }  // namespace
 
-REALclassDefinition PictureConvolutionClass = {
+REALclassDefinition PictureConvolutionQVTClass = {
     kRecordVersion, "PictureConvolutionQVT", nullptr, sizeof(ConvolutionData), 0, Construct, Close,
     properties, std::size(properties), methods, std::size(methods), nullptr, 0, {}};
 

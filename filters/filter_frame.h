@@ -78,6 +78,22 @@ bool RunFilter(FilterPictures& pictures, const FilterRectangle* rectangle, Resul
       &fill);
 }
 
+// The same where the filling is `row(src, dst, count)` on every row of the
+// region: src the reader's pixel at its left edge, dst the writer's, count
+// its width.
+template <typename Row>
+bool RunRowFilter(FilterPictures& pictures, const FilterRectangle* rectangle, ResultRelease release, Row row) {
+  return RunFilter(pictures, rectangle, release,
+                   [&row](const PictureReader& reader, PictureWriter& writer, const FilterRegion& region) {
+                     if (region.right <= region.left) return true;
+                     for (int32_t y = region.top; y < region.bottom; ++y) {
+                       row(ReaderRow(reader, y) + 3 * region.left, WriterRow(writer, y) + region.left,
+                           region.right - region.left);
+                     }
+                     return true;
+                   });
+}
+
 // Close and the destructor of every filter class: releases the source, then
 // the result, each only when set, and clears the fields. Harmless twice.
 void CloseFilterPictures(FilterPictures& pictures);

@@ -5,7 +5,8 @@
 #include <cstddef>
 #include <iterator>
 
-#include "filters/filters.h"
+#include "filters/handlers.h"
+#include "filters/kernels.h"
 #include "pixels/pixel_math.h"
 #include "plugin/registration.h"
 
@@ -28,7 +29,7 @@ static_assert(offsetof(Lut3DData, table) == 24);
 #endif
 
 Lut3DData& Data(REALobjectStruct* instance) {
-  return InstanceData<Lut3DData>(instance, Lut3DClass);
+  return InstanceData<Lut3DData>(instance, PictureLut3DQVTClass);
 }
 
 bool InRange(int32_t r, int32_t g, int32_t b, int32_t x) {
@@ -39,17 +40,8 @@ bool InRange(int32_t r, int32_t g, int32_t b, int32_t x) {
 unsigned char Run(REALobjectStruct* instance) {
   Lut3DData& data = Data(instance);
   const PackedDouble* table = data.table;
-  return RunFilter(data.pictures, &data.rectangle, ResultRelease::kBeforeChecks,
-                   [table](const PictureReader& reader, PictureWriter& writer,
-                           const FilterRegion& region) {
-                     if (region.right <= region.left) return true;
-                     for (int32_t y = region.top; y < region.bottom; ++y) {
-                       Lut3DRow(ReaderRow(reader, y) + 3 * region.left,
-                                WriterRow(writer, y) + region.left, region.right - region.left,
-                                table);
-                     }
-                     return true;
-                   });
+  return RunRowFilter(data.pictures, &data.rectangle, ResultRelease::kBeforeChecks,
+                      [table](const uint8_t* src, uint32_t* dst, int32_t count) { Lut3DRow(src, dst, count, table); });
 }
 
 void Close(REALobjectStruct* instance) { CloseFilterPictures(Data(instance).pictures); }
@@ -80,7 +72,7 @@ REALmethodDefinition methods[] = {
 
 }  // namespace
 
-REALclassDefinition Lut3DClass = {
+REALclassDefinition PictureLut3DQVTClass = {
     kRecordVersion, "PictureLut3DQVT", nullptr, sizeof(Lut3DData), 0, Construct, Close,
     properties, std::size(properties), methods, std::size(methods), nullptr, 0, {}};
 

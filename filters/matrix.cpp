@@ -5,7 +5,8 @@
 #include <cstddef>
 #include <iterator>
 
-#include "filters/filters.h"
+#include "filters/handlers.h"
+#include "filters/kernels.h"
 #include "pixels/kernel_choice.h"
 #include "pixels/pixel_math.h"
 #include "plugin/registration.h"
@@ -33,7 +34,7 @@ static_assert(offsetof(MatrixData, cells) == 36);
 #endif
 
 MatrixData& Data(REALobjectStruct* instance) {
-  return InstanceData<MatrixData>(instance, PictureMatrixClass);
+  return InstanceData<MatrixData>(instance, PictureMatrixQVTClass);
 }
 
 // Displacement, then scale, then truncation toward zero and the clamp. With a
@@ -72,25 +73,12 @@ bool RunMatrix(REALobjectStruct* instance, uint32_t channels) {
 }
 
 unsigned char Run(REALobjectStruct* instance) { return RunMatrix(instance, kChannelsAll); }
-unsigned char RunR(REALobjectStruct* instance) { return RunMatrix(instance, kChannelRed); }
-unsigned char RunG(REALobjectStruct* instance) { return RunMatrix(instance, kChannelGreen); }
-unsigned char RunB(REALobjectStruct* instance) { return RunMatrix(instance, kChannelBlue); }
 
-unsigned char RunRGB(REALobjectStruct* instance, unsigned char red, unsigned char green,
-                     unsigned char blue) {
-  return RunMatrix(instance, (red ? kChannelRed : 0) | (green ? kChannelGreen : 0) |
-                                 (blue ? kChannelBlue : 0));
-}
-
-// Handler of "RunRGB(red as boolean, green as boolean, blue as boolean)": with
-// no channel chosen nothing happens at all, not even the release of the result.
-unsigned char RunChannels(REALobjectStruct* instance, unsigned char red, unsigned char green,
-                          unsigned char blue) {
-  const int chosen = (red != 0) + (green != 0) + (blue != 0);
-  if (chosen == 0) return 0;
-  if (chosen == 3) return Run(instance);
-  if (chosen == 1) return red ? RunR(instance) : green ? RunG(instance) : RunB(instance);
-  return RunRGB(instance, red, green, blue);
+// With no channel chosen nothing happens at all, not even the release of the
+// result.
+unsigned char RunRGB(REALobjectStruct* instance, unsigned char red, unsigned char green, unsigned char blue) {
+  const uint32_t channels = (red ? kChannelRed : 0) | (green ? kChannelGreen : 0) | (blue ? kChannelBlue : 0);
+  return channels ? RunMatrix(instance, channels) : 0;
 }
 
 void Construct(REALobjectStruct* instance) { Data(instance).scaleFactor = 1.0; }
@@ -123,7 +111,7 @@ REALpropertyDefinition properties[] = {
 REALmethodDefinition methods[] = {
     {HandlerAddress(Close), nullptr, "Close", 0},
     {HandlerAddress(Run), nullptr, "Run as boolean", 0},
-    {HandlerAddress(RunChannels), nullptr,
+    {HandlerAddress(RunRGB), nullptr,
      "RunRGB(red as boolean, green as boolean, blue as boolean) as boolean", 0},
     {HandlerAddress(GetCell), HandlerAddress(SetCell),
      "Matrix(x as integer, y as integer) as integer", 0},
@@ -131,7 +119,7 @@ REALmethodDefinition methods[] = {
 
 }  // namespace
 
-REALclassDefinition PictureMatrixClass = {
+REALclassDefinition PictureMatrixQVTClass = {
     kRecordVersion, "PictureMatrixQVT", nullptr, sizeof(MatrixData), 0, Construct, Close,
     properties, std::size(properties), methods, std::size(methods), nullptr, 0, {}};
 

@@ -6,7 +6,8 @@
 #include <cstddef>
 #include <iterator>
 
-#include "filters/filters.h"
+#include "filters/handlers.h"
+#include "filters/kernels.h"
 #include "pixels/kernel_choice.h"
 #include "pixels/pixel_math.h"
 #include "plugin/registration.h"
@@ -29,7 +30,7 @@ static_assert(offsetof(Matrix3DData, cells) == 24);
 #endif
 
 Matrix3DData& Data(REALobjectStruct* instance) {
-  return InstanceData<Matrix3DData>(instance, PictureMatrixClass3D);
+  return InstanceData<Matrix3DData>(instance, PictureMatrix3DQVTClass);
 }
 
 bool InRange(int32_t x, int32_t y) {
@@ -44,18 +45,9 @@ unsigned char Run(REALobjectStruct* instance) {
     matrix.inputOffset[i] = data.cells[5 * i + 3];
     matrix.outputOffset[i] = data.cells[15 + i];
   }
-  return RunFilter(data.pictures, &data.rectangle, ResultRelease::kBeforeChecks,
-                   [&matrix](const PictureReader& reader, PictureWriter& writer,
-                             const FilterRegion& region) {
-                     if (region.right <= region.left) return true;
-                     const auto row = ChooseKernel(ColorMatrixRow, ColorMatrixRowFast);
-                     for (int32_t y = region.top; y < region.bottom; ++y) {
-                       row(ReaderRow(reader, y) + 3 * region.left,
-                                      WriterRow(writer, y) + region.left,
-                                      region.right - region.left, matrix);
-                     }
-                     return true;
-                   });
+  const auto row = ChooseKernel(ColorMatrixRow, ColorMatrixRowFast);
+  return RunRowFilter(data.pictures, &data.rectangle, ResultRelease::kBeforeChecks,
+                      [&](const uint8_t* src, uint32_t* dst, int32_t count) { row(src, dst, count, matrix); });
 }
 
 void Close(REALobjectStruct* instance) { CloseFilterPictures(Data(instance).pictures); }
@@ -112,7 +104,7 @@ void MapRow(const uint8_t* src, uint32_t* dst, int32_t count, const ColorMatrix&
 
 }  // namespace
 
-REALclassDefinition PictureMatrixClass3D = {
+REALclassDefinition PictureMatrix3DQVTClass = {
     kRecordVersion, "PictureMatrix3DQVT", nullptr, sizeof(Matrix3DData), 0, Construct, Close,
     properties, std::size(properties), methods, std::size(methods), nullptr, 0, {}};
 

@@ -8,7 +8,8 @@
 #include <iterator>
 #include <utility>
 
-#include "filters/filters.h"
+#include "filters/handlers.h"
+#include "filters/kernels.h"
 #include "pixels/kernel_choice.h"
 #include "plugin/registration.h"
 
@@ -33,7 +34,7 @@ static_assert(offsetof(MinMaxData, quantity[3].max.x) == 72);
 static_assert(offsetof(MinMaxData, quantity[3].min.value) == 92);
 
 MinMaxData& Data(REALobjectStruct* instance) {
-  return InstanceData<MinMaxData>(instance, FindMinMaxClass);
+  return InstanceData<MinMaxData>(instance, PictureMinMaxQVTClass);
 }
 
 // Searches, as bits: the maximum of quantity q is bit q, its minimum bit 4 + q.
@@ -148,7 +149,7 @@ auto methods = MinMaxMethods(std::make_index_sequence<std::size(kFindMethods)>()
 
 }  // namespace
 
-REALclassDefinition FindMinMaxClass = {
+REALclassDefinition PictureMinMaxQVTClass = {
     kRecordVersion, "PictureMinMaxQVT", nullptr, sizeof(MinMaxData), 0, Nothing, Nothing,
     properties, std::size(properties), methods.data(), methods.size(), nullptr, 0, {}};
 

@@ -5,7 +5,8 @@
 #include <cstddef>
 #include <iterator>
 
-#include "filters/filters.h"
+#include "filters/handlers.h"
+#include "filters/kernels.h"
 #include "pixels/kernel_choice.h"
 #include "pixels/pixel_math.h"
 #include "plugin/registration.h"
@@ -39,7 +40,7 @@ static_assert(offsetof(SepiaData, factorBlue) == 52);
 #endif
 
 SepiaData& Data(REALobjectStruct* instance) {
-  return InstanceData<SepiaData>(instance, PictureSepiaClass);
+  return InstanceData<SepiaData>(instance, PictureSepiaQVTClass);
 }
 
 unsigned char Run(REALobjectStruct* instance) {
@@ -48,18 +49,9 @@ unsigned char Run(REALobjectStruct* instance) {
                                 FixedWeight(data.factorGreen),
                                 FixedWeight(data.factorBlue),
                                 {data.sepiaRed, data.sepiaGreen, data.sepiaBlue}};
-  return RunFilter(data.pictures, &data.rectangle, ResultRelease::kOnNewResult,
-                   [&weights](const PictureReader& reader, PictureWriter& writer,
-                              const FilterRegion& region) {
-                     if (region.right <= region.left) return true;
-                     const auto row = ChooseKernel(SepiaRow, SepiaRowFast);
-                     for (int32_t y = region.top; y < region.bottom; ++y) {
-                       row(ReaderRow(reader, y) + 3 * region.left,
-                                WriterRow(writer, y) + region.left, region.right - region.left,
-                                weights);
-                     }
-                     return true;
-                   });
+  const auto row = ChooseKernel(SepiaRow, SepiaRowFast);
+  return RunRowFilter(data.pictures, &data.rectangle, ResultRelease::kOnNewResult,
+                      [&](const uint8_t* src, uint32_t* dst, int32_t count) { row(src, dst, count, weights); });
 }
 
 void Construct(REALobjectStruct* instance) {
@@ -103,7 +95,7 @@ REALmethodDefinition methods[] = {
 
 }  // namespace
 
-REALclassDefinition PictureSepiaClass = {
+REALclassDefinition PictureSepiaQVTClass = {
     kRecordVersion, "PictureSepiaQVT", nullptr, sizeof(SepiaData), 0, Construct, Close,
     properties, std::size(properties), methods, std::size(methods), nullptr, 0, {}};
 
