@@ -1,15 +1,19 @@
-#include "exchange/binary_string.h"
-
+// The "PPIC" binary string form of a picture: a 40-byte big-endian header
+// (signature, total length, width, height, the constant 32, the pixel data
+// offset, 16 reserved bytes) followed by 3-byte red, green, blue pixels, rows
+// top to bottom without padding.
 #include <cstdlib>
 #include <cstring>
 
-#include "exchange/memoryblock.h"
+#include "exchange/handlers.h"
+#include "exchange/kernels.h"
 #include "pixels/kernel_choice.h"
 #include "pixels/picture_access.h"
 #include "plugin/text_conv.h"
 
 namespace {
 
+constexpr uint32_t kBinaryHeaderSize = 40;
 constexpr uint8_t kSignature[4] = {'P', 'P', 'I', 'C'};
 constexpr uint32_t kFormatConstant = 32;
 
@@ -36,8 +40,15 @@ uint64_t PixelBytes(int32_t width, int32_t height) {
   return 3 * static_cast<uint64_t>(width < 0 ? 0 : width) * static_cast<uint64_t>(height < 0 ? 0 : height);
 }
 
-}  // namespace
+// The header fields as stored (big-endian words).
+struct BinaryHeader {
+  uint32_t totalLength;
+  int32_t width;
+  int32_t height;
+  uint32_t dataOffset;
+};
 
+// Writes the 40-byte header of a width x height picture.
 void WriteBinaryHeader(uint8_t* header, int32_t width, int32_t height) {
   std::memset(header, 0, kBinaryHeaderSize);
   std::memcpy(header, kSignature, sizeof kSignature);
@@ -49,6 +60,9 @@ void WriteBinaryHeader(uint8_t* header, int32_t width, int32_t height) {
   PutBigEndian(header + kDataOffsetAt, kBinaryHeaderSize);
 }
 
+// Reads and checks a string's header: the signature, the length field against
+// `length`, a width and height of at least 1, and pixel data lying wholly
+// inside the string. False for anything else.
 bool ReadBinaryHeader(const uint8_t* data, int32_t length, BinaryHeader* header) {
   // A string too short for the whole header is malformed, whatever it says.
   if (!data || length < static_cast<int32_t>(kBinaryHeaderSize)) return false;
@@ -65,7 +79,9 @@ bool ReadBinaryHeader(const uint8_t* data, int32_t length, BinaryHeader* header)
   return end <= static_cast<uint64_t>(length);
 }
 
-REALstringStruct* PicturetoBinaryString(REALpictureStruct* picture) {
+}  // namespace
+
+REALstringStruct* PicturetoBinaryStringQVT(REALpictureStruct* picture) {
   PictureReader reader;
   if (!GetPictureReader(reader, picture)) return nullptr;
   // A host string has a signed 32-bit length.
@@ -87,7 +103,7 @@ REALstringStruct* PicturetoBinaryString(REALpictureStruct* picture) {
   return result;
 }
 
-REALpictureStruct* BinaryStringtoPicture(REALstringStruct* data) {
+REALpictureStruct* BinaryStringtoPictureQVT(REALstringStruct* data) {
   const StringBytes text = StringContent(data);
   BinaryHeader header;
   if (!ReadBinaryHeader(text.data, text.length, &header)) return nullptr;

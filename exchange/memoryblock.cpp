@@ -1,6 +1,14 @@
-#include "exchange/memoryblock.h"
-
+// Pixels between pictures and memory blocks in fixed byte layouts. Pixel
+// (x, y) of a W-pixel-wide picture starts at offset + (y * W + x) * S, rows
+// without padding:
+//   RGB              S = 3: red, green, blue
+//   ARGB big-endian  S = 4: alpha, red, green, blue
+//   ARGB little      S = 4: blue, green, red, alpha
+//   one channel      S = PixelByteSize: the channel in the cell's first byte
 #include <cstring>
+
+#include "exchange/handlers.h"
+#include "exchange/kernels.h"
 
 #include "pixels/kernel_choice.h"
 #include "pixels/picture_access.h"
@@ -132,8 +140,12 @@ void GrayStrideToXrgbRowFast(const uint8_t* src, uint32_t* dst, int32_t width, i
   GreyBytesToXrgb(src, dst, width);
 }
 
-// --- Block length ---------------------------------------------------------------------
+namespace {
 
+// The block length a layout needs: offset + (pixels - 1) * stride + lastCell,
+// where the last pixel needs only `lastCell` bytes of its cell (the whole cell
+// for RGB and ARGB, one byte for the one-channel layouts); just `offset` when
+// there are no pixels. -1 when the length does not fit in 64 bits.
 int64_t BlockBytesNeeded(int32_t offset, int32_t width, int32_t height, int32_t stride,
                          int32_t lastCell) {
   if (offset < 0 || width < 0 || height < 0 || stride < 1 || lastCell < 0) return -1;
@@ -146,8 +158,6 @@ int64_t BlockBytesNeeded(int32_t offset, int32_t width, int32_t height, int32_t 
   if (span > static_cast<uint64_t>(INT64_MAX) - tail) return -1;
   return static_cast<int64_t>(span + tail);
 }
-
-namespace {
 
 // The block's bytes when it holds at least `needed` bytes, else null.
 uint8_t* BlockBytes(REALmemoryBlockStruct* block, int64_t needed) {
@@ -210,12 +220,12 @@ unsigned char CopyChannel(REALpictureStruct* picture, REALmemoryBlockStruct* des
 
 // --- Handlers ---------------------------------------------------------------------------
 
-unsigned char CopyRGBtoMemoryblock(REALpictureStruct* picture, REALmemoryBlockStruct* destination,
+unsigned char CopyRGBtoMemoryblockQVT(REALpictureStruct* picture, REALmemoryBlockStruct* destination,
                                    int32_t offset) {
   return CopyToBlock(picture, destination, offset, 3, 3, Rgb24ToBlockRgbRow);
 }
 
-unsigned char CopyRGBXtoMemoryblock(REALpictureStruct* picture, REALmemoryBlockStruct* destination,
+unsigned char CopyARGBtoMemoryblockQVT(REALpictureStruct* picture, REALmemoryBlockStruct* destination,
                                     int32_t offset, unsigned char littleEndian, int32_t alphaValue) {
   const auto kernel = ChooseKernel(Rgb24ToArgbRow, Rgb24ToArgbRowFast);
   return CopyToBlock(picture, destination, offset, 4, 4,
@@ -224,27 +234,27 @@ unsigned char CopyRGBXtoMemoryblock(REALpictureStruct* picture, REALmemoryBlockS
                      });
 }
 
-unsigned char CopyRtoMemoryblock(REALpictureStruct* picture, REALmemoryBlockStruct* destination,
+unsigned char CopyRtoMemoryblockQVT(REALpictureStruct* picture, REALmemoryBlockStruct* destination,
                                  int32_t offset, int32_t pixelByteSize) {
   return CopyChannel(picture, destination, offset, pixelByteSize, 0);
 }
 
-unsigned char CopyGtoMemoryblock(REALpictureStruct* picture, REALmemoryBlockStruct* destination,
+unsigned char CopyGtoMemoryblockQVT(REALpictureStruct* picture, REALmemoryBlockStruct* destination,
                                  int32_t offset, int32_t pixelByteSize) {
   return CopyChannel(picture, destination, offset, pixelByteSize, 1);
 }
 
-unsigned char CopyBtoMemoryblock(REALpictureStruct* picture, REALmemoryBlockStruct* destination,
+unsigned char CopyBtoMemoryblockQVT(REALpictureStruct* picture, REALmemoryBlockStruct* destination,
                                  int32_t offset, int32_t pixelByteSize) {
   return CopyChannel(picture, destination, offset, pixelByteSize, 2);
 }
 
-REALpictureStruct* MemoryblockRGBtoPicture(REALmemoryBlockStruct* source, int32_t offset,
+REALpictureStruct* MemoryblockRGBtoPictureQVT(REALmemoryBlockStruct* source, int32_t offset,
                                            int32_t width, int32_t height) {
   return BuildFromBlock(source, offset, width, height, 3, 3, ChooseKernel(Rgb24ToXrgbRow, Rgb24ToXrgbRowFast));
 }
 
-REALpictureStruct* MemoryblockARGBtoPicture(REALmemoryBlockStruct* source, int32_t offset,
+REALpictureStruct* MemoryblockARGBtoPictureQVT(REALmemoryBlockStruct* source, int32_t offset,
                                             int32_t width, int32_t height,
                                             unsigned char littleEndian) {
   const auto kernel = ChooseKernel(ArgbToXrgbRow, ArgbToXrgbRowFast);
@@ -254,7 +264,7 @@ REALpictureStruct* MemoryblockARGBtoPicture(REALmemoryBlockStruct* source, int32
                         });
 }
 
-REALpictureStruct* MemoryblockGrayToPicture(REALmemoryBlockStruct* source, int32_t offset,
+REALpictureStruct* MemoryblockGrayToPictureQVT(REALmemoryBlockStruct* source, int32_t offset,
                                             int32_t width, int32_t height, int32_t pixelByteSize) {
   const auto kernel = ChooseKernel(GrayStrideToXrgbRow, GrayStrideToXrgbRowFast);
   return BuildFromBlock(source, offset, width, height, pixelByteSize, 1,
