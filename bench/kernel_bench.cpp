@@ -19,12 +19,12 @@
 #include <vector>
 
 #include "bench/bench_pictures.h"
-#include "filters/filters.h"
+#include "filters/kernels.h"
 #include "pixels/pixel_math.h"
 #include "geometry/rotate.h"
 #include "geometry/scale.h"
 #include "geometry/turns.h"
-#include "exchange/memoryblock.h"
+#include "exchange/kernels.h"
 #include "pixels/kernel_choice.h"
 #include "tone/tone.h"
 

@@ -3,124 +3,115 @@
 // process and writes the instance-data offset into each class record.
 #include <iterator>
 
-#include "exchange/exchange.h"
-#include "filters/filters.h"
+#include "exchange/handlers.h"
+#include "filters/handlers.h"
 #include "geometry/geometry.h"
 #include "pixels/picture_access.h"
 #include "plugin/registration.h"
 #include "tone/tone.h"
 
-namespace {
-
-template <typename Fn>
-void* Handler(Fn* function) {
-  return reinterpret_cast<void*>(function);
-}
-
-}  // namespace
-
 // Extension of the host class "graphics".
 REALmethodDefinition graphicsMethods[] = {
-    {Handler(Paintdesktop), nullptr, "PaintDesktopQVT", 0},
+    {HandlerAddress(PaintDesktopQVT), nullptr, "PaintDesktopQVT", 0},
 };
 
 // Extension of the host class "Picture", in the order of its method list.
 REALmethodDefinition PictureExtensionMethods[] = {
-    {Handler(ScrollVerticalQVT), nullptr,
+    {HandlerAddress(ScrollVerticalQVT), nullptr,
      "ScrollVerticalQVT(delta as integer, wrap as boolean, scrollmask as boolean) as boolean", 0},
-    {Handler(ScrollHorizontalQVT), nullptr,
+    {HandlerAddress(ScrollHorizontalQVT), nullptr,
      "ScrollHorizontalQVT(delta as integer, wrap as boolean, scrollmask as boolean) as boolean", 0},
-    {Handler(ScrollQVT), nullptr,
+    {HandlerAddress(ScrollQVT), nullptr,
      "ScrollQVT(deltaX as integer, deltaY as integer, wrap as boolean, scrollmask as boolean) as boolean", 0},
-    {Handler(HasMaskPicture), nullptr, "HasMaskQVT as boolean", 0},
-    {Handler(AbsBrightnessPicture3), nullptr,
+    {HandlerAddress(HasMaskPicture), nullptr, "HasMaskQVT as boolean", 0},
+    {HandlerAddress(AbsBrightnessPicture3), nullptr,
      "ChangeBrightnessAbsoluteQVT(r as double, g as double, b as double) as picture", 0},
-    {Handler(LinBrightnessPicture3), nullptr,
+    {HandlerAddress(LinBrightnessPicture3), nullptr,
      "ChangeBrightnessLinearQVT(r as double, g as double, b as double) as picture", 0},
-    {Handler(AbsBrightnessPicture1), nullptr, "ChangeBrightnessAbsoluteQVT(x as double) as picture", 0},
-    {Handler(LinBrightnessPicture1), nullptr, "ChangeBrightnessLinearQVT(x as double) as picture", 0},
-    {Handler(TransformPicture), nullptr, "ChangeCustomQVT(a as double, b as double) as picture", 0},
-    {Handler(ContrastPicture1), nullptr, "ChangeContrastQVT(x as double) as picture", 0},
-    {Handler(ContrastPicture3), nullptr, "ChangeContrastQVT(xr as double, xg as double, xb as double) as picture", 0},
-    {Handler(rbGetPalette), Handler(rbSetPalette), "PaletteQVT as PaletteQVT", 0},
-    {Handler(PictureDataType), nullptr, "DataTypeQVT as integer", 0},
-    {Handler(PictureDataHandle), nullptr, "DataHandleQVT as integer", 0},
-    {Handler(ClonePictureToHBITMAP), nullptr, "MakeHBITMAPQVT as integer", 0},
-    {Handler(InvertPicture), nullptr,
+    {HandlerAddress(AbsBrightnessPicture1), nullptr, "ChangeBrightnessAbsoluteQVT(x as double) as picture", 0},
+    {HandlerAddress(LinBrightnessPicture1), nullptr, "ChangeBrightnessLinearQVT(x as double) as picture", 0},
+    {HandlerAddress(TransformPicture), nullptr, "ChangeCustomQVT(a as double, b as double) as picture", 0},
+    {HandlerAddress(ContrastPicture1), nullptr, "ChangeContrastQVT(x as double) as picture", 0},
+    {HandlerAddress(ContrastPicture3), nullptr, "ChangeContrastQVT(xr as double, xg as double, xb as double) as picture", 0},
+    {HandlerAddress(GetPaletteQVT), HandlerAddress(SetPaletteQVT), "PaletteQVT as PaletteQVT", 0},
+    {HandlerAddress(DataTypeQVT), nullptr, "DataTypeQVT as integer", 0},
+    {HandlerAddress(DataHandleQVT), nullptr, "DataHandleQVT as integer", 0},
+    {HandlerAddress(MakeHBITMAPQVT), nullptr, "MakeHBITMAPQVT as integer", 0},
+    {HandlerAddress(InvertPicture), nullptr,
      "InvertQVT(left as integer,top as integer,width as integer,height as integer) as picture", 0},
-    {Handler(static_cast<PictureTurn>(Rotate90)), nullptr, "Rotate90QVT as picture", 0},
-    {Handler(static_cast<PictureTurn>(Rotate180)), nullptr, "Rotate180QVT as picture", 0},
-    {Handler(static_cast<PictureTurn>(Rotate270)), nullptr, "Rotate270QVT as picture", 0},
-    {Handler(Rotate), nullptr, "RotateQVT(angle as double,background as color) as picture", 0},
-    {Handler(static_cast<PictureTurn>(VMirror)), nullptr, "VMirrorQVT as picture", 0},
-    {Handler(static_cast<PictureTurn>(HMirror)), nullptr, "HMirrorQVT as picture", 0},
-    {Handler(ClonePicture), nullptr, "CloneQVT as picture", 0},
-    {Handler(BitmapPicture), nullptr, "BitmapQVT as picture", 0},
-    {Handler(ScalePicture), nullptr,
+    {HandlerAddress(static_cast<PictureTurn>(Rotate90)), nullptr, "Rotate90QVT as picture", 0},
+    {HandlerAddress(static_cast<PictureTurn>(Rotate180)), nullptr, "Rotate180QVT as picture", 0},
+    {HandlerAddress(static_cast<PictureTurn>(Rotate270)), nullptr, "Rotate270QVT as picture", 0},
+    {HandlerAddress(Rotate), nullptr, "RotateQVT(angle as double,background as color) as picture", 0},
+    {HandlerAddress(static_cast<PictureTurn>(VMirror)), nullptr, "VMirrorQVT as picture", 0},
+    {HandlerAddress(static_cast<PictureTurn>(HMirror)), nullptr, "HMirrorQVT as picture", 0},
+    {HandlerAddress(ClonePicture), nullptr, "CloneQVT as picture", 0},
+    {HandlerAddress(BitmapPicture), nullptr, "BitmapQVT as picture", 0},
+    {HandlerAddress(ScalePicture), nullptr,
      "ScaleQVT(width as integer, height as integer, AntiAlias as boolean) as picture", 0},
-    {Handler(GetEmbededMask), Handler(SetEmbededMask), "EmbeddedMaskQVT(swap as boolean) as picture", 0},
-    {Handler(PichandlePicture), nullptr, "PicHandleQVT as picture", 0},
-    {Handler(AutoLevelPicture), nullptr, "AutoLevelQVT as picture", 0},
-    {Handler(PichandlePictureData), nullptr, "PicHandleDataQVT as string", 0},
-    {Handler(CountColorQVT), nullptr, "CountColorQVT(col as color) as integer", 0},
-    {Handler(CountColorsQVT), nullptr,
+    {HandlerAddress(GetEmbededMask), HandlerAddress(SetEmbededMask), "EmbeddedMaskQVT(swap as boolean) as picture", 0},
+    {HandlerAddress(PicHandleQVT), nullptr, "PicHandleQVT as picture", 0},
+    {HandlerAddress(AutoLevelPicture), nullptr, "AutoLevelQVT as picture", 0},
+    {HandlerAddress(PicHandleDataQVT), nullptr, "PicHandleDataQVT as string", 0},
+    {HandlerAddress(CountColorQVT), nullptr, "CountColorQVT(col as color) as integer", 0},
+    {HandlerAddress(CountColorsQVT), nullptr,
      "CountColorsQVT(byref red as memoryblock, byref blue as memoryblock, byref green as memoryblock, byref count as integer)",
      0},
-    {Handler(TransformColorsQVT), nullptr,
+    {HandlerAddress(TransformColorsQVT), nullptr,
      "TransformColorsQVT(red as memoryblock, blue as memoryblock, green as memoryblock) as picture", 0},
-    {Handler(CopyRGBtoMemoryblock), nullptr,
+    {HandlerAddress(CopyRGBtoMemoryblockQVT), nullptr,
      "CopyRGBtoMemoryblockQVT(destination as memoryblock, offset as integer) as boolean", 0},
-    {Handler(CopyRGBXtoMemoryblock), nullptr,
+    {HandlerAddress(CopyARGBtoMemoryblockQVT), nullptr,
      "CopyARGBtoMemoryblockQVT(destination as memoryblock, offset as integer, LittleEndian as boolean, AlphaValue as integer) as boolean",
      0},
-    {Handler(CopyRtoMemoryblock), nullptr,
+    {HandlerAddress(CopyRtoMemoryblockQVT), nullptr,
      "CopyRtoMemoryblockQVT(destination as memoryblock, offset as integer, PixelByteSize as integer) as boolean", 0},
-    {Handler(CopyGtoMemoryblock), nullptr,
+    {HandlerAddress(CopyGtoMemoryblockQVT), nullptr,
      "CopyGtoMemoryblockQVT(destination as memoryblock, offset as integer, PixelByteSize as integer) as boolean", 0},
-    {Handler(CopyBtoMemoryblock), nullptr,
+    {HandlerAddress(CopyBtoMemoryblockQVT), nullptr,
      "CopyBtoMemoryblockQVT(destination as memoryblock, offset as integer, PixelByteSize as integer) as boolean", 0},
 };
 
 // Global methods, in registration order.
 REALmethodDefinition GlobalMethods[] = {
-    {Handler(MemoryblockRGBtoPicture), nullptr,
+    {HandlerAddress(MemoryblockRGBtoPictureQVT), nullptr,
      "MemoryblockRGBtoPictureQVT(source as memoryblock, offset as integer, width as integer, height as integer) as picture",
      0},
-    {Handler(MemoryblockARGBtoPicture), nullptr,
+    {HandlerAddress(MemoryblockARGBtoPictureQVT), nullptr,
      "MemoryblockARGBtoPictureQVT(source as memoryblock, offset as integer, width as integer, height as integer, LittleEndian as boolean) as picture",
      0},
-    {Handler(MemoryblockGrayToPicture), nullptr,
+    {HandlerAddress(MemoryblockGrayToPictureQVT), nullptr,
      "MemoryblockGrayToPictureQVT(source as memoryblock, offset as integer, width as integer, height as integer, PixelByteSize as integer) as picture",
      0},
-    {Handler(BuildPictureWithPicHandleData), nullptr, "BuildPictureWithPicHandleDataQVT(data as string) as picture", 0},
-    {Handler(BuildPictureWithGWorldHandle), nullptr,
+    {HandlerAddress(BuildPictureWithPicHandleDataQVT), nullptr, "BuildPictureWithPicHandleDataQVT(data as string) as picture", 0},
+    {HandlerAddress(BuildPictureWithGWorldHandleQVT), nullptr,
      "BuildPictureWithGWorldHandleQVT(handle as integer, ByPassOwernerShip as boolean) as picture", 0},
-    {Handler(NewGrayPalette), nullptr, "NewGrayPaletteQVT as PaletteQVT", 0},
-    {Handler(NewWebPalette), nullptr, "NewWebPaletteQVT as PaletteQVT", 0},
-    {Handler(NewRedPalette), nullptr, "NewRedPaletteQVT as PaletteQVT", 0},
-    {Handler(NewGreenPalette), nullptr, "NewGreenPaletteQVT as PaletteQVT", 0},
-    {Handler(NewBluePalette), nullptr, "NewBluePaletteQVT as PaletteQVT", 0},
-    {Handler(NewSystemPalette), nullptr, "NewSystemPaletteQVT as PaletteQVT", 0},
-    {Handler(NewWindowsPalette), nullptr, "NewWindowsPaletteQVT as PaletteQVT", 0},
-    {Handler(NewPalmPalette), nullptr, "NewPalmPaletteQVT as PaletteQVT", 0},
-    {Handler(NewRBPalette), nullptr, "NewPaletteQVT(count as integer) as PaletteQVT", 0},
-    {Handler(BinaryStringtoPicture), nullptr, "BinaryStringtoPictureQVT(data as String) as Picture", 0},
-    {Handler(PicturetoBinaryString), nullptr, "PicturetoBinaryStringQVT(p as picture) as string", 0},
-    {Handler(CombinePicturesQVT), nullptr,
+    {HandlerAddress(NewGrayPaletteQVT), nullptr, "NewGrayPaletteQVT as PaletteQVT", 0},
+    {HandlerAddress(NewWebPaletteQVT), nullptr, "NewWebPaletteQVT as PaletteQVT", 0},
+    {HandlerAddress(NewRedPaletteQVT), nullptr, "NewRedPaletteQVT as PaletteQVT", 0},
+    {HandlerAddress(NewGreenPaletteQVT), nullptr, "NewGreenPaletteQVT as PaletteQVT", 0},
+    {HandlerAddress(NewBluePaletteQVT), nullptr, "NewBluePaletteQVT as PaletteQVT", 0},
+    {HandlerAddress(NewSystemPaletteQVT), nullptr, "NewSystemPaletteQVT as PaletteQVT", 0},
+    {HandlerAddress(NewWindowsPaletteQVT), nullptr, "NewWindowsPaletteQVT as PaletteQVT", 0},
+    {HandlerAddress(NewPalmPaletteQVT), nullptr, "NewPalmPaletteQVT as PaletteQVT", 0},
+    {HandlerAddress(NewPaletteQVT), nullptr, "NewPaletteQVT(count as integer) as PaletteQVT", 0},
+    {HandlerAddress(BinaryStringtoPictureQVT), nullptr, "BinaryStringtoPictureQVT(data as String) as Picture", 0},
+    {HandlerAddress(PicturetoBinaryStringQVT), nullptr, "PicturetoBinaryStringQVT(p as picture) as string", 0},
+    {HandlerAddress(CombinePicturesQVT), nullptr,
      "CombinePicturesQVT(red as picture, blue as picture, green as picture) as picture", 0},
-    {Handler(BlendPicture), nullptr,
+    {HandlerAddress(BlendPicture), nullptr,
      "BlendPicturesQVT(source as picture, sourcepercent as double, dest as picture, destpercent as double) as picture",
      0},
-    {Handler(BlendPictureMask), nullptr,
+    {HandlerAddress(BlendPictureMask), nullptr,
      "BlendPicturesWithMaskQVT(source as picture, dest as picture, mask as picture) as picture", 0},
-    {Handler(TintPicture), nullptr,
+    {HandlerAddress(TintPicture), nullptr,
      "TintPictureQVT(source as picture, GreyBase as color, SepiaBase as color) as picture", 0},
 };
 const uint32_t GlobalMethodCount = sizeof GlobalMethods / sizeof(REALmethodDefinition);
 
-REALclassDefinition graphicseClass = {
+REALclassDefinition graphicsClass = {
     kRecordVersion, "graphics", nullptr, 0, 0, nullptr, nullptr, nullptr, 0,
-    graphicsMethods, sizeof graphicsMethods / sizeof(REALmethodDefinition), nullptr, 0, {}};
+    graphicsMethods, std::size(graphicsMethods), nullptr, 0, {}};
 
 REALclassDefinition PictureExtensionClass = {
     kRecordVersion, "Picture", nullptr, 0, 0, nullptr, nullptr, nullptr, 0,
@@ -129,15 +120,15 @@ REALclassDefinition PictureExtensionClass = {
 void PluginEntry() {
   PluginStart("Picture");
   // Classes: sepia, convolution, lookup table, palette, matrix, matrix 3D.
-  REALRegisterClass(&PictureSepiaClass);
-  REALRegisterClass(&PictureConvolutionClass);
-  REALRegisterClass(&Lut3DClass);
-  REALRegisterClass(&PaletteClass);
-  REALRegisterClass(&PictureMatrixClass);
-  REALRegisterClass(&PictureMatrixClass3D);
-  REALRegisterClassExtension(&graphicseClass);
+  REALRegisterClass(&PictureSepiaQVTClass);
+  REALRegisterClass(&PictureConvolutionQVTClass);
+  REALRegisterClass(&PictureLut3DQVTClass);
+  REALRegisterClass(&PaletteQVTClass);
+  REALRegisterClass(&PictureMatrixQVTClass);
+  REALRegisterClass(&PictureMatrix3DQVTClass);
+  REALRegisterClassExtension(&graphicsClass);
   REALRegisterClassExtension(&PictureExtensionClass);
   for (uint32_t i = 0; i < GlobalMethodCount; ++i) REALRegisterMethod(&GlobalMethods[i]);
   // Last: the minimum and maximum finder.
-  REALRegisterClass(&FindMinMaxClass);
+  REALRegisterClass(&PictureMinMaxQVTClass);
 }

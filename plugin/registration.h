@@ -13,13 +13,11 @@ void PluginStart(const char* name);
 void REALRegisterClass(REALclassDefinition* record);
 void REALRegisterClassExtension(REALclassDefinition* record);
 void REALRegisterMethod(REALmethodDefinition* method);
-void REALRegisterControl(REALcontrol* record);
-void REALRegisterModule(REALmoduleDefinition* record);
 
 extern const char* rbpluginname;
 
 // The class extensions and the global methods (registration.cpp).
-extern REALclassDefinition graphicseClass;
+extern REALclassDefinition graphicsClass;
 extern REALclassDefinition PictureExtensionClass;
 extern REALmethodDefinition GlobalMethods[];
 extern const uint32_t GlobalMethodCount;
