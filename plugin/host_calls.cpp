@@ -6,12 +6,10 @@ void* HCallResolver(const char* name) { return gResolver ? gResolver(name) : nul
 
 namespace {
 
-// Booleans cross the boundary as 32-bit words: widened going in, cut to the
-// low byte coming back.
+// Booleans cross the boundary as 32-bit words.
 using HostBool = int32_t;
 
 HostBool Widen(bool value) { return value ? 1 : 0; }
-bool LowByte(HostBool value) { return (static_cast<uint32_t>(value) & 0xFF) != 0; }
 
 // Calls the entry point kept in `slot`, asking the resolver for `name` first
 // when the slot is empty. A null answer is stored too, so the next call asks
@@ -109,138 +107,7 @@ double REALGetRBVersion() {
   static double (*slot)();
   return Forward(slot, "REALGetRBVersion");
 }
-
-// Entry points of the layer that no operation calls yet.
-
-bool REALinRuntime() {
-  static HostBool (*slot)();
-  return LowByte(Forward(slot, "REALinRuntime"));
-}
-void GraphicsDrawLine(REALgraphicsStruct* g, int32_t x1, int32_t y1, int32_t x2, int32_t y2) {
-  static void (*slot)(REALgraphicsStruct*, int32_t, int32_t, int32_t, int32_t);
-  Forward(slot, "RuntimeGraphicsDrawLine", g, x1, y1, x2, y2);
-}
-void REALLockString(REALstringStruct* s) {
-  static void (*slot)(REALstringStruct*);
-  Forward(slot, "REALLockString", s);
-}
-REALpictureStruct* REALBuildPictureFromGWorld(void* world, bool giveOwnership) {
-  static REALpictureStruct* (*slot)(void*, HostBool);
-  return Forward(slot, "REALBuildPictureFromGWorld", world, Widen(giveOwnership));
-}
-void* REALGetEventInstance(REALcontrolInstanceStruct* c, REALevent* e) {
-  static void* (*slot)(REALcontrolInstanceStruct*, REALevent*);
-  return Forward(slot, "GetEventInstance", c, e);
-}
-void REALGetControlBounds(REALcontrolInstanceStruct* c, RB::Rect* bounds) {
-  static void (*slot)(REALcontrolInstanceStruct*, RB::Rect*);
-  Forward(slot, "GetControlBounds", c, bounds);
-}
-bool REALGetControlVisible(REALcontrolInstanceStruct* c) {
-  static HostBool (*slot)(REALcontrolInstanceStruct*);
-  return LowByte(Forward(slot, "GetControlVisible", c));
-}
-bool REALGetControlEnabled(REALcontrolInstanceStruct* c) {
-  static HostBool (*slot)(REALcontrolInstanceStruct*);
-  return LowByte(Forward(slot, "REALGetControlEnabled", c));
-}
-REALfolderItemStruct* REALFolderItemFromPath(const char* path) {
-  static REALfolderItemStruct* (*slot)(const char*);
-  return Forward(slot, "FolderItemFromPath", path);
-}
-REALwindowStruct* REALGetControlWindow(REALcontrolInstanceStruct* c) {
-  static REALwindowStruct* (*slot)(REALcontrolInstanceStruct*);
-  return Forward(slot, "getControlWindow", c);
-}
-void REALMarkSocketUsage() {
-  static void (*slot)();
-  Forward(slot, "PluginMarkSocketUsage");
-}
-REALstringStruct* REALSocketRead(REALsocketStruct* s, int32_t count) {
-  static REALstringStruct* (*slot)(REALsocketStruct*, int32_t);
-  return Forward(slot, "pluginSocketRead", s, count);
-}
-void REALSocketWrite(REALsocketStruct* s, REALstringStruct* data) {
-  static void (*slot)(REALsocketStruct*, REALstringStruct*);
-  Forward(slot, "SocketWrite", s, data);
-}
-REALstringStruct* REALSocketLookahead(REALsocketStruct* s, int32_t count) {
-  static REALstringStruct* (*slot)(REALsocketStruct*, int32_t);
-  return Forward(slot, "pluginSocketLookahead", s, count);
-}
-void REALMessageBox(REALstringStruct* text) {
-  static void (*slot)(REALstringStruct*);
-  Forward(slot, "RuntimeMsgBox", text);
-}
 int32_t REALMemoryBlockGetSize(REALmemoryBlockStruct* block) {
   static int32_t (*slot)(REALmemoryBlockStruct*);
   return Forward(slot, "memoryBlockGetSize", block);
-}
-void REALRaiseException(REALobjectStruct* exception) {
-  static void (*slot)(REALobjectStruct*);
-  Forward(slot, "RuntimeRaiseException", exception);
-}
-int32_t REALGetArrayUBound(void* array) {
-  static int32_t (*slot)(void*);
-  return Forward(slot, "RuntimeUBound", array);
-}
-int32_t REALGetArrayInt(REALintArrayStruct* array, int32_t index) {
-  static int32_t (*slot)(REALintArrayStruct*, int32_t);
-  return Forward(slot, "RuntimeDirectReadIntArray", array, index);
-}
-REALstringStruct* REALGetArrayString(REALstringArrayStruct* array, int32_t index) {
-  static REALstringStruct* (*slot)(REALstringArrayStruct*, int32_t);
-  return Forward(slot, "RuntimeDirectReadStringArray", array, index);
-}
-REALobjectStruct* REALGetArrayObject(REALobjectArrayStruct* array, int32_t index) {
-  static REALobjectStruct* (*slot)(REALobjectArrayStruct*, int32_t);
-  return Forward(slot, "RuntimeDirectReadObjectArray", array, index);
-}
-bool REALGetTabPanelVisible(REALcontrolInstanceStruct* c) {
-  static HostBool (*slot)(REALcontrolInstanceStruct*);
-  return LowByte(Forward(slot, "GetTabPanelVisible", c));
-}
-void REALYieldToRB() {
-  static void (*slot)();
-  Forward(slot, "REALYieldToRB");
-}
-uint32_t REALGetStringEncoding(REALstringStruct* s) {
-  static uint32_t (*slot)(REALstringStruct*);
-  return Forward(slot, "REALGetStringEncoding", s);
-}
-bool REALIsHIViewWindow(REALwindowStruct* w) {
-  static HostBool (*slot)(REALwindowStruct*);
-  return LowByte(Forward(slot, "REALIsHIViewWindow", w));
-}
-bool REALInDebugMode() {
-  static HostBool (*slot)();
-  return LowByte(Forward(slot, "REALInDebugMode"));
-}
-void* REALGraphicsDC(REALgraphicsStruct* g) {
-  static void* (*slot)(REALgraphicsStruct*);
-  return Forward(slot, "REALGraphicsDC", g);
-}
-void* REALLoadGlobalMethod(const char* module, const char* prototype) {
-  static void* (*slot)(const char*, const char*);
-  return Forward(slot, "REALLoadGlobalMethod", module, prototype);
-}
-void* REALLoadObjectMethod(REALobjectStruct* object, const char* prototype) {
-  static void* (*slot)(REALobjectStruct*, const char*);
-  return Forward(slot, "REALLoadObjectMethod", object, prototype);
-}
-bool REALGetPropValue(REALobjectStruct* object, const char* name, int32_t* value) {
-  static HostBool (*slot)(REALobjectStruct*, const char*, int32_t*);
-  return LowByte(Forward(slot, "REALGetPropValueInt", object, name, value));
-}
-bool REALSetPropValue(REALobjectStruct* object, const char* name, REALstringStruct* value) {
-  static HostBool (*slot)(REALobjectStruct*, const char*, REALstringStruct*);
-  return LowByte(Forward(slot, "REALSetPropValueString", object, name, value));
-}
-void REALLockPictureDescription(REALpictureStruct* p, REALpictureDescription* d, int32_t flags) {
-  static void (*slot)(REALpictureStruct*, REALpictureDescription*, int32_t);
-  Forward(slot, "REALLockPictureDescription", p, d, flags);
-}
-void* REALGetWindowHandle(REALwindowStruct* w) {
-  static void* (*slot)(REALwindowStruct*);
-  return Forward(slot, "REALGetWindowHandle", w);
 }

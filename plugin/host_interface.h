@@ -17,13 +17,6 @@ struct REALgraphicsStruct;
 struct REALmemoryBlockStruct;
 struct REALstringStruct;
 struct REALfolderItemStruct;
-struct REALcontrolInstanceStruct;
-struct REALwindowStruct;
-struct REALsocketStruct;
-struct REALintArrayStruct;
-struct REALstringArrayStruct;
-struct REALobjectArrayStruct;
-struct REALevent;
 struct REALcontrol;
 struct REALmoduleDefinition;
 

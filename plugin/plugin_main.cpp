@@ -27,7 +27,8 @@ void AdaptMethodList(REALmethodDefinition*& methods, uint32_t count) {
 }
 
 // Finds a registration entry point on first use, adapts the record's method
-// list (class, extension, control and module records) for an old host, and hands the record over when the host has the entry.
+// list (class and extension records) for an old host, and hands the record
+// over when the host has the entry.
 template <typename Record>
 void Register(void (*&slot)(Record*), const char* name, Record* record) {
   if (!slot) slot = reinterpret_cast<void (*)(Record*)>(HCallResolver(name));
@@ -52,16 +53,6 @@ void REALRegisterClassExtension(REALclassDefinition* record) {
 void REALRegisterMethod(REALmethodDefinition* method) {
   static void (*slot)(REALmethodDefinition*) = nullptr;
   Register(slot, "PluginRegisterMethod", method);
-}
-
-void REALRegisterControl(REALcontrol* record) {
-  static void (*slot)(REALcontrol*) = nullptr;
-  Register(slot, "PluginRegisterControl", record);
-}
-
-void REALRegisterModule(REALmoduleDefinition* record) {
-  static void (*slot)(REALmoduleDefinition*) = nullptr;
-  Register(slot, "PluginRegisterModule", record);
 }
 
 void PluginStart(const char* name) { rbpluginname = name; }
