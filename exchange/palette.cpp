@@ -142,6 +142,12 @@ REALmethodDefinition methods[] = {
     {HandlerAddress(NewPicture), nullptr, "NewPicture(width as integer,height as integer) as picture", 0},
 };
 
+}  // namespace
+
+REALclassDefinition PaletteQVTClass = {
+    kRecordVersion, "PaletteQVT", nullptr, sizeof(PaletteRecord), 0, Construct, Close,
+    properties, std::size(properties), methods, std::size(methods), nullptr, 0, {}};
+
 // A fixed table of 256 distinct colours: named colours, greys, and ramps of
 // twelve shades and twelve tints of each hue.
 constexpr uint32_t kWindowsColors[256] = {
@@ -195,8 +201,6 @@ constexpr uint32_t kWindowsColors[256] = {
     0x0B0404, 0x72837C, 0xFFFBF0, 0xA0A0A4, 0x000000,
 };
 
-}  // namespace
-
 // The Palm table: a 6 x 6 x 6 colour cube walked red, blue, green (green
 // fastest), without black, then greys and a few extra colours.
 const uint32_t PalmColors[256] = {
@@ -241,10 +245,6 @@ const uint32_t PalmColors[256] = {
     0x000000, 0x000000, 0x000000, 0x000000, 0x000000, 0x000000, 0x000000, 0x000000,
     0x000000, 0x000000,
 };
-
-REALclassDefinition PaletteQVTClass = {
-    kRecordVersion, "PaletteQVT", nullptr, sizeof(PaletteRecord), 0, Construct, Close,
-    properties, std::size(properties), methods, std::size(methods), nullptr, 0, {}};
 
 // --- Factories --------------------------------------------------------------------
 
