@@ -13,7 +13,7 @@
 //   write       one result built from nothing
 //   rotate30    the reads and results of the three shear passes
 //   scale-half, scale-double   one read, one result of the new size
-//   clone       the host's own drawing (CloneQVT is all host work)
+//   clone       the host's own drawing (ClonePicture is all host work)
 // The writer buffer the result is built from is allocated and filled outside
 // the timed region: allocating it is the plug-in's work, not the host's.
 #include <benchmark/benchmark.h>
@@ -207,7 +207,7 @@ void HostShare(benchmark::State& state, const std::string& work, int32_t width, 
       Release(pass2);
       Release(pass3);
     } else if (work == "clone") {
-      Release(CloneQVT(pictures[0]));
+      Release(ClonePicture(pictures[0]));
     }
   }
 }

@@ -19,11 +19,11 @@
 #include <vector>
 
 #include "bench/bench_pictures.h"
-#include "filters/filters.h"
-#include "pixels/pixel_math.h"
+#include "exchange/kernels.h"
+#include "filters/kernels.h"
 #include "geometry/kernels.h"
-#include "exchange/memoryblock.h"
 #include "pixels/kernel_choice.h"
+#include "pixels/pixel_math.h"
 #include "tone/handlers.h"
 #include "tone/kernels.h"
 
@@ -76,7 +76,7 @@ void TablesRow(const ChannelTables& t) {
   EachRow([&](const uint8_t* s, uint32_t* d, int32_t w) { row(s, d, w, t.red, t.green, t.blue); });
 }
 
-// ---- Geometry: shears for RotateQVT(30) ----------------------------------------
+// ---- Geometry: shears for Rotate(30) ----------------------------------------
 
 struct ShearPasses {
   double theta, s, t;
@@ -196,18 +196,18 @@ void RegisterAll() {
   // -- Turns and mirrors
   Operation("copy", [] { EachRow(ChooseKernel(Rgb24ToXrgbRow, Rgb24ToXrgbRowFast)); },
             [src] { cv::cvtColor(src, Scratch(0), cv::COLOR_RGB2BGRA); });
-  Operation("hmirror", [] { HMirrorPixels(P().source.reader, P().result.writer); },
+  Operation("hmirror", [] { HMirror(P().source.reader, P().result.writer); },
             [src] { cv::flip(src, Scratch(0), 1); });
-  Operation("vmirror", [] { VMirrorPixels(P().source.reader, P().result.writer); },
+  Operation("vmirror", [] { VMirror(P().source.reader, P().result.writer); },
             [src] { cv::flip(src, Scratch(0), 0); });
-  Operation("rotate180", [] { Rotate180Pixels(P().source.reader, P().result.writer); },
+  Operation("rotate180", [] { Rotate180(P().source.reader, P().result.writer); },
             [src] { cv::rotate(src, Scratch(0), cv::ROTATE_180); });
-  Operation("rotate90", [] { Rotate90Pixels(P().source.reader, P().turned.writer); },
+  Operation("rotate90", [] { Rotate90(P().source.reader, P().turned.writer); },
             [src] { cv::rotate(src, Scratch(0), cv::ROTATE_90_COUNTERCLOCKWISE); });
-  Operation("rotate270", [] { Rotate270Pixels(P().source.reader, P().turned.writer); },
+  Operation("rotate270", [] { Rotate270(P().source.reader, P().turned.writer); },
             [src] { cv::rotate(src, Scratch(0), cv::ROTATE_90_CLOCKWISE); });
 
-  // -- Free rotation: the three shears of RotateQVT(30), each from the
+  // -- Free rotation: the three shears of Rotate(30), each from the
   // intermediate picture the previous one made.
   Shears();
   Operation(

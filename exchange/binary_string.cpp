@@ -1,15 +1,19 @@
-#include "exchange/binary_string.h"
-
+// The "PPIC" binary string form of a picture: a 40-byte big-endian header
+// (signature, total length, width, height, the constant 32, the pixel data
+// offset, 16 reserved bytes) followed by 3-byte red, green, blue pixels, rows
+// top to bottom without padding.
 #include <cstdlib>
 #include <cstring>
 
-#include "exchange/memoryblock.h"
+#include "exchange/handlers.h"
+#include "exchange/kernels.h"
 #include "pixels/kernel_choice.h"
 #include "pixels/picture_access.h"
 #include "plugin/text_conv.h"
 
 namespace {
 
+constexpr uint32_t kBinaryHeaderSize = 40;
 constexpr uint8_t kSignature[4] = {'P', 'P', 'I', 'C'};
 constexpr uint32_t kFormatConstant = 32;
 
@@ -36,8 +40,15 @@ uint64_t PixelBytes(int32_t width, int32_t height) {
   return 3 * static_cast<uint64_t>(width < 0 ? 0 : width) * static_cast<uint64_t>(height < 0 ? 0 : height);
 }
 
-}  // namespace
+// The header fields as stored (big-endian words).
+struct BinaryHeader {
+  uint32_t totalLength;
+  int32_t width;
+  int32_t height;
+  uint32_t dataOffset;
+};
 
+// Writes the 40-byte header of a width x height picture.
 void WriteBinaryHeader(uint8_t* header, int32_t width, int32_t height) {
   std::memset(header, 0, kBinaryHeaderSize);
   std::memcpy(header, kSignature, sizeof kSignature);
@@ -49,6 +60,9 @@ void WriteBinaryHeader(uint8_t* header, int32_t width, int32_t height) {
   PutBigEndian(header + kDataOffsetAt, kBinaryHeaderSize);
 }
 
+// Reads and checks a string's header: the signature, the length field against
+// `length`, a width and height of at least 1, and pixel data lying wholly
+// inside the string. False for anything else.
 bool ReadBinaryHeader(const uint8_t* data, int32_t length, BinaryHeader* header) {
   // A string too short for the whole header is malformed, whatever it says.
   if (!data || length < static_cast<int32_t>(kBinaryHeaderSize)) return false;
@@ -65,6 +79,8 @@ bool ReadBinaryHeader(const uint8_t* data, int32_t length, BinaryHeader* header)
   return end <= static_cast<uint64_t>(length);
 }
 
+}  // namespace
+
 REALstringStruct* PicturetoBinaryString(REALpictureStruct* picture) {
   PictureReader reader;
   if (!GetPictureReader(reader, picture)) return nullptr;
@@ -74,10 +90,7 @@ REALstringStruct* PicturetoBinaryString(REALpictureStruct* picture) {
   if (total <= static_cast<uint64_t>(INT32_MAX)) {
     buffer = static_cast<uint8_t*>(std::calloc(1, static_cast<size_t>(total)));
   }
-  if (!buffer) {
-    ClosePictureReader(reader);
-    return nullptr;
-  }
+  if (!buffer) return nullptr;
   WriteBinaryHeader(buffer, reader.width, reader.height);
   const size_t rowBytes = 3 * static_cast<size_t>(reader.width);
   for (int32_t y = 0; y < reader.height; ++y) {
@@ -87,7 +100,6 @@ REALstringStruct* PicturetoBinaryString(REALpictureStruct* picture) {
   REALstringStruct* result =
       REALBuildUnicodeString(buffer, static_cast<uint32_t>(total), kEncodingRawBytes);
   std::free(buffer);
-  ClosePictureReader(reader);
   return result;
 }
 

@@ -1,4 +1,7 @@
-#include "exchange/handles.h"
+// Native picture handles. On GTK 2 only the picture type and its handle can
+// be asked for; the handle methods of other platforms answer nil, 0 or
+// nothing.
+#include "exchange/handlers.h"
 
 #include "plugin/host_calls.h"
 

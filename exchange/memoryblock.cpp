@@ -1,6 +1,14 @@
-#include "exchange/memoryblock.h"
-
+// Pixels between pictures and memory blocks in fixed byte layouts. Pixel
+// (x, y) of a W-pixel-wide picture starts at offset + (y * W + x) * S, rows
+// without padding:
+//   RGB              S = 3: red, green, blue
+//   ARGB big-endian  S = 4: alpha, red, green, blue
+//   ARGB little      S = 4: blue, green, red, alpha
+//   one channel      S = PixelByteSize: the channel in the cell's first byte
 #include <cstring>
+
+#include "exchange/handlers.h"
+#include "exchange/kernels.h"
 
 #include "pixels/kernel_choice.h"
 #include "pixels/picture_access.h"
@@ -132,8 +140,12 @@ void GrayStrideToXrgbRowFast(const uint8_t* src, uint32_t* dst, int32_t width, i
   GreyBytesToXrgb(src, dst, width);
 }
 
-// --- Block length ---------------------------------------------------------------------
+namespace {
 
+// The block length a layout needs: offset + (pixels - 1) * stride + lastCell,
+// where the last pixel needs only `lastCell` bytes of its cell (the whole cell
+// for RGB and ARGB, one byte for the one-channel layouts); just `offset` when
+// there are no pixels. -1 when the length does not fit in 64 bits.
 int64_t BlockBytesNeeded(int32_t offset, int32_t width, int32_t height, int32_t stride,
                          int32_t lastCell) {
   if (offset < 0 || width < 0 || height < 0 || stride < 1 || lastCell < 0) return -1;
@@ -146,8 +158,6 @@ int64_t BlockBytesNeeded(int32_t offset, int32_t width, int32_t height, int32_t 
   if (span > static_cast<uint64_t>(INT64_MAX) - tail) return -1;
   return static_cast<int64_t>(span + tail);
 }
-
-namespace {
 
 // The block's bytes when it holds at least `needed` bytes, else null.
 uint8_t* BlockBytes(REALmemoryBlockStruct* block, int64_t needed) {
@@ -175,7 +185,6 @@ unsigned char CopyToBlock(REALpictureStruct* picture, REALmemoryBlockStruct* blo
       rowKernel(ReaderRow(reader, y), start + static_cast<size_t>(y) * blockRowBytes, reader.width);
     }
   }
-  ClosePictureReader(reader);
   return data ? 1 : 0;
 }
 

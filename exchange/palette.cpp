@@ -1,17 +1,30 @@
-#include "exchange/palette.h"
-
+// The palette class PaletteQVT: a count and 256 colour words, filled by hand
+// or by the factories, exposed as a memory block and turned into pictures of
+// the depth the count needs.
+#include <cstddef>
 #include <cstring>
+#include <iterator>
 
+#include "exchange/handlers.h"
+#include "exchange/kernels.h"
 #include "pixels/picture_access.h"
 #include "plugin/host_calls.h"
 #include "plugin/registration.h"
 
 namespace {
 
-template <typename Fn>
-void* Handler(Fn* function) {
-  return reinterpret_cast<void*>(function);
-}
+// The instance data of a palette, 1032 bytes on every platform.
+#pragma pack(push, 4)
+struct PaletteRecord {
+  int32_t count;        // number of meaningful colours, 256 after construction
+  int32_t reserved;     // -1 after construction, otherwise unused
+  uint32_t colors[256]; // 0x00RRGGBB in machine byte order
+};
+#pragma pack(pop)
+
+static_assert(sizeof(PaletteRecord) == 1032);
+static_assert(offsetof(PaletteRecord, reserved) == 4);
+static_assert(offsetof(PaletteRecord, colors) == 8);
 
 PaletteRecord& Palette(REALobjectStruct* instance) {
   return InstanceData<PaletteRecord>(instance, PaletteClass);
@@ -43,11 +56,101 @@ REALobjectStruct* NewTablePalette(const uint32_t* table) {
   return instance;
 }
 
+// The number of distinct colours among the first `count` entries.
+int32_t DistinctColorCount(const PaletteRecord& palette) {
+  const int32_t n = palette.count > 256 ? 256 : palette.count;
+  if (n <= 1) return n;
+  // An entry counts once: only when no later entry repeats it.
+  int32_t repeats = 0;
+  for (int32_t i = 0; i < n - 1; ++i) {
+    for (int32_t j = i + 1; j < n; ++j) {
+      if (palette.colors[i] == palette.colors[j]) {
+        ++repeats;
+        break;
+      }
+    }
+  }
+  return n - repeats;
+}
+
+// 1, 2, 4 or 8 bits a pixel; 0 when the count allows none.
+int32_t PictureDepthForCount(int32_t count) {
+  if (count < 1 || count > 256) return 0;
+  if (count <= 2) return 1;
+  if (count <= 4) return 2;
+  if (count <= 16) return 4;
+  return 8;
+}
+
+// The 256 entries of the web palette.
+void FillWebColors(uint32_t* colors) {
+  // The 6 x 6 x 6 cube of the levels 0, 0x33, ... 0xFF from white down to
+  // black; entries 216 to 255 stay black.
+  for (uint32_t i = 0; i < 256; ++i) colors[i] = 0;
+  for (uint32_t r = 0; r < 6; ++r) {
+    for (uint32_t g = 0; g < 6; ++g) {
+      for (uint32_t b = 0; b < 6; ++b) {
+        colors[215 - (36 * r + 6 * g + b)] = (0x33 * r << 16) | (0x33 * g << 8) | (0x33 * b);
+      }
+    }
+  }
+}
+
+void PaletteConstructor(REALobjectStruct* instance) {
+  PaletteRecord& palette = Palette(instance);
+  palette.count = 256;
+  palette.reserved = -1;
+}
+
+// The palette holds no host objects: nothing to release, so "Close" and the
+// destructor are empty.
+void PaletteDestructor(REALobjectStruct*) {}
+
+uint32_t GetPalColor(REALobjectStruct* instance, int32_t index) {
+  return Palette(instance).colors[EntryOf(index)];
+}
+
+void SetPalColor(REALobjectStruct* instance, int32_t index, uint32_t color) {
+  Palette(instance).colors[EntryOf(index)] = color;
+}
+
+// A view on the colour entries, not a copy: writing the block changes the
+// palette, and the block must not outlive it.
+REALmemoryBlockStruct* GetMemBlock(REALobjectStruct* instance) {
+  return REALPtrToMemoryBlock(Palette(instance).colors);
+}
+
+int32_t CountColors(REALobjectStruct* instance) { return DistinctColorCount(Palette(instance)); }
+
+// A picture of the depth the count needs; the colours themselves are not
+// applied to it.
+REALpictureStruct* NewPalPicture(REALobjectStruct* instance, int32_t width, int32_t height) {
+  const int32_t depth = PictureDepthForCount(Palette(instance).count);
+  if (depth == 0 || !FitsHostPicture(width, height)) return nullptr;
+  return REALNewPicture(width, height, depth);
+}
+
+REALpropertyDefinition PaletteClassProperties[] = {
+    {nullptr, "Count", "Integer", 0, kStandardAccessor, kStandardAccessor, offsetof(PaletteRecord, count), {}},
+};
+
+REALmethodDefinition PaletteClassMethods[] = {
+    {HandlerAddress(GetPalColor), HandlerAddress(SetPalColor), "Col(i as integer) as color", 0},
+    {HandlerAddress(GetMemBlock), nullptr, "Mem as Memoryblock", 0},
+    {HandlerAddress(CountColors), nullptr, "CountColors as integer", 0},
+    {HandlerAddress(PaletteDestructor), nullptr, "Close", 0},
+    {HandlerAddress(NewPalPicture), nullptr, "NewPicture(width as integer,height as integer) as picture", 0},
+};
+
 }  // namespace
+
+REALclassDefinition PaletteClass = {
+    kRecordVersion, "PaletteQVT", nullptr, sizeof(PaletteRecord), 0, PaletteConstructor, PaletteDestructor,
+    PaletteClassProperties, std::size(PaletteClassProperties), PaletteClassMethods, std::size(PaletteClassMethods), nullptr, 0, {}};
 
 // A fixed table of 256 distinct colours: named colours, greys, and ramps of
 // twelve shades and twelve tints of each hue.
-const uint32_t WinColors[256] = {
+constexpr uint32_t WinColors[256] = {
     // 0-29: named colours
     0xFFFFFF, 0x808080, 0x800000, 0x808000, 0x008000, 0x008080, 0x000080, 0x800080,
     0x808040, 0x004040, 0x0080FF, 0x004080, 0x4000FF, 0x804000, 0xC0C0C0, 0xFF0000,
@@ -142,100 +245,6 @@ const uint32_t PalmColors[256] = {
     0x000000, 0x000000, 0x000000, 0x000000, 0x000000, 0x000000, 0x000000, 0x000000,
     0x000000, 0x000000,
 };
-
-REALpropertyDefinition PaletteClassProperties[] = {
-    {nullptr, "Count", "Integer", 0, kStandardAccessor, kStandardAccessor,
-     offsetof(PaletteRecord, count), {}},
-};
-
-REALmethodDefinition PaletteClassMethods[] = {
-    {Handler(GetPalColor), Handler(SetPalColor), "Col(i as integer) as color", 0},
-    {Handler(GetMemBlock), nullptr, "Mem as Memoryblock", 0},
-    {Handler(CountColors), nullptr, "CountColors as integer", 0},
-    {Handler(PaletteDestructor), nullptr, "Close", 0},
-    {Handler(NewPalPicture), nullptr, "NewPicture(width as integer,height as integer) as picture", 0},
-};
-
-REALclassDefinition PaletteClass = {
-    kRecordVersion, "PaletteQVT", nullptr, sizeof(PaletteRecord), 0,
-    PaletteConstructor, PaletteDestructor,
-    PaletteClassProperties, sizeof PaletteClassProperties / sizeof(REALpropertyDefinition),
-    PaletteClassMethods, sizeof PaletteClassMethods / sizeof(REALmethodDefinition),
-    nullptr, 0, {}};
-
-// --- Kernels ------------------------------------------------------------------
-
-int32_t DistinctColorCount(const PaletteRecord& palette) {
-  const int32_t n = palette.count > 256 ? 256 : palette.count;
-  if (n <= 1) return n;
-  // An entry counts once: only when no later entry repeats it.
-  int32_t repeats = 0;
-  for (int32_t i = 0; i < n - 1; ++i) {
-    for (int32_t j = i + 1; j < n; ++j) {
-      if (palette.colors[i] == palette.colors[j]) {
-        ++repeats;
-        break;
-      }
-    }
-  }
-  return n - repeats;
-}
-
-int32_t PictureDepthForCount(int32_t count) {
-  if (count < 1 || count > 256) return 0;
-  if (count <= 2) return 1;
-  if (count <= 4) return 2;
-  if (count <= 16) return 4;
-  return 8;
-}
-
-void FillWebColors(uint32_t* colors) {
-  // The 6 x 6 x 6 cube of the levels 0, 0x33, ... 0xFF from white down to
-  // black; entries 216 to 255 stay black.
-  for (uint32_t i = 0; i < 256; ++i) colors[i] = 0;
-  for (uint32_t r = 0; r < 6; ++r) {
-    for (uint32_t g = 0; g < 6; ++g) {
-      for (uint32_t b = 0; b < 6; ++b) {
-        colors[215 - (36 * r + 6 * g + b)] = (0x33 * r << 16) | (0x33 * g << 8) | (0x33 * b);
-      }
-    }
-  }
-}
-
-// --- Class members --------------------------------------------------------------
-
-void PaletteConstructor(REALobjectStruct* instance) {
-  PaletteRecord& palette = Palette(instance);
-  palette.count = 256;
-  palette.reserved = -1;
-}
-
-// The palette holds no host objects: nothing to release, so "Close" is empty.
-void PaletteDestructor(REALobjectStruct*) {}
-
-uint32_t GetPalColor(REALobjectStruct* instance, int32_t index) {
-  return Palette(instance).colors[EntryOf(index)];
-}
-
-void SetPalColor(REALobjectStruct* instance, int32_t index, uint32_t color) {
-  Palette(instance).colors[EntryOf(index)] = color;
-}
-
-// A view on the colour entries, not a copy: writing the block changes the
-// palette, and the block must not outlive it.
-REALmemoryBlockStruct* GetMemBlock(REALobjectStruct* instance) {
-  return REALPtrToMemoryBlock(Palette(instance).colors);
-}
-
-int32_t CountColors(REALobjectStruct* instance) { return DistinctColorCount(Palette(instance)); }
-
-// A picture of the depth the count needs; the colours themselves are not
-// applied to it.
-REALpictureStruct* NewPalPicture(REALobjectStruct* instance, int32_t width, int32_t height) {
-  const int32_t depth = PictureDepthForCount(Palette(instance).count);
-  if (depth == 0 || !FitsHostPicture(width, height)) return nullptr;
-  return REALNewPicture(width, height, depth);
-}
 
 // --- Factories --------------------------------------------------------------------
 

@@ -7,8 +7,10 @@
 #include <cstdlib>
 #include <iterator>
 
-#include "filters/filters.h"
+#include "filters/handlers.h"
+#include "filters/kernels.h"
 #include "pixels/kernel_choice.h"
+#include "pixels/pixel_math.h"
 #include "plugin/registration.h"
 
 namespace {
@@ -112,19 +114,15 @@ void SetHor(REALobjectStruct* instance, int32_t index, double value) {
 }
 
 REALpropertyDefinition properties[] = {
-    {nullptr, "SourcePicture", "Picture", 0, kStandardAccessor, kStandardAccessor,
-     offsetof(ConvolutionData, pictures.source), {}},
-    {nullptr, "DestinationPicture", "Picture", 0, kStandardAccessor, kStandardAccessor,
-     offsetof(ConvolutionData, pictures.destination), {}},
-    {nullptr, "ValueCount", "Integer", 0, kStandardAccessor, kStandardAccessor,
-     offsetof(ConvolutionData, valueCount), {}},
+    FILTER_PICTURE_PROPERTIES(ConvolutionData),
+    FILTER_FIELD("ValueCount", "Integer", offsetof(ConvolutionData, valueCount)),
 };
 
 REALmethodDefinition methods[] = {
-    {FilterHandler(Close), nullptr, "Close", 0},
-    {FilterHandler(Run), nullptr, "Run(channels as integer) as boolean", 0},
-    {FilterHandler(GetVer), FilterHandler(SetVer), "Ver(index as integer) as double", 0},
-    {FilterHandler(GetHor), FilterHandler(SetHor), "Hor(index as integer) as double", 0},
+    {HandlerAddress(Close), nullptr, "Close", 0},
+    {HandlerAddress(Run), nullptr, "Run(channels as integer) as boolean", 0},
+    {HandlerAddress(GetVer), HandlerAddress(SetVer), "Ver(index as integer) as double", 0},
+    {HandlerAddress(GetHor), HandlerAddress(SetHor), "Hor(index as integer) as double", 0},
 };
 
 }  // namespace
@@ -145,7 +143,7 @@ void ConvolveRowHorizontal(const uint8_t* src, uint8_t* dst, int32_t count,
       }
       double sum = 0.0;
       for (int32_t t = 0; t < n; ++t) sum += kernel.weights[t] * src[3 * t + c];
-      dst[c] = static_cast<uint8_t>(ComponentFromDouble(sum));
+      dst[c] = static_cast<uint8_t>(ClampByte(sum));
     }
   }
 }
@@ -163,7 +161,7 @@ void ConvolveRowVertical(const uint8_t* top, int32_t stride, uint32_t* dst, int3
       }
       double sum = 0.0;
       for (int32_t t = 0; t < n; ++t) sum += kernel.weights[t] * top[static_cast<ptrdiff_t>(t) * stride + c];
-      value[c] = ComponentFromDouble(sum);
+      value[c] = ClampByte(sum);
     }
     dst[x] = PackRGB(value[0], value[1], value[2]);
   }
@@ -182,12 +180,7 @@ void AddTap(double* __restrict sums, const uint8_t* __restrict p, int32_t n, dou
 
 PICTURE_VECTOR_CLONES
 void Components(const double* __restrict sums, uint8_t* __restrict out, int32_t n) {
-  for (int32_t j = 0; j < n; ++j) {
-    const double value = sums[j];
-    double v = value >= 255.0 ? 255.0 : value;
-    v = value > 0.0 ? v : 0.0;
-    out[j] = static_cast<uint8_t>(static_cast<int32_t>(v));
-  }
+  for (int32_t j = 0; j < n; ++j) out[j] = static_cast<uint8_t>(ClampByte(sums[j]));
 }
 
 // Weights that are all multiples of one power of two, w = k / 2^e with small

@@ -33,10 +33,7 @@ bool RunFilterFrame(FilterPictures& pictures, const FilterRectangle* rectangle,
   PictureReader reader;
   if (!GetPictureReader(reader, pictures.source)) return false;
   PictureWriter writer;
-  if (!NewPictureWriter(writer, reader.width, reader.height)) {
-    ClosePictureReader(reader);
-    return false;
-  }
+  if (!NewPictureWriter(writer, reader.width, reader.height)) return false;
 
   const FilterRegion region = ClipFilterRectangle(rectangle, reader.width, reader.height);
   bool result = fill(context, reader, writer, region);
@@ -49,7 +46,6 @@ bool RunFilterFrame(FilterPictures& pictures, const FilterRectangle* rectangle,
   } else {
     result = false;  // the host made no picture: the previous result stands
   }
-  ClosePictureReader(reader);
   return result;
 }
 

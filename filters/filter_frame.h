@@ -9,6 +9,7 @@
 // the reader. The classes supply only the filling.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <type_traits>
 
@@ -77,28 +78,41 @@ bool RunFilter(FilterPictures& pictures, const FilterRectangle* rectangle, Resul
       &fill);
 }
 
+// The same where the filling is `row(src, dst, count)` on every row of the
+// region: src the reader's pixel at its left edge, dst the writer's, count
+// its width.
+template <typename Row>
+bool RunRowFilter(FilterPictures& pictures, const FilterRectangle* rectangle, ResultRelease release, Row row) {
+  return RunFilter(pictures, rectangle, release,
+                   [&row](const PictureReader& reader, PictureWriter& writer, const FilterRegion& region) {
+                     if (region.right <= region.left) return true;
+                     for (int32_t y = region.top; y < region.bottom; ++y) {
+                       row(ReaderRow(reader, y) + 3 * region.left, WriterRow(writer, y) + region.left,
+                           region.right - region.left);
+                     }
+                     return true;
+                   });
+}
+
 // Close and the destructor of every filter class: releases the source, then
 // the result, each only when set, and clears the fields. Harmless twice.
 void CloseFilterPictures(FilterPictures& pictures);
 
-// A floating-point channel value as a component: below 0 (and not-a-number)
-// gives 0, above 255 gives 255, anything else is truncated toward zero.
-inline uint32_t ComponentFromDouble(double value) {
-  if (!(value > 0.0)) return 0;
-  if (value >= 255.0) return 255;
-  return static_cast<uint32_t>(value);
-}
+// A property the host reads and writes itself at `offset` in the instance data.
+#define FILTER_FIELD(name, type, offset) \
+  { nullptr, name, type, 0, kStandardAccessor, kStandardAccessor, offset, {} }
 
-// An integer channel value as a component, clamped to 0..255.
-inline uint32_t ComponentFromInteger(int64_t value) {
-  return value < 0 ? 0u : value > 255 ? 255u : static_cast<uint32_t>(value);
-}
-
-// A handler's address as a registration record holds it.
-template <typename Fn>
-void* FilterHandler(Fn* function) {
-  return reinterpret_cast<void*>(function);
-}
+// The property records every filter class starts with, and those of the
+// rectangle (in the order MaxX, MinX, MaxY, MinY), for the instance data type
+// `Data` with the members `pictures` and `rectangle`.
+#define FILTER_PICTURE_PROPERTIES(Data)                                      \
+  FILTER_FIELD("SourcePicture", "Picture", offsetof(Data, pictures.source)), \
+      FILTER_FIELD("DestinationPicture", "Picture", offsetof(Data, pictures.destination))
+#define FILTER_RECTANGLE_PROPERTIES(Data)                              \
+  FILTER_FIELD("MaxX", "Integer", offsetof(Data, rectangle.maxX)),     \
+      FILTER_FIELD("MinX", "Integer", offsetof(Data, rectangle.minX)), \
+      FILTER_FIELD("MaxY", "Integer", offsetof(Data, rectangle.maxY)), \
+      FILTER_FIELD("MinY", "Integer", offsetof(Data, rectangle.minY))
 
 // Colour channel selection bits.
 constexpr uint32_t kChannelRed = 1;

@@ -5,7 +5,9 @@
 #include <cstddef>
 #include <iterator>
 
-#include "filters/filters.h"
+#include "filters/handlers.h"
+#include "filters/kernels.h"
+#include "pixels/pixel_math.h"
 #include "plugin/registration.h"
 
 namespace {
@@ -38,17 +40,8 @@ bool InRange(int32_t r, int32_t g, int32_t b, int32_t x) {
 unsigned char Run(REALobjectStruct* instance) {
   Lut3DData& data = Data(instance);
   const PackedDouble* table = data.table;
-  return RunFilter(data.pictures, &data.rectangle, ResultRelease::kBeforeChecks,
-                   [table](const PictureReader& reader, PictureWriter& writer,
-                           const FilterRegion& region) {
-                     if (region.right <= region.left) return true;
-                     for (int32_t y = region.top; y < region.bottom; ++y) {
-                       Lut3DRow(ReaderRow(reader, y) + 3 * region.left,
-                                WriterRow(writer, y) + region.left, region.right - region.left,
-                                table);
-                     }
-                     return true;
-                   });
+  return RunRowFilter(data.pictures, &data.rectangle, ResultRelease::kBeforeChecks,
+                      [table](const uint8_t* src, uint32_t* dst, int32_t count) { Lut3DRow(src, dst, count, table); });
 }
 
 void Close(REALobjectStruct* instance) { CloseFilterPictures(Data(instance).pictures); }
@@ -66,24 +59,14 @@ void SetEntry(REALobjectStruct* instance, int32_t r, int32_t g, int32_t b, int32
 }
 
 REALpropertyDefinition properties[] = {
-    {nullptr, "SourcePicture", "Picture", 0, kStandardAccessor, kStandardAccessor,
-     offsetof(Lut3DData, pictures.source), {}},
-    {nullptr, "DestinationPicture", "Picture", 0, kStandardAccessor, kStandardAccessor,
-     offsetof(Lut3DData, pictures.destination), {}},
-    {nullptr, "MaxX", "Integer", 0, kStandardAccessor, kStandardAccessor,
-     offsetof(Lut3DData, rectangle.maxX), {}},
-    {nullptr, "MinX", "Integer", 0, kStandardAccessor, kStandardAccessor,
-     offsetof(Lut3DData, rectangle.minX), {}},
-    {nullptr, "MaxY", "Integer", 0, kStandardAccessor, kStandardAccessor,
-     offsetof(Lut3DData, rectangle.maxY), {}},
-    {nullptr, "MinY", "Integer", 0, kStandardAccessor, kStandardAccessor,
-     offsetof(Lut3DData, rectangle.minY), {}},
+    FILTER_PICTURE_PROPERTIES(Lut3DData),
+    FILTER_RECTANGLE_PROPERTIES(Lut3DData),
 };
 
 REALmethodDefinition methods[] = {
-    {FilterHandler(Close), nullptr, "Close", 0},
-    {FilterHandler(Run), nullptr, "Run as boolean", 0},
-    {FilterHandler(GetEntry), FilterHandler(SetEntry),
+    {HandlerAddress(Close), nullptr, "Close", 0},
+    {HandlerAddress(Run), nullptr, "Run as boolean", 0},
+    {HandlerAddress(GetEntry), HandlerAddress(SetEntry),
      "Table(r as integer, g as integer, b as integer, x as integer) as double", 0},
 };
 
@@ -142,7 +125,7 @@ void Lut3DRow(const uint8_t* src, uint32_t* dst, int32_t count, const PackedDoub
 
     uint32_t out[3];
     for (int32_t k = 0; k < 3; ++k) {
-      out[k] = ComponentFromDouble(wA * table[a + k] + wB * table[bNode + k] + wC * table[c + k] +
+      out[k] = ClampByte(wA * table[a + k] + wB * table[bNode + k] + wC * table[c + k] +
                              wD * table[d + k]);
     }
     dst[i] = PackRGB(out[0], out[1], out[2]);

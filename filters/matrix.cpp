@@ -5,8 +5,10 @@
 #include <cstddef>
 #include <iterator>
 
-#include "filters/filters.h"
+#include "filters/handlers.h"
+#include "filters/kernels.h"
 #include "pixels/kernel_choice.h"
+#include "pixels/pixel_math.h"
 #include "plugin/registration.h"
 
 namespace {
@@ -39,8 +41,8 @@ MatrixData& Data(REALobjectStruct* instance) {
 // scale of exactly 1.0 no floating point is needed.
 uint32_t MatrixValue(int64_t sum, const MatrixKernel& kernel) {
   const int64_t displaced = kernel.displacement + sum;
-  if (kernel.scale == 1.0) return ComponentFromInteger(displaced);
-  return ComponentFromDouble(kernel.scale * static_cast<double>(displaced));
+  if (kernel.scale == 1.0) return ClampByte(displaced);
+  return ClampByte(kernel.scale * static_cast<double>(displaced));
 }
 
 bool RunMatrix(REALobjectStruct* instance, uint32_t channels) {
@@ -75,16 +77,13 @@ unsigned char RunR(REALobjectStruct* instance) { return RunMatrix(instance, kCha
 unsigned char RunG(REALobjectStruct* instance) { return RunMatrix(instance, kChannelGreen); }
 unsigned char RunB(REALobjectStruct* instance) { return RunMatrix(instance, kChannelBlue); }
 
-unsigned char RunRGB(REALobjectStruct* instance, unsigned char red, unsigned char green,
-                     unsigned char blue) {
-  return RunMatrix(instance, (red ? kChannelRed : 0) | (green ? kChannelGreen : 0) |
-                                 (blue ? kChannelBlue : 0));
+unsigned char RunRGB(REALobjectStruct* instance, unsigned char red, unsigned char green, unsigned char blue) {
+  return RunMatrix(instance, (red ? kChannelRed : 0) | (green ? kChannelGreen : 0) | (blue ? kChannelBlue : 0));
 }
 
 // Handler of "RunRGB(red as boolean, green as boolean, blue as boolean)": with
 // no channel chosen nothing happens at all, not even the release of the result.
-unsigned char RunChannels(REALobjectStruct* instance, unsigned char red, unsigned char green,
-                          unsigned char blue) {
+unsigned char RunChannels(REALobjectStruct* instance, unsigned char red, unsigned char green, unsigned char blue) {
   const int chosen = (red != 0) + (green != 0) + (blue != 0);
   if (chosen == 0) return 0;
   if (chosen == 3) return Run(instance);
@@ -113,30 +112,18 @@ void SetCell(REALobjectStruct* instance, int32_t x, int32_t y, int32_t value) {
 }
 
 REALpropertyDefinition properties[] = {
-    {nullptr, "SourcePicture", "Picture", 0, kStandardAccessor, kStandardAccessor,
-     offsetof(MatrixData, pictures.source), {}},
-    {nullptr, "DestinationPicture", "Picture", 0, kStandardAccessor, kStandardAccessor,
-     offsetof(MatrixData, pictures.destination), {}},
-    {nullptr, "Displacement", "Integer", 0, kStandardAccessor, kStandardAccessor,
-     offsetof(MatrixData, displacement), {}},
-    {nullptr, "ScaleFactor", "Double", 0, FilterHandler(GetScaleFactor),
-     FilterHandler(SetScaleFactor), 0, {}},
-    {nullptr, "MaxX", "Integer", 0, kStandardAccessor, kStandardAccessor,
-     offsetof(MatrixData, rectangle.maxX), {}},
-    {nullptr, "MinX", "Integer", 0, kStandardAccessor, kStandardAccessor,
-     offsetof(MatrixData, rectangle.minX), {}},
-    {nullptr, "MaxY", "Integer", 0, kStandardAccessor, kStandardAccessor,
-     offsetof(MatrixData, rectangle.maxY), {}},
-    {nullptr, "MinY", "Integer", 0, kStandardAccessor, kStandardAccessor,
-     offsetof(MatrixData, rectangle.minY), {}},
+    FILTER_PICTURE_PROPERTIES(MatrixData),
+    FILTER_FIELD("Displacement", "Integer", offsetof(MatrixData, displacement)),
+    {nullptr, "ScaleFactor", "Double", 0, HandlerAddress(GetScaleFactor), HandlerAddress(SetScaleFactor), 0, {}},
+    FILTER_RECTANGLE_PROPERTIES(MatrixData),
 };
 
 REALmethodDefinition methods[] = {
-    {FilterHandler(Close), nullptr, "Close", 0},
-    {FilterHandler(Run), nullptr, "Run as boolean", 0},
-    {FilterHandler(RunChannels), nullptr,
+    {HandlerAddress(Close), nullptr, "Close", 0},
+    {HandlerAddress(Run), nullptr, "Run as boolean", 0},
+    {HandlerAddress(RunChannels), nullptr,
      "RunRGB(red as boolean, green as boolean, blue as boolean) as boolean", 0},
-    {FilterHandler(GetCell), FilterHandler(SetCell),
+    {HandlerAddress(GetCell), HandlerAddress(SetCell),
      "Matrix(x as integer, y as integer) as integer", 0},
 };
 
@@ -178,17 +165,14 @@ namespace {
 
 constexpr int32_t kMatrixBlock = 256;  // result pixels per block
 
-// ComponentFromDouble and ComponentFromInteger as selects on a double that
-// holds the displaced sum exactly, so that they vectorise.
+// ClampByte on a double that holds the displaced sum exactly: for a whole
+// number it is the integer clamp, and it vectorises.
 PICTURE_VECTOR_CLONES
 void MatrixValues(const int32_t* __restrict sums, uint8_t* __restrict out, int32_t n, double displacement,
                   double scale, bool scaled) {
   for (int32_t j = 0; j < n; ++j) {
     const double displaced = displacement + static_cast<double>(sums[j]);  // exact: both below 2^32
-    const double value = scaled ? scale * displaced : displaced;
-    double v = value >= 255.0 ? 255.0 : value;
-    v = value > 0.0 ? v : 0.0;
-    out[j] = static_cast<uint8_t>(static_cast<int32_t>(v));
+    out[j] = static_cast<uint8_t>(ClampByte(scaled ? scale * displaced : displaced));
   }
 }
 

@@ -6,8 +6,10 @@
 #include <cstddef>
 #include <iterator>
 
-#include "filters/filters.h"
+#include "filters/handlers.h"
+#include "filters/kernels.h"
 #include "pixels/kernel_choice.h"
+#include "pixels/pixel_math.h"
 #include "plugin/registration.h"
 
 namespace {
@@ -43,18 +45,9 @@ unsigned char Run(REALobjectStruct* instance) {
     matrix.inputOffset[i] = data.cells[5 * i + 3];
     matrix.outputOffset[i] = data.cells[15 + i];
   }
-  return RunFilter(data.pictures, &data.rectangle, ResultRelease::kBeforeChecks,
-                   [&matrix](const PictureReader& reader, PictureWriter& writer,
-                             const FilterRegion& region) {
-                     if (region.right <= region.left) return true;
-                     const auto row = ChooseKernel(ColorMatrixRow, ColorMatrixRowFast);
-                     for (int32_t y = region.top; y < region.bottom; ++y) {
-                       row(ReaderRow(reader, y) + 3 * region.left,
-                                      WriterRow(writer, y) + region.left,
-                                      region.right - region.left, matrix);
-                     }
-                     return true;
-                   });
+  const auto row = ChooseKernel(ColorMatrixRow, ColorMatrixRowFast);
+  return RunRowFilter(data.pictures, &data.rectangle, ResultRelease::kBeforeChecks,
+                      [&](const uint8_t* src, uint32_t* dst, int32_t count) { row(src, dst, count, matrix); });
 }
 
 void Close(REALobjectStruct* instance) { CloseFilterPictures(Data(instance).pictures); }
@@ -71,24 +64,14 @@ void SetCell(REALobjectStruct* instance, int32_t x, int32_t y, double value) {
 }
 
 REALpropertyDefinition properties[] = {
-    {nullptr, "SourcePicture", "Picture", 0, kStandardAccessor, kStandardAccessor,
-     offsetof(Matrix3DData, pictures.source), {}},
-    {nullptr, "DestinationPicture", "Picture", 0, kStandardAccessor, kStandardAccessor,
-     offsetof(Matrix3DData, pictures.destination), {}},
-    {nullptr, "MaxX", "Integer", 0, kStandardAccessor, kStandardAccessor,
-     offsetof(Matrix3DData, rectangle.maxX), {}},
-    {nullptr, "MinX", "Integer", 0, kStandardAccessor, kStandardAccessor,
-     offsetof(Matrix3DData, rectangle.minX), {}},
-    {nullptr, "MaxY", "Integer", 0, kStandardAccessor, kStandardAccessor,
-     offsetof(Matrix3DData, rectangle.maxY), {}},
-    {nullptr, "MinY", "Integer", 0, kStandardAccessor, kStandardAccessor,
-     offsetof(Matrix3DData, rectangle.minY), {}},
+    FILTER_PICTURE_PROPERTIES(Matrix3DData),
+    FILTER_RECTANGLE_PROPERTIES(Matrix3DData),
 };
 
 REALmethodDefinition methods[] = {
-    {FilterHandler(Close), nullptr, "Close", 0},
-    {FilterHandler(Run), nullptr, "Run as boolean", 0},
-    {FilterHandler(GetCell), FilterHandler(SetCell),
+    {HandlerAddress(Close), nullptr, "Close", 0},
+    {HandlerAddress(Run), nullptr, "Run as boolean", 0},
+    {HandlerAddress(GetCell), HandlerAddress(SetCell),
      "Matrix(x as integer, y as integer) as double", 0},
 };
 
@@ -113,7 +96,7 @@ void MapRow(const uint8_t* src, uint32_t* dst, int32_t count, const ColorMatrix&
     for (int32_t j = 0; j < 3; ++j) {
       double value = m.weight[j][0] * in[0] + m.weight[j][1] * in[1] + m.weight[j][2] * in[2];
       if (kOffsets) value += m.outputOffset[j];
-      out[j] = ComponentFromDouble(value);
+      out[j] = ClampByte(value);
     }
     dst[i] = PackRGB(out[0], out[1], out[2]);
   }
@@ -133,14 +116,6 @@ void ColorMatrixRow(const uint8_t* src, uint32_t* dst, int32_t count, const Colo
 }
 
 namespace {
-
-// ComponentFromDouble as selects, so that it vectorises: the value is held
-// to 0..255 before it is truncated (not-a-number gives 0, as there).
-inline uint32_t ComponentSelect(double value) {
-  double v = value >= 255.0 ? 255.0 : value;
-  v = value > 0.0 ? v : 0.0;
-  return static_cast<uint32_t>(static_cast<int32_t>(v));
-}
 
 // The offsets' additions are left out when all are 0, as in MapRow.
 template <bool kOffsets>
@@ -164,7 +139,7 @@ PICTURE_VECTOR_CLONES void MapRowFast(const uint8_t* __restrict src, uint32_t* _
       vg += o1;
       vb += o2;
     }
-    dst[i] = (ComponentSelect(vr) << 16) | (ComponentSelect(vg) << 8) | ComponentSelect(vb);
+    dst[i] = (ClampByte(vr) << 16) | (ClampByte(vg) << 8) | ClampByte(vb);
   }
 }
 

@@ -3,10 +3,13 @@
 // are the object's 24 Integer properties; every Find method writes only the
 // triples of its own searches.
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <iterator>
+#include <utility>
 
-#include "filters/filters.h"
+#include "filters/handlers.h"
+#include "filters/kernels.h"
 #include "pixels/kernel_choice.h"
 #include "plugin/registration.h"
 
@@ -57,7 +60,6 @@ unsigned char Find(REALobjectStruct* instance, REALpictureStruct* picture, uint3
     const auto row = ChooseKernel(MinMaxRow, MinMaxRowFast);
     for (int32_t y = 0; y < reader.height; ++y)
       row(ReaderRow(reader, y), reader.width, y, search);
-    ClosePictureReader(reader);
   } else {
     ResetSearch(search);
   }
@@ -70,58 +72,30 @@ unsigned char Find(REALobjectStruct* instance, REALpictureStruct* picture, uint3
   return read;
 }
 
-unsigned char FindMinMaxAll(REALobjectStruct* o, REALpictureStruct* p) {
-  return Find(o, p, kAllSearches);
-}
-unsigned char FindMaxAll(REALobjectStruct* o, REALpictureStruct* p) {
-  return Find(o, p, kAllSearches);
-}
-unsigned char FindMinAll(REALobjectStruct* o, REALpictureStruct* p) {
-  return Find(o, p, kAllMinima);
-}
-unsigned char FindMinMaxRed(REALobjectStruct* o, REALpictureStruct* p) {
-  return Find(o, p, Both(kRed));
-}
-unsigned char FindMinMaxGreen(REALobjectStruct* o, REALpictureStruct* p) {
-  return Find(o, p, Both(kGreen));
-}
-unsigned char FindMinMaxBlue(REALobjectStruct* o, REALpictureStruct* p) {
-  return Find(o, p, Both(kBlue));
-}
-unsigned char FindMinMaxSum(REALobjectStruct* o, REALpictureStruct* p) {
-  return Find(o, p, Both(kSum));
-}
+// One handler per Find method, each named after the searches it makes.
+using O = REALobjectStruct*;
+using P = REALpictureStruct*;
+unsigned char FindMinMaxAll(O o, P p) { return Find(o, p, kAllSearches); }
+unsigned char FindMinMaxRed(O o, P p) { return Find(o, p, Both(kRed)); }
+unsigned char FindMinMaxGreen(O o, P p) { return Find(o, p, Both(kGreen)); }
+unsigned char FindMinMaxBlue(O o, P p) { return Find(o, p, Both(kBlue)); }
+unsigned char FindMinMaxSum(O o, P p) { return Find(o, p, Both(kSum)); }
+unsigned char FindMinRed(O o, P p) { return Find(o, p, kMin << kRed); }
+unsigned char FindMinGreen(O o, P p) { return Find(o, p, kMin << kGreen); }
+unsigned char FindMinBlue(O o, P p) { return Find(o, p, kMin << kBlue); }
+unsigned char FindMinSum(O o, P p) { return Find(o, p, kMin << kSum); }
+unsigned char FindMinAll(O o, P p) { return Find(o, p, kAllMinima); }
 // "FindMaxRed" and its kind make both searches of their quantity, like "FindRed".
-unsigned char FindMaxRed(REALobjectStruct* o, REALpictureStruct* p) {
-  return Find(o, p, Both(kRed));
-}
-unsigned char FindMaxGreen(REALobjectStruct* o, REALpictureStruct* p) {
-  return Find(o, p, Both(kGreen));
-}
-unsigned char FindMaxBlue(REALobjectStruct* o, REALpictureStruct* p) {
-  return Find(o, p, Both(kBlue));
-}
-unsigned char FindMaxSum(REALobjectStruct* o, REALpictureStruct* p) {
-  return Find(o, p, Both(kSum));
-}
-unsigned char FindMinRed(REALobjectStruct* o, REALpictureStruct* p) {
-  return Find(o, p, kMin << kRed);
-}
-unsigned char FindMinGreen(REALobjectStruct* o, REALpictureStruct* p) {
-  return Find(o, p, kMin << kGreen);
-}
-unsigned char FindMinBlue(REALobjectStruct* o, REALpictureStruct* p) {
-  return Find(o, p, kMin << kBlue);
-}
-unsigned char FindMinSum(REALobjectStruct* o, REALpictureStruct* p) {
-  return Find(o, p, kMin << kSum);
-}
+unsigned char FindMaxRed(O o, P p) { return Find(o, p, Both(kRed)); }
+unsigned char FindMaxGreen(O o, P p) { return Find(o, p, Both(kGreen)); }
+unsigned char FindMaxBlue(O o, P p) { return Find(o, p, Both(kBlue)); }
+unsigned char FindMaxSum(O o, P p) { return Find(o, p, Both(kSum)); }
+unsigned char FindMaxAll(O o, P p) { return Find(o, p, kAllSearches); }
 
 // The object holds no pictures: constructor, destructor and Close do nothing.
 void Nothing(REALobjectStruct*) {}
 
-#define MINMAX_PROPERTY(name, field) \
-  {nullptr, name, "Integer", 0, kStandardAccessor, kStandardAccessor, offsetof(MinMaxData, field), {}}
+#define MINMAX_PROPERTY(name, field) FILTER_FIELD(name, "Integer", offsetof(MinMaxData, field))
 
 REALpropertyDefinition properties[] = {
     MINMAX_PROPERTY("RedMaxX", quantity[0].max.x),
@@ -153,22 +127,22 @@ REALpropertyDefinition properties[] = {
 #undef MINMAX_PROPERTY
 
 REALmethodDefinition methods[] = {
-    {FilterHandler(FindMinMaxAll), nullptr, "FindAll(p as picture) as boolean", 0},
-    {FilterHandler(FindMinMaxRed), nullptr, "FindRed(p as picture) as boolean", 0},
-    {FilterHandler(FindMinMaxGreen), nullptr, "FindGreen(p as picture) as boolean", 0},
-    {FilterHandler(FindMinMaxBlue), nullptr, "FindBlue(p as picture) as boolean", 0},
-    {FilterHandler(FindMinMaxSum), nullptr, "FindSum(p as picture) as boolean", 0},
-    {FilterHandler(FindMinRed), nullptr, "FindMinRed(p as picture) as boolean", 0},
-    {FilterHandler(FindMinGreen), nullptr, "FindMinGreen(p as picture) as boolean", 0},
-    {FilterHandler(FindMinBlue), nullptr, "FindMinBlue(p as picture) as boolean", 0},
-    {FilterHandler(FindMinSum), nullptr, "FindMinSum(p as picture) as boolean", 0},
-    {FilterHandler(FindMinAll), nullptr, "FindMinAll(p as picture) as boolean", 0},
-    {FilterHandler(FindMaxRed), nullptr, "FindMaxRed(p as picture) as boolean", 0},
-    {FilterHandler(FindMaxGreen), nullptr, "FindMaxGreen(p as picture) as boolean", 0},
-    {FilterHandler(FindMaxBlue), nullptr, "FindMaxBlue(p as picture) as boolean", 0},
-    {FilterHandler(FindMaxSum), nullptr, "FindMaxSum(p as picture) as boolean", 0},
-    {FilterHandler(FindMaxAll), nullptr, "FindMaxAll(p as picture) as boolean", 0},
-    {FilterHandler(Nothing), nullptr, "Close", 0},
+    {HandlerAddress(FindMinMaxAll), nullptr, "FindAll(p as picture) as boolean", 0},
+    {HandlerAddress(FindMinMaxRed), nullptr, "FindRed(p as picture) as boolean", 0},
+    {HandlerAddress(FindMinMaxGreen), nullptr, "FindGreen(p as picture) as boolean", 0},
+    {HandlerAddress(FindMinMaxBlue), nullptr, "FindBlue(p as picture) as boolean", 0},
+    {HandlerAddress(FindMinMaxSum), nullptr, "FindSum(p as picture) as boolean", 0},
+    {HandlerAddress(FindMinRed), nullptr, "FindMinRed(p as picture) as boolean", 0},
+    {HandlerAddress(FindMinGreen), nullptr, "FindMinGreen(p as picture) as boolean", 0},
+    {HandlerAddress(FindMinBlue), nullptr, "FindMinBlue(p as picture) as boolean", 0},
+    {HandlerAddress(FindMinSum), nullptr, "FindMinSum(p as picture) as boolean", 0},
+    {HandlerAddress(FindMinAll), nullptr, "FindMinAll(p as picture) as boolean", 0},
+    {HandlerAddress(FindMaxRed), nullptr, "FindMaxRed(p as picture) as boolean", 0},
+    {HandlerAddress(FindMaxGreen), nullptr, "FindMaxGreen(p as picture) as boolean", 0},
+    {HandlerAddress(FindMaxBlue), nullptr, "FindMaxBlue(p as picture) as boolean", 0},
+    {HandlerAddress(FindMaxSum), nullptr, "FindMaxSum(p as picture) as boolean", 0},
+    {HandlerAddress(FindMaxAll), nullptr, "FindMaxAll(p as picture) as boolean", 0},
+    {HandlerAddress(Nothing), nullptr, "Close", 0},
 };
 
 }  // namespace

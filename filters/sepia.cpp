@@ -5,7 +5,8 @@
 #include <cstddef>
 #include <iterator>
 
-#include "filters/filters.h"
+#include "filters/handlers.h"
+#include "filters/kernels.h"
 #include "pixels/kernel_choice.h"
 #include "pixels/pixel_math.h"
 #include "plugin/registration.h"
@@ -48,18 +49,9 @@ unsigned char Run(REALobjectStruct* instance) {
                                 FixedWeight(data.factorGreen),
                                 FixedWeight(data.factorBlue),
                                 {data.sepiaRed, data.sepiaGreen, data.sepiaBlue}};
-  return RunFilter(data.pictures, &data.rectangle, ResultRelease::kOnNewResult,
-                   [&weights](const PictureReader& reader, PictureWriter& writer,
-                              const FilterRegion& region) {
-                     if (region.right <= region.left) return true;
-                     const auto row = ChooseKernel(SepiaRow, SepiaRowFast);
-                     for (int32_t y = region.top; y < region.bottom; ++y) {
-                       row(ReaderRow(reader, y) + 3 * region.left,
-                                WriterRow(writer, y) + region.left, region.right - region.left,
-                                weights);
-                     }
-                     return true;
-                   });
+  const auto row = ChooseKernel(SepiaRow, SepiaRowFast);
+  return RunRowFilter(data.pictures, &data.rectangle, ResultRelease::kOnNewResult,
+                      [&](const uint8_t* src, uint32_t* dst, int32_t count) { row(src, dst, count, weights); });
 }
 
 void Construct(REALobjectStruct* instance) {
@@ -86,35 +78,19 @@ void SetFactorB(REALobjectStruct* instance, int32_t, double value) {
 
 // Each Factor property reaches the weight of the channel it is named after.
 REALpropertyDefinition properties[] = {
-    {nullptr, "SourcePicture", "Picture", 0, kStandardAccessor, kStandardAccessor,
-     offsetof(SepiaData, pictures.source), {}},
-    {nullptr, "DestinationPicture", "Picture", 0, kStandardAccessor, kStandardAccessor,
-     offsetof(SepiaData, pictures.destination), {}},
-    {nullptr, "MaxX", "Integer", 0, kStandardAccessor, kStandardAccessor,
-     offsetof(SepiaData, rectangle.maxX), {}},
-    {nullptr, "MinX", "Integer", 0, kStandardAccessor, kStandardAccessor,
-     offsetof(SepiaData, rectangle.minX), {}},
-    {nullptr, "MaxY", "Integer", 0, kStandardAccessor, kStandardAccessor,
-     offsetof(SepiaData, rectangle.maxY), {}},
-    {nullptr, "MinY", "Integer", 0, kStandardAccessor, kStandardAccessor,
-     offsetof(SepiaData, rectangle.minY), {}},
-    {nullptr, "SepiaRed", "Integer", 0, kStandardAccessor, kStandardAccessor,
-     offsetof(SepiaData, sepiaRed), {}},
-    {nullptr, "SepiaGreen", "Integer", 0, kStandardAccessor, kStandardAccessor,
-     offsetof(SepiaData, sepiaGreen), {}},
-    {nullptr, "SepiaBlue", "Integer", 0, kStandardAccessor, kStandardAccessor,
-     offsetof(SepiaData, sepiaBlue), {}},
-    {nullptr, "FactorRed", "Double", 0, FilterHandler(GetFactorR), FilterHandler(SetFactorR), 0,
-     {}},
-    {nullptr, "FactorBlue", "Double", 0, FilterHandler(GetFactorB), FilterHandler(SetFactorB), 0,
-     {}},
-    {nullptr, "FactorGreen", "Double", 0, FilterHandler(GetFactorG), FilterHandler(SetFactorG), 0,
-     {}},
+    FILTER_PICTURE_PROPERTIES(SepiaData),
+    FILTER_RECTANGLE_PROPERTIES(SepiaData),
+    FILTER_FIELD("SepiaRed", "Integer", offsetof(SepiaData, sepiaRed)),
+    FILTER_FIELD("SepiaGreen", "Integer", offsetof(SepiaData, sepiaGreen)),
+    FILTER_FIELD("SepiaBlue", "Integer", offsetof(SepiaData, sepiaBlue)),
+    {nullptr, "FactorRed", "Double", 0, HandlerAddress(GetFactorR), HandlerAddress(SetFactorR), 0, {}},
+    {nullptr, "FactorBlue", "Double", 0, HandlerAddress(GetFactorB), HandlerAddress(SetFactorB), 0, {}},
+    {nullptr, "FactorGreen", "Double", 0, HandlerAddress(GetFactorG), HandlerAddress(SetFactorG), 0, {}},
 };
 
 REALmethodDefinition methods[] = {
-    {FilterHandler(Close), nullptr, "Close", 0},
-    {FilterHandler(Run), nullptr, "Run as boolean", 0},
+    {HandlerAddress(Close), nullptr, "Close", 0},
+    {HandlerAddress(Run), nullptr, "Run as boolean", 0},
 };
 
 }  // namespace
@@ -130,9 +106,9 @@ void SepiaRow(const uint8_t* src, uint32_t* dst, int32_t count, const SepiaWeigh
     const int64_t sum = int64_t{src[0]} * weights.red + int64_t{src[1]} * weights.green +
                         int64_t{src[2]} * weights.blue;
     const int64_t luminance = sum / 1024;
-    dst[i] = PackRGB(ComponentFromInteger(weights.tint[0] + luminance),
-                     ComponentFromInteger(weights.tint[1] + luminance),
-                     ComponentFromInteger(weights.tint[2] + luminance));
+    dst[i] = PackRGB(ClampByte(weights.tint[0] + luminance),
+                     ClampByte(weights.tint[1] + luminance),
+                     ClampByte(weights.tint[2] + luminance));
   }
 }
 
@@ -154,10 +130,6 @@ void SepiaRowFast(const uint8_t* __restrict src, uint32_t* __restrict dst, int32
   const int32_t t0 = weights.tint[0], t1 = weights.tint[1], t2 = weights.tint[2];
   for (int32_t i = 0; i < count; ++i) {
     const int32_t luminance = (src[3 * i] * wr + src[3 * i + 1] * wg + src[3 * i + 2] * wb) / 1024;
-    int32_t r = t0 + luminance, g = t1 + luminance, b = t2 + luminance;
-    r = r < 0 ? 0 : r > 255 ? 255 : r;
-    g = g < 0 ? 0 : g > 255 ? 255 : g;
-    b = b < 0 ? 0 : b > 255 ? 255 : b;
-    dst[i] = (static_cast<uint32_t>(r) << 16) | (static_cast<uint32_t>(g) << 8) | static_cast<uint32_t>(b);
+    dst[i] = PackRGB(ClampByte(t0 + luminance), ClampByte(t1 + luminance), ClampByte(t2 + luminance));
   }
 }

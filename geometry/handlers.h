@@ -8,21 +8,24 @@
 
 #include "plugin/host_interface.h"
 
-// "Rotate90QVT as picture", "Rotate180QVT as picture", "Rotate270QVT as
-// picture", "HMirrorQVT as picture", "VMirrorQVT as picture".
-REALpictureStruct* Rotate90QVT(REALpictureStruct* picture);
-REALpictureStruct* Rotate180QVT(REALpictureStruct* picture);
-REALpictureStruct* Rotate270QVT(REALpictureStruct* picture);
-REALpictureStruct* HMirrorQVT(REALpictureStruct* picture);
-REALpictureStruct* VMirrorQVT(REALpictureStruct* picture);
+// "Rotate90QVT as picture", "Rotate180QVT as picture", "Rotate270 as
+// picture", "HMirror as picture", "VMirror as picture". They overload
+// the names of their kernels (geometry/kernels.h), so registration picks
+// them with this type.
+using PictureTurn = REALpictureStruct* (*)(REALpictureStruct*);
+REALpictureStruct* Rotate90(REALpictureStruct* picture);
+REALpictureStruct* Rotate180(REALpictureStruct* picture);
+REALpictureStruct* Rotate270(REALpictureStruct* picture);
+REALpictureStruct* HMirror(REALpictureStruct* picture);
+REALpictureStruct* VMirror(REALpictureStruct* picture);
 
 // "RotateQVT(angle as double,background as color) as picture". Angles are in
 // degrees, positive counterclockwise as displayed.
-REALpictureStruct* RotateQVT(REALpictureStruct* picture, double angle, uint32_t background);
+REALpictureStruct* Rotate(REALpictureStruct* picture, double angle, uint32_t background);
 
-// "ScaleQVT(width as integer, height as integer, AntiAlias as boolean) as
+// "ScalePicture(width as integer, height as integer, AntiAlias as boolean) as
 // picture".
-REALpictureStruct* ScaleQVT(REALpictureStruct* picture, int32_t width, int32_t height, unsigned char antiAlias);
+REALpictureStruct* ScalePicture(REALpictureStruct* picture, int32_t width, int32_t height, unsigned char antiAlias);
 
 // "ScrollHorizontalQVT(delta as integer, wrap as boolean, scrollmask as
 // boolean) as boolean", "ScrollVerticalQVT(...)" and "ScrollQVT(deltaX as

@@ -34,11 +34,12 @@ void QuarterTurnPixelsFast(const PictureReader& src, uint32_t* origin, ptrdiff_t
                            ptrdiff_t pixelStep);
 
 // Kernels: source pixel (x, y) goes to
-void HMirrorPixels(const PictureReader& src, PictureWriter& dst);    // (W - 1 - x, y)
-void VMirrorPixels(const PictureReader& src, PictureWriter& dst);    // (x, H - 1 - y)
-void Rotate90Pixels(const PictureReader& src, PictureWriter& dst);   // (y, W - 1 - x)
-void Rotate180Pixels(const PictureReader& src, PictureWriter& dst);  // (W - 1 - x, H - 1 - y)
-void Rotate270Pixels(const PictureReader& src, PictureWriter& dst);  // (H - 1 - y, x)
+void CopyBitmap(const PictureReader& src, PictureWriter& dst);  // (x, y); the identity, which no method uses
+void HMirror(const PictureReader& src, PictureWriter& dst);    // (W - 1 - x, y)
+void VMirror(const PictureReader& src, PictureWriter& dst);    // (x, H - 1 - y)
+void Rotate90(const PictureReader& src, PictureWriter& dst);   // (y, W - 1 - x)
+void Rotate180(const PictureReader& src, PictureWriter& dst);  // (W - 1 - x, H - 1 - y)
+void Rotate270(const PictureReader& src, PictureWriter& dst);  // (H - 1 - y, x)
 
 // ---- Rotation by any angle ---------------------------------------------------
 //

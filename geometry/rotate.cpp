@@ -306,15 +306,15 @@ bool ShearPassesFit(REALpictureStruct* picture, int turns, double residual) {
 
 }  // namespace
 
-REALpictureStruct* RotateQVT(REALpictureStruct* picture, double angle, uint32_t background) {
+REALpictureStruct* Rotate(REALpictureStruct* picture, double angle, uint32_t background) {
   if (!picture) return nullptr;
   double a;
   if (!ReduceAngle(angle, &a)) return nullptr;
 
-  if (a == 0.0) return CloneQVT(picture);
-  if (a == 90.0) return Rotate90QVT(picture);
-  if (a == 180.0) return Rotate180QVT(picture);
-  if (a == 270.0) return Rotate270QVT(picture);
+  if (a == 0.0) return ClonePicture(picture);
+  if (a == 90.0) return Rotate90(picture);
+  if (a == 180.0) return Rotate180(picture);
+  if (a == 270.0) return Rotate270(picture);
 
   // One exact turn, then the residual (strictly between 0 and 90 degrees;
   // a - 90, a - 180 and a - 270 are exact here).
@@ -323,7 +323,7 @@ REALpictureStruct* RotateQVT(REALpictureStruct* picture, double angle, uint32_t 
   if (!ShearPassesFit(picture, turns, residual)) return nullptr;
   // The turned picture is a new one; an unturned one gets a reference of its own.
   using Turn = REALpictureStruct* (*)(REALpictureStruct*);
-  constexpr Turn kTurns[] = {BitmapQVT, Rotate90QVT, Rotate180QVT, Rotate270QVT};
+  constexpr Turn kTurns[] = {BitmapPicture, Rotate90, Rotate180, Rotate270};
   return ReadHeldPicture(kTurns[turns](picture),
                          [&](const PictureReader& turned) { return Rotate45(turned, residual, background); });
 }

@@ -157,7 +157,7 @@ void CubicRowPass(const float* buffer, int32_t srcW, const CubicTable& columns, 
       g += wk * v[1];
       b += wk * v[2];
     }
-    dst[x] = PackRGB(ClampTruncate(r), ClampTruncate(g), ClampTruncate(b));
+    dst[x] = PackRGB(ClampByte(r), ClampByte(g), ClampByte(b));
   }
 }
 
@@ -184,7 +184,7 @@ bool ScaleCubic(const PictureReader& src, PictureWriter& dst) {
 
 // ---- Handler -------------------------------------------------------------
 
-REALpictureStruct* ScaleQVT(REALpictureStruct* picture, int32_t width, int32_t height, unsigned char antiAlias) {
+REALpictureStruct* ScalePicture(REALpictureStruct* picture, int32_t width, int32_t height, unsigned char antiAlias) {
   if (!picture || !FitsHostPicture(width, height)) return nullptr;
   if (antiAlias) {
     // The cubic path only for an enlargement in both directions; the box
@@ -464,7 +464,7 @@ namespace {
 constexpr int32_t kCubicBlock = 256;  // destination columns per block
 
 // 0.5 + near weight * near value + far weight * far value, in that order,
-// for `n` channel values, held to 0..255 and truncated as ClampTruncate does.
+// for `n` channel values, held to 0..255 and truncated as ClampByte does.
 PICTURE_VECTOR_CLONES
 void CubicTwoTaps(const float* __restrict nearWeights, const float* __restrict nearValues,
                   const float* __restrict farWeights, const float* __restrict farValues, uint8_t* __restrict out,

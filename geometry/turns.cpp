@@ -94,49 +94,54 @@ void QuarterTurnPixelsFast(const PictureReader& src, uint32_t* origin, ptrdiff_t
   }
 }
 
-void HMirrorPixels(const PictureReader& src, PictureWriter& dst) {
+void CopyBitmap(const PictureReader& src, PictureWriter& dst) {
+  const auto row = ChooseKernel(Rgb24ToXrgbRow, Rgb24ToXrgbRowFast);
+  for (int32_t y = 0; y < src.height; ++y) row(ReaderRow(src, y), WriterRow(dst, y), src.width);
+}
+
+void HMirror(const PictureReader& src, PictureWriter& dst) {
   const auto row = ChooseKernel(Rgb24ToXrgbMirrorRow, Rgb24ToXrgbMirrorRowFast);
   for (int32_t y = 0; y < src.height; ++y) row(ReaderRow(src, y), WriterRow(dst, y), src.width);
 }
 
-void VMirrorPixels(const PictureReader& src, PictureWriter& dst) {
+void VMirror(const PictureReader& src, PictureWriter& dst) {
   const auto row = ChooseKernel(Rgb24ToXrgbRow, Rgb24ToXrgbRowFast);
   for (int32_t y = 0; y < src.height; ++y) row(ReaderRow(src, y), WriterRow(dst, dst.height - 1 - y), src.width);
 }
 
-void Rotate90Pixels(const PictureReader& src, PictureWriter& dst) {
+void Rotate90(const PictureReader& src, PictureWriter& dst) {
   // Source row y is destination column y, read from the bottom row upward.
   const ptrdiff_t rowWords = dst.rowBytes / 4;
   ChooseKernel(QuarterTurnPixels, QuarterTurnPixelsFast)(src, WriterRow(dst, dst.height - 1), 1, -rowWords);
 }
 
-void Rotate180Pixels(const PictureReader& src, PictureWriter& dst) {
+void Rotate180(const PictureReader& src, PictureWriter& dst) {
   const auto row = ChooseKernel(Rgb24ToXrgbMirrorRow, Rgb24ToXrgbMirrorRowFast);
   for (int32_t y = 0; y < src.height; ++y) row(ReaderRow(src, y), WriterRow(dst, dst.height - 1 - y), src.width);
 }
 
-void Rotate270Pixels(const PictureReader& src, PictureWriter& dst) {
+void Rotate270(const PictureReader& src, PictureWriter& dst) {
   // Source row y is destination column width - 1 - y, from the top row down.
   const ptrdiff_t rowWords = dst.rowBytes / 4;
   ChooseKernel(QuarterTurnPixels, QuarterTurnPixelsFast)(src, WriterRow(dst, 0) + (dst.width - 1), -1, rowWords);
 }
 
-REALpictureStruct* Rotate90QVT(REALpictureStruct* picture) {
-  return TurnPicture(picture, Rotate90Pixels, true);
+REALpictureStruct* Rotate90(REALpictureStruct* picture) {
+  return TurnPicture(picture, Rotate90, true);
 }
 
-REALpictureStruct* Rotate180QVT(REALpictureStruct* picture) {
-  return TurnPicture(picture, Rotate180Pixels, false);
+REALpictureStruct* Rotate180(REALpictureStruct* picture) {
+  return TurnPicture(picture, Rotate180, false);
 }
 
-REALpictureStruct* Rotate270QVT(REALpictureStruct* picture) {
-  return TurnPicture(picture, Rotate270Pixels, true);
+REALpictureStruct* Rotate270(REALpictureStruct* picture) {
+  return TurnPicture(picture, Rotate270, true);
 }
 
-REALpictureStruct* HMirrorQVT(REALpictureStruct* picture) {
-  return TurnPicture(picture, HMirrorPixels, false);
+REALpictureStruct* HMirror(REALpictureStruct* picture) {
+  return TurnPicture(picture, HMirror, false);
 }
 
-REALpictureStruct* VMirrorQVT(REALpictureStruct* picture) {
-  return TurnPicture(picture, VMirrorPixels, false);
+REALpictureStruct* VMirror(REALpictureStruct* picture) {
+  return TurnPicture(picture, VMirror, false);
 }

@@ -6,5 +6,5 @@
 
 // "CloneQVT as picture": a new 32-bit picture the host draws the picture
 // into. "BitmapQVT as picture": the same picture with a reference of its own.
-REALpictureStruct* CloneQVT(REALpictureStruct* picture);
-REALpictureStruct* BitmapQVT(REALpictureStruct* picture);
+REALpictureStruct* ClonePicture(REALpictureStruct* picture);
+REALpictureStruct* BitmapPicture(REALpictureStruct* picture);

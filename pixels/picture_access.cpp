@@ -53,8 +53,8 @@ bool LockPictureReader(PictureReader& reader, REALpictureStruct* picture, bool a
   if (!allowClone) return false;
 
   // Pictures whose own pixels cannot be copied are read through a 32-bit
-  // clone drawn by the host (CloneQVT); one retry, never more.
-  REALpictureStruct* clone = CloneQVT(picture);
+  // clone drawn by the host (ClonePicture); one retry, never more.
+  REALpictureStruct* clone = ClonePicture(picture);
   if (!clone) return false;
   const bool read = LockPictureReader(reader, clone, false);
   reader.clone = clone;  // released with the reader, also when it could not be read
@@ -75,6 +75,22 @@ void PictureReader::Release() {
   picture = clone = nullptr;
   description = {};
   pixbuf = nullptr;
+}
+
+bool GetPictureEditor(PictureEditor& editor, REALpictureStruct*) {
+  editor = {};
+  return false;
+}
+
+void ClosePictureEditor(PictureEditor& editor) {
+  if (editor.picture) {
+    REALUnlockPictureDescription(editor.picture);
+    editor.picture = nullptr;
+  }
+  if (editor.clone) {
+    REALUnlockObject(AsObject(editor.clone));
+    editor.clone = nullptr;
+  }
 }
 
 bool NewPictureWriter(PictureWriter& writer, int32_t width, int32_t height) {
@@ -114,7 +130,7 @@ HeldPicture::~HeldPicture() {
   if (picture_) REALUnlockObject(AsObject(picture_));
 }
 
-REALpictureStruct* CloneQVT(REALpictureStruct* picture) {
+REALpictureStruct* ClonePicture(REALpictureStruct* picture) {
   if (!picture) return nullptr;
   REALpictureDescription description{};
   REALLockPictureDescription(picture, &description);
@@ -131,7 +147,7 @@ REALpictureStruct* CloneQVT(REALpictureStruct* picture) {
   return copy;
 }
 
-REALpictureStruct* BitmapQVT(REALpictureStruct* picture) {
+REALpictureStruct* BitmapPicture(REALpictureStruct* picture) {
   if (!picture) return nullptr;
   REALLockObject(AsObject(picture));
   return picture;

@@ -52,6 +52,19 @@ struct PictureWriter {
   void Release();
 };
 
+// In-place access to a picture's own pixels (4 bytes a pixel). This platform
+// never grants it: GetPictureEditor always fails and leaves the record zero.
+struct PictureEditor {
+  int32_t rowBytes;
+  uint8_t* base;
+  int32_t width;
+  int32_t height;
+  REALpictureStruct* picture;
+  REALpictureStruct* clone;
+};
+bool GetPictureEditor(PictureEditor& editor, REALpictureStruct* picture);
+void ClosePictureEditor(PictureEditor& editor);
+
 // Opens `reader` on `picture` (releasing whatever it held before); false,
 // with the reader empty, when the picture cannot be read. GetPictureReader
 // reads through a host-drawn clone when the picture's own pixels cannot be

@@ -3,19 +3,22 @@
 #pragma once
 
 #include <cstdint>
+#include <type_traits>
 
-// An integer channel value held to 0..255.
-inline uint32_t ClampByte(int64_t value) {
+// A channel value held to 0..255. An integer is compared in its own width
+// (so a 32-bit value stays 32-bit in a vectorised loop).
+template <typename Int>
+inline uint32_t ClampByte(Int value) {
+  static_assert(std::is_integral_v<Int>);
   return value < 0 ? 0u : value > 255 ? 255u : static_cast<uint32_t>(value);
 }
 
-// A channel value from a double: above 255 gives 255, below 0 gives 0, NaN
-// gives 0, anything else is truncated toward zero.
-inline uint8_t ClampTruncate(double v) {
-  if (v > 255.0) return 255;
-  if (v < 0.0) return 0;
-  if (!(v == v)) return 0;  // NaN passes neither test
-  return static_cast<uint8_t>(static_cast<int32_t>(v));
+// A double is truncated toward zero; not-a-number gives 0. Written as selects
+// on the double, so that loops over it vectorise.
+inline uint32_t ClampByte(double value) {
+  double v = value >= 255.0 ? 255.0 : value;
+  v = value > 0.0 ? v : 0.0;
+  return static_cast<uint32_t>(static_cast<int32_t>(v));
 }
 
 // A weight as a fixed-point number with 10 fraction bits, truncated toward

@@ -110,7 +110,8 @@ double REALGetRBVersion() {
   return Forward(slot, "REALGetRBVersion");
 }
 
-// Entry points of the layer that no operation calls yet.
+// The rest of the layer: entry points that no method of this plug-in calls,
+// kept so that every host service a plug-in may use is reached the same way.
 
 bool REALinRuntime() {
   static HostBool (*slot)();

@@ -44,7 +44,8 @@ uint32_t REALGetFontEncoding(const char* fontName);
 REALstringStruct* REALpathFromFolderItem(REALfolderItemStruct* item);
 double REALGetRBVersion();
 
-// Entry points of the layer that no operation of this plug-in calls yet.
+// The rest of the layer: entry points that no method of this plug-in calls,
+// kept so that every host service a plug-in may use is reached the same way.
 bool REALinRuntime();
 void GraphicsDrawLine(REALgraphicsStruct* graphics, int32_t x1, int32_t y1, int32_t x2, int32_t y2);
 void REALLockString(REALstringStruct* string);

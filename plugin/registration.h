@@ -13,8 +13,6 @@ void PluginStart(const char* name);
 void REALRegisterClass(REALclassDefinition* record);
 void REALRegisterClassExtension(REALclassDefinition* record);
 void REALRegisterMethod(REALmethodDefinition* method);
-void REALRegisterControl(REALcontrol* record);
-void REALRegisterModule(REALmoduleDefinition* record);
 
 extern const char* rbpluginname;
 

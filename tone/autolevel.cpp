@@ -107,7 +107,7 @@ void LevelsTable(LevelPair levels, uint8_t table[256]) {
   }
 }
 
-REALpictureStruct* AutoLevelQVT(REALpictureStruct* picture) {
+REALpictureStruct* AutoLevelPicture(REALpictureStruct* picture) {
   return RenderFromReader(picture, [](const PictureReader& reader, PictureWriter& writer) {
     // First pass: the luminance histogram.
     uint32_t histogram[256];

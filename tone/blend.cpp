@@ -122,7 +122,7 @@ void TintRowFast(const uint8_t* __restrict src, uint32_t* __restrict dst, int32_
   }
 }
 
-REALpictureStruct* BlendPicturesQVT(REALpictureStruct* source, double sourcepercent, REALpictureStruct* dest,
+REALpictureStruct* BlendPicture(REALpictureStruct* source, double sourcepercent, REALpictureStruct* dest,
                                 double destpercent) {
   const int32_t ws = FixedWeight(sourcepercent);
   const int32_t wd = FixedWeight(destpercent);
@@ -132,7 +132,7 @@ REALpictureStruct* BlendPicturesQVT(REALpictureStruct* source, double sourceperc
   });
 }
 
-REALpictureStruct* BlendPicturesWithMaskQVT(REALpictureStruct* source, REALpictureStruct* dest,
+REALpictureStruct* BlendPictureMask(REALpictureStruct* source, REALpictureStruct* dest,
                                     REALpictureStruct* mask) {
   const auto kernel = ChooseKernel(BlendMaskRow, BlendMaskRowFast);
   return RenderFromReaders<3>({source, dest, mask}, [kernel](const auto& rows, uint32_t* dst, int32_t width) {
@@ -149,7 +149,7 @@ REALpictureStruct* CombinePicturesQVT(REALpictureStruct* red, REALpictureStruct*
   });
 }
 
-REALpictureStruct* TintPictureQVT(REALpictureStruct* source, uint32_t greyBase, uint32_t sepiaBase) {
+REALpictureStruct* TintPicture(REALpictureStruct* source, uint32_t greyBase, uint32_t sepiaBase) {
   const TintWeights weights = MakeTintWeights(greyBase, sepiaBase);
   const auto kernel = ChooseKernel(TintRow, TintRowFast);
   return RenderFromReaders<1>({source}, [&weights, kernel](const auto& rows, uint32_t* dst, int32_t width) {

@@ -26,7 +26,7 @@ uint8_t TruncateLow8(double v) {
 }
 
 void AbsBrightnessTable(double d, uint8_t table[256]) {
-  for (int32_t s = 0; s < 256; ++s) table[s] = ClampTruncate(static_cast<double>(s) + d);
+  for (int32_t s = 0; s < 256; ++s) table[s] = ClampByte(static_cast<double>(s) + d);
 }
 
 void LinBrightnessTable(double d, uint8_t table[256]) {
@@ -38,11 +38,11 @@ void LinBrightnessTable(double d, uint8_t table[256]) {
 
 void ContrastTable(double d, uint8_t table[256]) {
   const double slope = 1.0 + d;
-  for (int32_t s = 0; s < 256; ++s) table[s] = ClampTruncate((static_cast<double>(s) - 127.0) * slope + 127.0);
+  for (int32_t s = 0; s < 256; ++s) table[s] = ClampByte((static_cast<double>(s) - 127.0) * slope + 127.0);
 }
 
 void LinearCurveTable(double a, double b, uint8_t table[256]) {
-  for (int32_t s = 0; s < 256; ++s) table[s] = ClampTruncate(static_cast<double>(s) * a + b);
+  for (int32_t s = 0; s < 256; ++s) table[s] = ClampByte(static_cast<double>(s) * a + b);
 }
 
 void ChannelTableRow(const uint8_t* src, uint32_t* dst, int32_t width, const uint8_t* red,
@@ -209,31 +209,31 @@ REALpictureStruct* MapWholePicture(REALpictureStruct* picture, void (*table)(dou
 
 }  // namespace
 
-REALpictureStruct* ChangeBrightnessAbsoluteQVT3(REALpictureStruct* picture, double r, double g, double b) {
+REALpictureStruct* AbsBrightnessPicture3(REALpictureStruct* picture, double r, double g, double b) {
   return MapWholePicture(picture, AbsBrightnessTable, r, g, b);
 }
 
-REALpictureStruct* ChangeBrightnessAbsoluteQVT1(REALpictureStruct* picture, double x) {
-  return ChangeBrightnessAbsoluteQVT3(picture, x, x, x);
+REALpictureStruct* AbsBrightnessPicture1(REALpictureStruct* picture, double x) {
+  return AbsBrightnessPicture3(picture, x, x, x);
 }
 
-REALpictureStruct* ChangeBrightnessLinearQVT3(REALpictureStruct* picture, double r, double g, double b) {
+REALpictureStruct* LinBrightnessPicture3(REALpictureStruct* picture, double r, double g, double b) {
   return MapWholePicture(picture, LinBrightnessTable, r, g, b);
 }
 
-REALpictureStruct* ChangeBrightnessLinearQVT1(REALpictureStruct* picture, double x) {
-  return ChangeBrightnessLinearQVT3(picture, x, x, x);
+REALpictureStruct* LinBrightnessPicture1(REALpictureStruct* picture, double x) {
+  return LinBrightnessPicture3(picture, x, x, x);
 }
 
-REALpictureStruct* ChangeContrastQVT3(REALpictureStruct* picture, double xr, double xg, double xb) {
+REALpictureStruct* ContrastPicture3(REALpictureStruct* picture, double xr, double xg, double xb) {
   return MapWholePicture(picture, ContrastTable, xr, xg, xb);
 }
 
-REALpictureStruct* ChangeContrastQVT1(REALpictureStruct* picture, double x) {
-  return ChangeContrastQVT3(picture, x, x, x);
+REALpictureStruct* ContrastPicture1(REALpictureStruct* picture, double x) {
+  return ContrastPicture3(picture, x, x, x);
 }
 
-REALpictureStruct* ChangeCustomQVT(REALpictureStruct* picture, double a, double b) {
+REALpictureStruct* TransformPicture(REALpictureStruct* picture, double a, double b) {
   ChannelTables tables;
   LinearCurveTable(a, b, tables.red);
   std::copy(tables.red, tables.red + 256, tables.green);
@@ -241,7 +241,7 @@ REALpictureStruct* ChangeCustomQVT(REALpictureStruct* picture, double a, double 
   return MapPicture(picture, tables, kWholePicture);
 }
 
-REALpictureStruct* InvertQVT(REALpictureStruct* picture, int32_t left, int32_t top, int32_t width,
+REALpictureStruct* InvertPicture(REALpictureStruct* picture, int32_t left, int32_t top, int32_t width,
                                  int32_t height) {
   ChannelTables tables;
   for (int32_t s = 0; s < 256; ++s) {

@@ -12,19 +12,19 @@
 // "ChangeBrightnessAbsoluteQVT(r as double, g as double, b as double) as
 // picture" and "ChangeBrightnessAbsoluteQVT(x as double) as picture"; the
 // same pair for ChangeBrightnessLinearQVT and ChangeContrastQVT (xr, xg, xb).
-REALpictureStruct* ChangeBrightnessAbsoluteQVT3(REALpictureStruct* picture, double r, double g, double b);
-REALpictureStruct* ChangeBrightnessAbsoluteQVT1(REALpictureStruct* picture, double x);
-REALpictureStruct* ChangeBrightnessLinearQVT3(REALpictureStruct* picture, double r, double g, double b);
-REALpictureStruct* ChangeBrightnessLinearQVT1(REALpictureStruct* picture, double x);
-REALpictureStruct* ChangeContrastQVT3(REALpictureStruct* picture, double xr, double xg, double xb);
-REALpictureStruct* ChangeContrastQVT1(REALpictureStruct* picture, double x);
+REALpictureStruct* AbsBrightnessPicture3(REALpictureStruct* picture, double r, double g, double b);
+REALpictureStruct* AbsBrightnessPicture1(REALpictureStruct* picture, double x);
+REALpictureStruct* LinBrightnessPicture3(REALpictureStruct* picture, double r, double g, double b);
+REALpictureStruct* LinBrightnessPicture1(REALpictureStruct* picture, double x);
+REALpictureStruct* ContrastPicture3(REALpictureStruct* picture, double xr, double xg, double xb);
+REALpictureStruct* ContrastPicture1(REALpictureStruct* picture, double x);
 // "ChangeCustomQVT(a as double, b as double) as picture".
-REALpictureStruct* ChangeCustomQVT(REALpictureStruct* picture, double a, double b);
-// "InvertQVT(left as integer,top as integer,width as integer,height as
+REALpictureStruct* TransformPicture(REALpictureStruct* picture, double a, double b);
+// "InvertPicture(left as integer,top as integer,width as integer,height as
 // integer) as picture".
-REALpictureStruct* InvertQVT(REALpictureStruct* picture, int32_t left, int32_t top, int32_t width, int32_t height);
+REALpictureStruct* InvertPicture(REALpictureStruct* picture, int32_t left, int32_t top, int32_t width, int32_t height);
 // "AutoLevelQVT as picture".
-REALpictureStruct* AutoLevelQVT(REALpictureStruct* picture);
+REALpictureStruct* AutoLevelPicture(REALpictureStruct* picture);
 
 // "CountColorQVT(col as color) as integer", "CountColorsQVT(byref red as
 // memoryblock, byref blue as memoryblock, byref green as memoryblock, byref
@@ -38,19 +38,19 @@ REALpictureStruct* TransformColorsQVT(REALpictureStruct* picture, REALmemoryBloc
 
 // "HasMaskQVT as boolean"; the getter and setter of "EmbeddedMaskQVT(swap as
 // boolean) as picture".
-unsigned char HasMaskQVT(REALpictureStruct* picture);
-REALpictureStruct* GetEmbeddedMaskQVT(REALpictureStruct* picture, unsigned char swap);
-void SetEmbeddedMaskQVT(REALpictureStruct* picture, unsigned char swap, REALpictureStruct* mask);
+unsigned char HasMaskPicture(REALpictureStruct* picture);
+REALpictureStruct* GetEmbededMask(REALpictureStruct* picture, unsigned char swap);
+void SetEmbededMask(REALpictureStruct* picture, unsigned char swap, REALpictureStruct* mask);
 
-// "BlendPicturesQVT(source as picture, sourcepercent as double, dest as
-// picture, destpercent as double) as picture", "BlendPicturesWithMaskQVT(source
+// "BlendPicture(source as picture, sourcepercent as double, dest as
+// picture, destpercent as double) as picture", "BlendPictureMask(source
 // as picture, dest as picture, mask as picture) as picture",
 // "CombinePicturesQVT(red as picture, blue as picture, green as picture) as
-// picture", "TintPictureQVT(source as picture, GreyBase as color, SepiaBase as
+// picture", "TintPicture(source as picture, GreyBase as color, SepiaBase as
 // color) as picture".
-REALpictureStruct* BlendPicturesQVT(REALpictureStruct* source, double sourcepercent, REALpictureStruct* dest,
+REALpictureStruct* BlendPicture(REALpictureStruct* source, double sourcepercent, REALpictureStruct* dest,
                                     double destpercent);
-REALpictureStruct* BlendPicturesWithMaskQVT(REALpictureStruct* source, REALpictureStruct* dest,
+REALpictureStruct* BlendPictureMask(REALpictureStruct* source, REALpictureStruct* dest,
                                             REALpictureStruct* mask);
 REALpictureStruct* CombinePicturesQVT(REALpictureStruct* red, REALpictureStruct* blue, REALpictureStruct* green);
-REALpictureStruct* TintPictureQVT(REALpictureStruct* source, uint32_t greyBase, uint32_t sepiaBase);
+REALpictureStruct* TintPicture(REALpictureStruct* source, uint32_t greyBase, uint32_t sepiaBase);

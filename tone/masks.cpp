@@ -10,7 +10,7 @@
 #include "plugin/host_calls.h"
 #include "tone/handlers.h"
 
-unsigned char HasMaskQVT(REALpictureStruct* picture) {
+unsigned char HasMaskPicture(REALpictureStruct* picture) {
   if (!picture) return 0;
   // Asking must never make a mask.
   REALpictureStruct* mask = REALGetPictureMask(picture, false);
@@ -19,7 +19,7 @@ unsigned char HasMaskQVT(REALpictureStruct* picture) {
   return 1;
 }
 
-REALpictureStruct* GetEmbeddedMaskQVT(REALpictureStruct* picture, unsigned char swap) {
+REALpictureStruct* GetEmbededMask(REALpictureStruct* picture, unsigned char swap) {
   return RenderFromReader(picture, [swap](const PictureReader&, PictureWriter& writer) {
     // The mask value 255 shown as grey: white, or its complement black when
     // swapped. A new writer is already black.
@@ -33,4 +33,4 @@ REALpictureStruct* GetEmbeddedMaskQVT(REALpictureStruct* picture, unsigned char 
 
 // With no in-place access there is nothing through which a mask value could
 // reach the picture: it stays unchanged.
-void SetEmbeddedMaskQVT(REALpictureStruct*, unsigned char, REALpictureStruct*) {}
+void SetEmbededMask(REALpictureStruct*, unsigned char, REALpictureStruct*) {}

@@ -1,6 +1,6 @@
 // The palette class and its factories through the emulated host, which puts
 // each class's instance data at its own non-zero offset.
-#include "exchange/palette.h"
+#include "exchange/kernels.h"
 #include "tests/support/host_fixture.h"
 #include "tests/support/pixels.h"
 

@@ -198,10 +198,10 @@ TEST_F(GeometryRotateMethod, BadInputGivesNilAndReleasesEverything) {
     const int builds = angle < 90 ? 3 : 4;
     for (int n = 1; n <= builds; ++n) {
       direct.FailBuildsFrom(n);
-      EXPECT_EQ(RotateQVT(handle, angle, 0), nullptr) << angle << " " << n;
+      EXPECT_EQ(Rotate(handle, angle, 0), nullptr) << angle << " " << n;
     }
     direct.FailBuildsFrom(0);
-    REALpictureStruct* ok = RotateQVT(handle, angle, 0);
+    REALpictureStruct* ok = Rotate(handle, angle, 0);
     EXPECT_NE(ok, nullptr);
     EXPECT_EQ(direct.Builds(), builds);
     Release(ok);
@@ -212,12 +212,12 @@ TEST_F(GeometryRotateMethod, BadInputGivesNilAndReleasesEverything) {
   ph::Ref wide = Flat(32767, 12, 0x808080), tall = Flat(12, 32767, 0x808080);
   direct.FailBuildsFrom(0);
   for (auto [p, angle] : {std::pair{&wide, 10.0}, {&wide, 190.0}, {&tall, 100.0}, {&tall, 280.0}})
-    EXPECT_EQ(RotateQVT(Handle(*p), angle, 0), nullptr) << angle;
+    EXPECT_EQ(Rotate(Handle(*p), angle, 0), nullptr) << angle;
   EXPECT_EQ(direct.Builds(), 0);
   ph::Ref foreign = host().NewForeignPicture(4, 3, std::vector<uint32_t>(12, 0x808080));
   EXPECT_EQ(host().Width(Rotated(foreign, 30)), 5);  // read through its clone
   direct.RefuseNewPictures(true);
-  for (double angle : {0.0, 30.0, 90.0, 120.0}) EXPECT_EQ(RotateQVT(Handle(foreign), angle, 0), nullptr) << angle;
+  for (double angle : {0.0, 30.0, 90.0, 120.0}) EXPECT_EQ(Rotate(Handle(foreign), angle, 0), nullptr) << angle;
 }
 
 }  // namespace

@@ -100,17 +100,17 @@ TEST_F(GeometryScaleMethod, RefusalsGiveNilWithNothingHeld) {
 
   DirectCalls direct(host());
   direct.RefuseNewPictures(true);
-  for (bool aa : {false, true}) EXPECT_EQ(ScaleQVT(Handle(foreign), 8, 8, aa), nullptr);
+  for (bool aa : {false, true}) EXPECT_EQ(ScalePicture(Handle(foreign), 8, 8, aa), nullptr);
   direct.RefuseNewPictures(false);
   // A cubic result the host cannot build falls back to the box path.
   direct.FailBuildsFrom(1);
-  EXPECT_EQ(ScaleQVT(Handle(pic), 8, 8, true), nullptr);
+  EXPECT_EQ(ScalePicture(Handle(pic), 8, 8, true), nullptr);
   EXPECT_EQ(direct.Builds(), 2);
   // A side beyond a host picture's 32767: refused before the source is
   // locked or anything is built.
   direct.FailBuildsFrom(0);
   direct.TakeLockEvents();
-  for (bool aa : {false, true}) EXPECT_EQ(ScaleQVT(Handle(pic), 32768, 5, aa), nullptr);
+  for (bool aa : {false, true}) EXPECT_EQ(ScalePicture(Handle(pic), 32768, 5, aa), nullptr);
   EXPECT_EQ(direct.Builds(), 0);
   EXPECT_TRUE(direct.TakeLockEvents().empty());
 }

@@ -18,13 +18,13 @@ struct Turn {
 };
 
 const Turn kTurns[] = {
-    // CloneQVT is drawn by the host: no kernel of ours, checked through the host only.
+    // ClonePicture is drawn by the host: no kernel of ours, checked through the host only.
     {"CloneQVT", nullptr, false, [](int32_t x, int32_t y, int32_t, int32_t) { return std::pair{x, y}; }},
-    {"HMirrorQVT", HMirrorPixels, false, [](int32_t x, int32_t y, int32_t w, int32_t) { return std::pair{w - 1 - x, y}; }},
-    {"VMirrorQVT", VMirrorPixels, false, [](int32_t x, int32_t y, int32_t, int32_t h) { return std::pair{x, h - 1 - y}; }},
-    {"Rotate90QVT", Rotate90Pixels, true, [](int32_t x, int32_t y, int32_t w, int32_t) { return std::pair{y, w - 1 - x}; }},
-    {"Rotate180QVT", Rotate180Pixels, false, [](int32_t x, int32_t y, int32_t w, int32_t h) { return std::pair{w - 1 - x, h - 1 - y}; }},
-    {"Rotate270QVT", Rotate270Pixels, true, [](int32_t x, int32_t y, int32_t, int32_t h) { return std::pair{h - 1 - y, x}; }},
+    {"HMirrorQVT", HMirror, false, [](int32_t x, int32_t y, int32_t w, int32_t) { return std::pair{w - 1 - x, y}; }},
+    {"VMirrorQVT", VMirror, false, [](int32_t x, int32_t y, int32_t, int32_t h) { return std::pair{x, h - 1 - y}; }},
+    {"Rotate90QVT", Rotate90, true, [](int32_t x, int32_t y, int32_t w, int32_t) { return std::pair{y, w - 1 - x}; }},
+    {"Rotate180QVT", Rotate180, false, [](int32_t x, int32_t y, int32_t w, int32_t h) { return std::pair{w - 1 - x, h - 1 - y}; }},
+    {"Rotate270QVT", Rotate270, true, [](int32_t x, int32_t y, int32_t, int32_t h) { return std::pair{h - 1 - y, x}; }},
 };
 
 std::vector<uint32_t> RunKernel(const Turn& t, int32_t w, int32_t h, const std::vector<uint32_t>& px) {
@@ -71,7 +71,7 @@ TEST_F(GeometryTurnMethods, ResultsThroughTheHost) {
   EXPECT_EQ(host().Pixels(pic), px);
   // No clone of the foreign picture, or no picture from the host: nil.
   DirectCalls direct(host());
-  for (auto handler : {Rotate90QVT, Rotate180QVT, Rotate270QVT, HMirrorQVT, VMirrorQVT}) {
+  for (PictureTurn handler : std::initializer_list<PictureTurn>{Rotate90, Rotate180, Rotate270, HMirror, VMirror}) {
     direct.RefuseNewPictures(true);
     EXPECT_EQ(handler(Handle(foreign)), nullptr);
     direct.RefuseNewPictures(false);

@@ -1,4 +1,4 @@
-// Readers, writers, cloning and BitmapQVT. The reader and writer are driven
+// Readers, writers, cloning and BitmapPicture. The reader and writer are driven
 // directly (the test program carries the plug-in's code, connected to the
 // shared host's entry points) so their layouts can be checked byte by byte.
 #include <glib-object.h>
@@ -101,7 +101,7 @@ TEST_F(PixelAccess, PictureThatIsNoDrawableIsReadThroughAClone) {
 using CloneAndBitmap = HostTest;
 
 // A clone is a new 32-bit picture with the same pixels, also of a picture
-// that is no drawable; BitmapQVT gives the same picture with a reference of
+// that is no drawable; BitmapPicture gives the same picture with a reference of
 // its own.
 TEST_F(CloneAndBitmap, CloneIsANewPictureBitmapTheSameOne) {
   const std::vector<uint32_t> pixels = ph::SamplePixels(37, 23);

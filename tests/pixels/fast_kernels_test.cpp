@@ -17,8 +17,8 @@
 #include <random>
 #include <vector>
 
-#include "exchange/memoryblock.h"
-#include "filters/filters.h"
+#include "exchange/kernels.h"
+#include "filters/kernels.h"
 #include "geometry/kernels.h"
 #include "pixels/kernel_choice.h"
 #include "pixels/picture_access.h"

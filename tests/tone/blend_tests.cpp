@@ -116,11 +116,11 @@ TEST_F(ToneBlend, ReadersCloseInReverseOrderOnEveryPath) {
   EXPECT_EQ(direct.TakeLockEvents(), Nested({&r, &g, &b}));  // read red, green, blue
   EXPECT_FALSE(Drop(CombinePicturesQVT(H(r), H(b), H(shorter))));
   EXPECT_EQ(direct.TakeLockEvents(), Nested({&r, &shorter, &b}));
-  EXPECT_FALSE(Drop(BlendPicturesWithMaskQVT(H(r), H(g), H(shorter))));
+  EXPECT_FALSE(Drop(BlendPictureMask(H(r), H(g), H(shorter))));
   EXPECT_EQ(direct.TakeLockEvents(), Nested({&r, &g, &shorter}));
-  EXPECT_FALSE(Drop(BlendPicturesQVT(H(shorter), 1.0, H(g), 1.0)));
+  EXPECT_FALSE(Drop(BlendPicture(H(shorter), 1.0, H(g), 1.0)));
   EXPECT_EQ(direct.TakeLockEvents(), Nested({&shorter, &g}));
-  EXPECT_TRUE(Drop(TintPictureQVT(H(r), 0xFFFFFF, 0xFFFFFF)));
+  EXPECT_TRUE(Drop(TintPicture(H(r), 0xFFFFFF, 0xFFFFFF)));
   EXPECT_EQ(direct.TakeLockEvents(), Nested({&r}));
 
   // An unreadable picture: the failed attempt locks and unlocks it twice (its
@@ -129,11 +129,11 @@ TEST_F(ToneBlend, ReadersCloseInReverseOrderOnEveryPath) {
   direct.RefuseNewPictures(true);
   const void* f = foreign.handle();
   const std::vector<LockEvent> failed{{true, f}, {false, f}, {true, f}, {false, f}};
-  EXPECT_FALSE(Drop(BlendPicturesWithMaskQVT(H(r), H(g), H(foreign))));
+  EXPECT_FALSE(Drop(BlendPictureMask(H(r), H(g), H(foreign))));
   EXPECT_EQ(direct.TakeLockEvents(), Nested({&r, &g}, failed));
   EXPECT_FALSE(Drop(CombinePicturesQVT(H(r), H(g), H(foreign))));  // reads r, foreign, g
   EXPECT_EQ(direct.TakeLockEvents(), Nested({&r}, failed));
-  EXPECT_FALSE(Drop(BlendPicturesQVT(H(foreign), 0.5, H(r), 0.5)));
+  EXPECT_FALSE(Drop(BlendPicture(H(foreign), 0.5, H(r), 0.5)));
   EXPECT_EQ(direct.TakeLockEvents(), Nested({}, failed));
 }
 

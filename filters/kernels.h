@@ -1,18 +1,10 @@
-// The filter classes: their class records, registered by PluginEntry, and the
-// row kernels their runs are made of.
+// The row kernels the filter classes' runs are made of, with their plain and
+// fast forms, as the tests and benchmarks use them.
 #pragma once
 
 #include <cstdint>
 
 #include "filters/filter_frame.h"
-#include "plugin/host_interface.h"
-
-extern REALclassDefinition PictureSepiaClass;
-extern REALclassDefinition PictureConvolutionClass;
-extern REALclassDefinition Lut3DClass;
-extern REALclassDefinition PictureMatrixClass;
-extern REALclassDefinition PictureMatrixClass3D;
-extern REALclassDefinition FindMinMaxClass;
 
 // --- 5 x 5 integer matrix ----------------------------------------------------
 
@@ -92,7 +84,6 @@ struct SepiaWeights {
   int32_t red, green, blue;  // weights with 10 fraction bits
   int32_t tint[3];           // added to the luminance for red, green, blue
 };
-
 
 void SepiaRow(const uint8_t* src, uint32_t* dst, int32_t count, const SepiaWeights& weights);
 // The same words, in 32 bits when the weights and tints allow.
