@@ -1,4 +1,4 @@
-#include "host/demo_calls.h"
+#include "demo/demo_calls.h"
 
 namespace ph {
 

@@ -1,4 +1,4 @@
-#include "host/cli.h"
+#include "cli/cli.h"
 
 #include <glob.h>
 #include <strings.h>
@@ -12,7 +12,7 @@
 #include <iostream>
 #include <sstream>
 
-#include "host/cli_session.h"
+#include "cli/cli_session.h"
 
 namespace ph {
 

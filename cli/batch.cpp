@@ -13,8 +13,8 @@
 #include <map>
 #include <sstream>
 
-#include "host/cli.h"
-#include "host/cli_session.h"
+#include "cli/cli.h"
+#include "cli/cli_session.h"
 
 namespace ph {
 

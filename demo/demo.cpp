@@ -14,10 +14,10 @@
 #include <map>
 #include <set>
 
-#include "host/cli.h"
-#include "host/cli_session.h"
-#include "host/demo.h"
-#include "host/demo_calls.h"
+#include "cli/cli.h"
+#include "cli/cli_session.h"
+#include "demo/demo.h"
+#include "demo/demo_calls.h"
 
 namespace ph {
 
