@@ -58,7 +58,6 @@ void LockDescription(void* handle, REALpictureDescription* d) {
   Object* o = S().FindKind(handle, ObjectKind::Picture, "lockPictureDescription");
   if (!o || !d) return;
   ++o->locks;
-  ++S().locksTaken;
   d->pictureType = o->pictureType;
   d->pictureData = o->pictureType == kPictureTypeGdkDrawable ? o->pixmap : nullptr;
   d->width = o->width;

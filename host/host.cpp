@@ -642,12 +642,6 @@ void ToSlot(const Value& v, const std::string& what, Type type, const std::strin
 
 }  // namespace
 
-struct CallTarget {
-  const MethodInfo* method;
-  void* function;
-  bool useSetter;
-};
-
 static Value Invoke(Host::State& s, void* function, const std::string& label, const Declaration& d,
                     std::optional<void*> receiver, std::vector<Value>& args, const Value* assigned) {
   std::vector<ffi_type*> types;
@@ -727,16 +721,23 @@ static Value Invoke(Host::State& s, void* function, const std::string& label, co
   }
 }
 
-namespace {
-
-const MethodInfo* FindMethod(const std::vector<MethodInfo>& methods, const std::string& owner,
-                             const std::string& name, size_t count, bool needSetter) {
-  bool named = false;
+const MethodInfo* FindMethod(const std::vector<MethodInfo>& methods, const std::string& name, size_t count,
+                             bool needSetter, bool* named) {
+  if (named) *named = false;
   for (const MethodInfo& m : methods) {
     if (!SameName(m.declaration.name, name)) continue;
-    named = true;
+    if (named) *named = true;
     if (m.declaration.params.size() == count && (!needSetter || m.setter)) return &m;
   }
+  return nullptr;
+}
+
+namespace {
+
+const MethodInfo* MethodOrError(const std::vector<MethodInfo>& methods, const std::string& owner,
+                                const std::string& name, size_t count, bool needSetter) {
+  bool named = false;
+  if (const MethodInfo* m = FindMethod(methods, name, count, needSetter, &named)) return m;
   if (!named) throw HostError(owner + " has no method " + name);
   if (needSetter) throw HostError(owner + "." + name + " with " + std::to_string(count) + " argument(s) cannot be assigned");
   throw HostError(owner + "." + name + " takes no " + std::to_string(count) + " argument(s)");
@@ -787,7 +788,7 @@ const ClassInfo& ClassOfInstance(const Ref& instance) {
 
 Value Host::Call(const Ref& receiver, const std::string& name, std::vector<Value> args) {
   const ClassInfo& c = ExtensionOf(*s_, receiver);
-  const MethodInfo* m = FindMethod(c.methods, c.name, name, args.size(), false);
+  const MethodInfo* m = MethodOrError(c.methods, c.name, name, args.size(), false);
   return Activity(*s_, this, m->declaration.name, [&] {
     return Invoke(*s_, m->function, m->declaration.name, m->declaration, receiver.handle(), args, nullptr);
   });
@@ -795,14 +796,14 @@ Value Host::Call(const Ref& receiver, const std::string& name, std::vector<Value
 
 void Host::Assign(const Ref& receiver, const std::string& name, std::vector<Value> args, Value value) {
   const ClassInfo& c = ExtensionOf(*s_, receiver);
-  const MethodInfo* m = FindMethod(c.methods, c.name, name, args.size(), true);
+  const MethodInfo* m = MethodOrError(c.methods, c.name, name, args.size(), true);
   Activity(*s_, this, m->declaration.name + " setter", [&] {
     return Invoke(*s_, m->setter, m->declaration.name, m->declaration, receiver.handle(), args, &value);
   });
 }
 
 Value Host::CallGlobal(const std::string& name, std::vector<Value> args) {
-  const MethodInfo* m = FindMethod(s_->globals, "global", name, args.size(), false);
+  const MethodInfo* m = MethodOrError(s_->globals, "global", name, args.size(), false);
   return Activity(*s_, this, m->declaration.name, [&] {
     return Invoke(*s_, m->function, m->declaration.name, m->declaration, std::nullopt, args, nullptr);
   });
@@ -810,7 +811,7 @@ Value Host::CallGlobal(const std::string& name, std::vector<Value> args) {
 
 Value Host::CallMethod(const Ref& instance, const std::string& name, std::vector<Value> args) {
   const ClassInfo& c = ClassOfInstance(instance);
-  const MethodInfo* m = FindMethod(c.methods, c.name, name, args.size(), false);
+  const MethodInfo* m = MethodOrError(c.methods, c.name, name, args.size(), false);
   return Activity(*s_, this, c.name + "." + m->declaration.name, [&] {
     return Invoke(*s_, m->function, m->declaration.name, m->declaration, instance.handle(), args, nullptr);
   });
@@ -818,7 +819,7 @@ Value Host::CallMethod(const Ref& instance, const std::string& name, std::vector
 
 void Host::AssignMethod(const Ref& instance, const std::string& name, std::vector<Value> args, Value value) {
   const ClassInfo& c = ClassOfInstance(instance);
-  const MethodInfo* m = FindMethod(c.methods, c.name, name, args.size(), true);
+  const MethodInfo* m = MethodOrError(c.methods, c.name, name, args.size(), true);
   Activity(*s_, this, c.name + "." + m->declaration.name + " setter", [&] {
     return Invoke(*s_, m->setter, m->declaration.name, m->declaration, instance.handle(), args, &value);
   });
@@ -937,7 +938,5 @@ std::vector<std::string> Host::LeaksSince(uint64_t mark) const {
 
 int32_t Host::References(const Ref& object) const { return object ? object.get()->references : 0; }
 int32_t Host::Locks(const Ref& picture) const { return picture ? picture.get()->locks : 0; }
-uint64_t Host::LockCount() const { return s_->locksTaken; }
-uint64_t Host::ObjectsMade() const { return s_->nextId - 1; }
 
 }  // namespace ph
