@@ -159,11 +159,7 @@ int Batch(Host& host, const Options& o) {
   // The method or class is checked once, before the first file.
   std::vector<std::string> sidecars;  // memory-block parameters saved as OUT.NAME
   if (o.command == "call") {
-    std::vector<std::string> texts(o.arguments.begin() + 1, o.arguments.end());
-    bool usesInput = false;
-    for (const std::string& t : texts) usesInput |= t.find(kInputWord) != std::string::npos;
-    const Target t = FindCallTarget(host, o.arguments[0], texts.size(), true, usesInput);
-    for (const Param& p : t.method->declaration.params) {
+    for (const Param& p : FindCallTarget(host, o).method->declaration.params) {
       if (p.type == Type::MemoryBlock) sidecars.push_back(p.name);
     }
   } else {

@@ -72,9 +72,7 @@ void ExecuteCall(Host& host, const Options& o, Execution& e) {
   if (o.arguments.empty()) throw HostError("usage: picturehost call [--on IMAGE] NAME [ARG ...] [--out FILE]");
   const std::string& name = o.arguments[0];
   e.texts.assign(o.arguments.begin() + 1, o.arguments.end());
-  bool usesInput = false;
-  for (const std::string& t : e.texts) usesInput |= t.find(kInputWord) != std::string::npos;
-  e.target = FindCallTarget(host, name, e.texts.size(), o.on.has_value(), usesInput);
+  e.target = FindCallTarget(host, o);
   e.invoked.push_back({OwnerName(e.target.owner), e.target.method, false});
   for (std::string& t : e.texts) t = WithInput(t, o.on);
   Ref receiver;
@@ -257,6 +255,12 @@ Target FindCallTarget(const Host& host, const std::string& name, size_t count, b
   if (!named(picture) && usesInput) return {&Choose(host.GlobalMethods(), "", name, count), Owner::Global};
   if (!picture) throw HostError("the plug-in extends no Picture");
   return {&Choose(picture->methods, "Picture", name, count), Owner::Picture};
+}
+
+Target FindCallTarget(const Host& host, const Options& o) {
+  bool usesInput = false;
+  for (size_t i = 1; i < o.arguments.size(); ++i) usesInput |= o.arguments[i].find(kInputWord) != std::string::npos;
+  return FindCallTarget(host, o.arguments[0], o.arguments.size() - 1, o.on.has_value(), usesInput);
 }
 
 Value Convert(Host& host, const Param& p, const std::string& text) {

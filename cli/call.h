@@ -26,6 +26,8 @@ struct Target {
 // Where `call` finds NAME: the Picture extension, else (with --on) the
 // graphics extension or a global method that is given the input as %i.
 Target FindCallTarget(const Host& host, const std::string& name, size_t count, bool onPicture, bool usesInput);
+// The same for the NAME and arguments of a call line.
+Target FindCallTarget(const Host& host, const Options& o);
 
 // A method an execution invoked, or assigned through its setter.
 struct Invoked {

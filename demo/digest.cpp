@@ -5,6 +5,7 @@
 
 #include <filesystem>
 #include <iostream>
+#include <map>
 #include <regex>
 #include <set>
 #include <sstream>
