@@ -784,45 +784,41 @@ const ClassInfo& ClassOfInstance(const Ref& instance) {
   return *o->cls;
 }
 
+// Finds NAME among `methods` and calls it, or with a value its setter, as one
+// call of the caller, named `prefix` and the method's name in the accounting.
+Value CallNamed(Host::State& s, Host* host, const std::vector<MethodInfo>& methods, const std::string& owner,
+                const std::string& prefix, const std::string& name, std::optional<void*> receiver,
+                std::vector<Value>& args, const Value* assigned) {
+  const MethodInfo* m = MethodOrError(methods, owner, name, args.size(), assigned != nullptr);
+  return Activity(s, host, prefix + m->declaration.name + (assigned ? " setter" : ""), [&] {
+    return Invoke(s, assigned ? m->setter : m->function, m->declaration.name, m->declaration, receiver, args, assigned);
+  });
+}
+
 }  // namespace
 
 Value Host::Call(const Ref& receiver, const std::string& name, std::vector<Value> args) {
   const ClassInfo& c = ExtensionOf(*s_, receiver);
-  const MethodInfo* m = MethodOrError(c.methods, c.name, name, args.size(), false);
-  return Activity(*s_, this, m->declaration.name, [&] {
-    return Invoke(*s_, m->function, m->declaration.name, m->declaration, receiver.handle(), args, nullptr);
-  });
+  return CallNamed(*s_, this, c.methods, c.name, "", name, receiver.handle(), args, nullptr);
 }
 
 void Host::Assign(const Ref& receiver, const std::string& name, std::vector<Value> args, Value value) {
   const ClassInfo& c = ExtensionOf(*s_, receiver);
-  const MethodInfo* m = MethodOrError(c.methods, c.name, name, args.size(), true);
-  Activity(*s_, this, m->declaration.name + " setter", [&] {
-    return Invoke(*s_, m->setter, m->declaration.name, m->declaration, receiver.handle(), args, &value);
-  });
+  CallNamed(*s_, this, c.methods, c.name, "", name, receiver.handle(), args, &value);
 }
 
 Value Host::CallGlobal(const std::string& name, std::vector<Value> args) {
-  const MethodInfo* m = MethodOrError(s_->globals, "global", name, args.size(), false);
-  return Activity(*s_, this, m->declaration.name, [&] {
-    return Invoke(*s_, m->function, m->declaration.name, m->declaration, std::nullopt, args, nullptr);
-  });
+  return CallNamed(*s_, this, s_->globals, "global", "", name, std::nullopt, args, nullptr);
 }
 
 Value Host::CallMethod(const Ref& instance, const std::string& name, std::vector<Value> args) {
   const ClassInfo& c = ClassOfInstance(instance);
-  const MethodInfo* m = MethodOrError(c.methods, c.name, name, args.size(), false);
-  return Activity(*s_, this, c.name + "." + m->declaration.name, [&] {
-    return Invoke(*s_, m->function, m->declaration.name, m->declaration, instance.handle(), args, nullptr);
-  });
+  return CallNamed(*s_, this, c.methods, c.name, c.name + ".", name, instance.handle(), args, nullptr);
 }
 
 void Host::AssignMethod(const Ref& instance, const std::string& name, std::vector<Value> args, Value value) {
   const ClassInfo& c = ClassOfInstance(instance);
-  const MethodInfo* m = MethodOrError(c.methods, c.name, name, args.size(), true);
-  Activity(*s_, this, c.name + "." + m->declaration.name + " setter", [&] {
-    return Invoke(*s_, m->setter, m->declaration.name, m->declaration, instance.handle(), args, &value);
-  });
+  CallNamed(*s_, this, c.methods, c.name, c.name + ".", name, instance.handle(), args, &value);
 }
 
 namespace {
