@@ -8,6 +8,7 @@
 #include <unordered_map>
 
 #include "host/host_state.h"
+#include "plugin/entry_point_names.h"
 
 namespace ph {
 
@@ -57,7 +58,6 @@ void LockDescription(void* handle, REALpictureDescription* d) {
   Object* o = S().FindKind(handle, ObjectKind::Picture, "lockPictureDescription");
   if (!o || !d) return;
   ++o->locks;
-  ++S().locksTaken;
   d->pictureType = o->pictureType;
   d->pictureData = o->pictureType == kPictureTypeGdkDrawable ? o->pixmap : nullptr;
   d->width = o->width;
@@ -66,7 +66,7 @@ void LockDescription(void* handle, REALpictureDescription* d) {
   d->reserved[1] = 0;
 }
 
-void LockDescription3(void* handle, REALpictureDescription* d, int32_t) { LockDescription(handle, d); }
+void LockDescriptionWithFlags(void* handle, REALpictureDescription* d, int32_t) { LockDescription(handle, d); }
 
 void UnlockDescription(void* handle) {
   Object* o = S().FindKind(handle, ObjectKind::Picture, "unlockPictureDescription");
@@ -110,7 +110,7 @@ void DrawPicturePrimitive(void* graphics, void* source, const RB::Rect* rect, in
   g_object_unref(gc);
 }
 
-void DrawLine(void* graphics, int32_t x1, int32_t y1, int32_t x2, int32_t y2) {
+void GraphicsDrawLine(void* graphics, int32_t x1, int32_t y1, int32_t x2, int32_t y2) {
   Object* g = S().FindKind(graphics, ObjectKind::Graphics, "RuntimeGraphicsDrawLine");
   if (!g || !g->target) return;
   GdkGC* gc = gdk_gc_new(g->target->pixmap);
@@ -268,16 +268,27 @@ void* PathFromFolderItem(void* handle) {
 // --- Services this host has no use for -------------------------------------------------
 
 HostBool InRuntime() { return 1; }
-HostBool No() { return 0; }
-HostBool NoFor(void*) { return 0; }
-void* NothingFor(void*) { return nullptr; }
-void* NothingFor2(void*, void*) { return nullptr; }
-void* NothingAt(void*, int32_t) { return nullptr; }
-void DoNothing() {}
-void DoNothingWith2(void*, void*) {}
-int32_t NoElement(void*, int32_t) { return 0; }
-int32_t NoUpperBound(void*) { return -1; }
-void EmptyBounds(void*, RB::Rect* bounds) {
+HostBool InDebugMode() { return 0; }
+HostBool GetControlVisible(void*) { return 0; }
+HostBool GetControlEnabled(void*) { return 0; }
+HostBool GetTabPanelVisible(void*) { return 0; }
+HostBool IsHIViewWindow(void*) { return 0; }
+void* GetControlWindow(void*) { return nullptr; }
+void* GraphicsDC(void*) { return nullptr; }
+void* GetWindowHandle(void*) { return nullptr; }
+void* GetEventInstance(void*, void*) { return nullptr; }
+void* LoadGlobalMethod(void*, void*) { return nullptr; }
+void* LoadObjectMethod(void*, void*) { return nullptr; }
+void* SocketRead(void*, int32_t) { return nullptr; }
+void* SocketLookahead(void*, int32_t) { return nullptr; }
+void* ArrayString(void*, int32_t) { return nullptr; }
+void* ArrayObject(void*, int32_t) { return nullptr; }
+void MarkSocketUsage() {}
+void YieldToRB() {}
+void SocketWrite(void*, void*) {}
+int32_t ArrayInt(void*, int32_t) { return 0; }
+int32_t ArrayUBound(void*) { return -1; }
+void GetControlBounds(void*, RB::Rect* bounds) {
   if (bounds) *bounds = {};
 }
 
@@ -295,70 +306,13 @@ void* Address(F* f) {
 
 }  // namespace
 
+// Every name of the list is answered by the function of the same name above.
 void* ResolveEntryPoint(const std::string& name) {
-  static const std::unordered_map<std::string, void*> kEntries = {
-      {"RegisterPluginVersion", Address(RegisterPluginVersion)},
-      {"REALGetRBVersion", Address(GetRBVersion)},
-      {"PluginRegisterClass", Address(RegisterClass)},
-      {"PluginRegisterClassExtension", Address(RegisterClassExtension)},
-      {"PluginRegisterMethod", Address(RegisterMethod)},
-      {"PluginRegisterControl", Address(RegisterControl)},
-      {"PluginRegisterModule", Address(RegisterModule)},
-      {"REALLockObject", Address(LockObject)},
-      {"REALUnlockObject", Address(UnlockObject)},
-      {"lockPictureDescription", Address(LockDescription)},
-      {"REALLockPictureDescription", Address(LockDescription3)},
-      {"unlockPictureDescription", Address(UnlockDescription)},
-      {"newPicture", Address(NewPicture)},
-      {"pluginPictureGraphicsGetter", Address(PictureGraphics)},
-      {"REALDrawPicturePrimitive", Address(DrawPicturePrimitive)},
-      {"REALBuildPictureFromBuffer", Address(BuildPictureFromBuffer)},
-      {"REALGetPictureMask", Address(GetPictureMask)},
-      {"PluginNewInstance", Address(NewInstance)},
-      {"newMemoryBlock", Address(NewMemoryBlock)},
-      {"memoryBlockGetPtr", Address(MemoryBlockGetPtr)},
-      {"memoryBlockGetSize", Address(MemoryBlockGetSize)},
-      {"PtrToMemoryBlock", Address(PtrToMemoryBlock)},
-      {"REALBuildString", Address(BuildString)},
-      {"REALSetStringEncoding", Address(SetStringEncoding)},
-      {"REALGetStringEncoding", Address(GetStringEncoding)},
-      {"REALConvertString", Address(ConvertString)},
-      {"REALLockString", Address(LockString)},
-      {"REALUnlockString", Address(UnlockString)},
-      {"REALGetFontEncoding", Address(GetFontEncoding)},
-      {"REALpathFromFolderItem", Address(PathFromFolderItem)},
-      {"FolderItemFromPath", Address(FolderItemFromPath)},
-      {"REALinRuntime", Address(InRuntime)},
-      {"RuntimeGraphicsDrawLine", Address(DrawLine)},
-      {"REALBuildPictureFromGWorld", Address(BuildPictureFromGWorld)},
-      {"GetEventInstance", Address(NothingFor2)},
-      {"GetControlBounds", Address(EmptyBounds)},
-      {"GetControlVisible", Address(NoFor)},
-      {"REALGetControlEnabled", Address(NoFor)},
-      {"getControlWindow", Address(NothingFor)},
-      {"PluginMarkSocketUsage", Address(DoNothing)},
-      {"pluginSocketRead", Address(NothingAt)},
-      {"SocketWrite", Address(DoNothingWith2)},
-      {"pluginSocketLookahead", Address(NothingAt)},
-      {"RuntimeMsgBox", Address(MessageBox)},
-      {"RuntimeRaiseException", Address(RaiseException)},
-      {"RuntimeUBound", Address(NoUpperBound)},
-      {"RuntimeDirectReadIntArray", Address(NoElement)},
-      {"RuntimeDirectReadStringArray", Address(NothingAt)},
-      {"RuntimeDirectReadObjectArray", Address(NothingAt)},
-      {"GetTabPanelVisible", Address(NoFor)},
-      {"REALYieldToRB", Address(DoNothing)},
-      {"REALIsHIViewWindow", Address(NoFor)},
-      {"REALInDebugMode", Address(No)},
-      {"REALGraphicsDC", Address(NothingFor)},
-      {"REALLoadGlobalMethod", Address(NothingFor2)},
-      {"REALLoadObjectMethod", Address(NothingFor2)},
-      {"REALGetPropValueInt", Address(GetPropValueInt)},
-      {"REALSetPropValueString", Address(SetPropValueString)},
-      {"REALGetWindowHandle", Address(NothingFor)},
-  };
-  auto it = kEntries.find(name);
-  return it == kEntries.end() ? nullptr : it->second;
+#define PICTURE_SERVICE(id, text) {text, Address(id)},
+  static const std::unordered_map<std::string, void*> kServices = {PICTURE_ENTRY_POINTS(PICTURE_SERVICE)};
+#undef PICTURE_SERVICE
+  auto it = kServices.find(name);
+  return it == kServices.end() ? nullptr : it->second;
 }
 
 }  // namespace ph

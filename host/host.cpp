@@ -642,12 +642,6 @@ void ToSlot(const Value& v, const std::string& what, Type type, const std::strin
 
 }  // namespace
 
-struct CallTarget {
-  const MethodInfo* method;
-  void* function;
-  bool useSetter;
-};
-
 static Value Invoke(Host::State& s, void* function, const std::string& label, const Declaration& d,
                     std::optional<void*> receiver, std::vector<Value>& args, const Value* assigned) {
   std::vector<ffi_type*> types;
@@ -727,16 +721,23 @@ static Value Invoke(Host::State& s, void* function, const std::string& label, co
   }
 }
 
-namespace {
-
-const MethodInfo* FindMethod(const std::vector<MethodInfo>& methods, const std::string& owner,
-                             const std::string& name, size_t count, bool needSetter) {
-  bool named = false;
+const MethodInfo* FindMethod(const std::vector<MethodInfo>& methods, const std::string& name, size_t count,
+                             bool needSetter, bool* named) {
+  if (named) *named = false;
   for (const MethodInfo& m : methods) {
     if (!SameName(m.declaration.name, name)) continue;
-    named = true;
+    if (named) *named = true;
     if (m.declaration.params.size() == count && (!needSetter || m.setter)) return &m;
   }
+  return nullptr;
+}
+
+namespace {
+
+const MethodInfo* MethodOrError(const std::vector<MethodInfo>& methods, const std::string& owner,
+                                const std::string& name, size_t count, bool needSetter) {
+  bool named = false;
+  if (const MethodInfo* m = FindMethod(methods, name, count, needSetter, &named)) return m;
   if (!named) throw HostError(owner + " has no method " + name);
   if (needSetter) throw HostError(owner + "." + name + " with " + std::to_string(count) + " argument(s) cannot be assigned");
   throw HostError(owner + "." + name + " takes no " + std::to_string(count) + " argument(s)");
@@ -783,45 +784,41 @@ const ClassInfo& ClassOfInstance(const Ref& instance) {
   return *o->cls;
 }
 
+// Finds NAME among `methods` and calls it, or with a value its setter, as one
+// call of the caller, named `prefix` and the method's name in the accounting.
+Value CallNamed(Host::State& s, Host* host, const std::vector<MethodInfo>& methods, const std::string& owner,
+                const std::string& prefix, const std::string& name, std::optional<void*> receiver,
+                std::vector<Value>& args, const Value* assigned) {
+  const MethodInfo* m = MethodOrError(methods, owner, name, args.size(), assigned != nullptr);
+  return Activity(s, host, prefix + m->declaration.name + (assigned ? " setter" : ""), [&] {
+    return Invoke(s, assigned ? m->setter : m->function, m->declaration.name, m->declaration, receiver, args, assigned);
+  });
+}
+
 }  // namespace
 
 Value Host::Call(const Ref& receiver, const std::string& name, std::vector<Value> args) {
   const ClassInfo& c = ExtensionOf(*s_, receiver);
-  const MethodInfo* m = FindMethod(c.methods, c.name, name, args.size(), false);
-  return Activity(*s_, this, m->declaration.name, [&] {
-    return Invoke(*s_, m->function, m->declaration.name, m->declaration, receiver.handle(), args, nullptr);
-  });
+  return CallNamed(*s_, this, c.methods, c.name, "", name, receiver.handle(), args, nullptr);
 }
 
 void Host::Assign(const Ref& receiver, const std::string& name, std::vector<Value> args, Value value) {
   const ClassInfo& c = ExtensionOf(*s_, receiver);
-  const MethodInfo* m = FindMethod(c.methods, c.name, name, args.size(), true);
-  Activity(*s_, this, m->declaration.name + " setter", [&] {
-    return Invoke(*s_, m->setter, m->declaration.name, m->declaration, receiver.handle(), args, &value);
-  });
+  CallNamed(*s_, this, c.methods, c.name, "", name, receiver.handle(), args, &value);
 }
 
 Value Host::CallGlobal(const std::string& name, std::vector<Value> args) {
-  const MethodInfo* m = FindMethod(s_->globals, "global", name, args.size(), false);
-  return Activity(*s_, this, m->declaration.name, [&] {
-    return Invoke(*s_, m->function, m->declaration.name, m->declaration, std::nullopt, args, nullptr);
-  });
+  return CallNamed(*s_, this, s_->globals, "global", "", name, std::nullopt, args, nullptr);
 }
 
 Value Host::CallMethod(const Ref& instance, const std::string& name, std::vector<Value> args) {
   const ClassInfo& c = ClassOfInstance(instance);
-  const MethodInfo* m = FindMethod(c.methods, c.name, name, args.size(), false);
-  return Activity(*s_, this, c.name + "." + m->declaration.name, [&] {
-    return Invoke(*s_, m->function, m->declaration.name, m->declaration, instance.handle(), args, nullptr);
-  });
+  return CallNamed(*s_, this, c.methods, c.name, c.name + ".", name, instance.handle(), args, nullptr);
 }
 
 void Host::AssignMethod(const Ref& instance, const std::string& name, std::vector<Value> args, Value value) {
   const ClassInfo& c = ClassOfInstance(instance);
-  const MethodInfo* m = FindMethod(c.methods, c.name, name, args.size(), true);
-  Activity(*s_, this, c.name + "." + m->declaration.name + " setter", [&] {
-    return Invoke(*s_, m->setter, m->declaration.name, m->declaration, instance.handle(), args, &value);
-  });
+  CallNamed(*s_, this, c.methods, c.name, c.name + ".", name, instance.handle(), args, &value);
 }
 
 namespace {
@@ -937,7 +934,5 @@ std::vector<std::string> Host::LeaksSince(uint64_t mark) const {
 
 int32_t Host::References(const Ref& object) const { return object ? object.get()->references : 0; }
 int32_t Host::Locks(const Ref& picture) const { return picture ? picture.get()->locks : 0; }
-uint64_t Host::LockCount() const { return s_->locksTaken; }
-uint64_t Host::ObjectsMade() const { return s_->nextId - 1; }
 
 }  // namespace ph

@@ -126,6 +126,12 @@ struct ClassInfo {
   std::vector<MethodInfo> methods;
 };
 
+// The method of `methods` named `name` (in any case) that takes `count`
+// arguments and, when `needSetter`, can be assigned; null when there is none.
+// `named`, when given, tells whether any method has that name.
+const MethodInfo* FindMethod(const std::vector<MethodInfo>& methods, const std::string& name, size_t count,
+                             bool needSetter = false, bool* named = nullptr);
+
 class Host {
  public:
   explicit Host(HostOptions options = {});
@@ -189,8 +195,6 @@ class Host {
   std::vector<std::string> LeaksSince(uint64_t mark) const;
   int32_t References(const Ref& object) const;  // the count, the caller's own included
   int32_t Locks(const Ref& picture) const;
-  uint64_t LockCount() const;     // description locks taken in all
-  uint64_t ObjectsMade() const;   // host objects made in all
 
   struct State;  // host_state.h
   State& state() { return *s_; }

@@ -84,7 +84,6 @@ struct Host::State {
   std::map<uint64_t, std::unique_ptr<Object>> objects;  // by id, dead ones until purged
   std::unordered_map<void*, Object*> byHandle;
   uint64_t nextId = 1;
-  uint64_t locksTaken = 0;
   std::vector<std::string> problems;
   std::string activity = "registration";  // the call running now
   int depth = 0;                          // nesting of host-made calls

@@ -1,6 +1,7 @@
 // The exported entry point and the registration sequence.
 #include <cstdlib>
 
+#include "plugin/entry_point_names.h"
 #include "plugin/host_calls.h"
 #include "plugin/registration.h"
 
@@ -41,34 +42,34 @@ void Register(void (*&slot)(Record*), const char* name, Record* record) {
 
 void REALRegisterClass(REALclassDefinition* record) {
   static void (*slot)(REALclassDefinition*) = nullptr;
-  Register(slot, "PluginRegisterClass", record);
+  Register(slot, entry_point::RegisterClass, record);
 }
 
 void REALRegisterClassExtension(REALclassDefinition* record) {
   static void (*slot)(REALclassDefinition*) = nullptr;
-  Register(slot, "PluginRegisterClassExtension", record);
+  Register(slot, entry_point::RegisterClassExtension, record);
 }
 
 void REALRegisterMethod(REALmethodDefinition* method) {
   static void (*slot)(REALmethodDefinition*) = nullptr;
-  Register(slot, "PluginRegisterMethod", method);
+  Register(slot, entry_point::RegisterMethod, method);
 }
 
 void REALRegisterControl(REALcontrol* record) {
   static void (*slot)(REALcontrol*) = nullptr;
-  Register(slot, "PluginRegisterControl", record);
+  Register(slot, entry_point::RegisterControl, record);
 }
 
 void REALRegisterModule(REALmoduleDefinition* record) {
   static void (*slot)(REALmoduleDefinition*) = nullptr;
-  Register(slot, "PluginRegisterModule", record);
+  Register(slot, entry_point::RegisterModule, record);
 }
 
 void PluginStart(const char* name) { rbpluginname = name; }
 
 extern "C" void REALPluginMain(void* (*resolver)(const char*)) {
   gResolver = resolver;
-  if (auto announce = reinterpret_cast<void (*)(int32_t)>(HCallResolver("RegisterPluginVersion"))) {
+  if (auto announce = reinterpret_cast<void (*)(int32_t)>(HCallResolver(entry_point::RegisterPluginVersion))) {
     announce(9);
   }
   PluginEntry();

@@ -1,13 +1,16 @@
 // docs/api.md against the registrations of the built plug-in: every
 // registered declaration and property documented under its owner, nothing
 // documented that is not registered, and every example line a call that the
-// command line can make.
-#include <algorithm>
+// command line runs.
+#include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <map>
 #include <set>
 
+#include "cli/call.h"
 #include "tests/support/host_fixture.h"
+#include "tests/support/picturehost_run.h"
 
 namespace {
 
@@ -101,74 +104,37 @@ std::vector<std::string> ShellWords(const std::string& text) {
   return words;
 }
 
-// "Name(a,b)" -> name and the number of arguments.
-std::pair<std::string, size_t> CallShape(const std::string& text) {
-  const size_t open = text.find('(');
-  if (open == std::string::npos) return {text, 0};
-  const std::string inside = text.substr(open + 1, text.size() - open - 2);
-  return {text.substr(0, open), inside.empty() ? 0 : size_t(std::count(inside.begin(), inside.end(), ',')) + 1};
-}
-
-const ph::MethodInfo* Find(const std::vector<ph::MethodInfo>& methods, const std::string& name, size_t count) {
-  for (const ph::MethodInfo& m : methods)
-    if (m.declaration.name == name && m.declaration.params.size() == count) return &m;
-  return nullptr;
-}
-
-// Why the example cannot run as written, or "" when it can.
-std::string CheckExample(ph::Host& host, const std::vector<std::string>& words) {
-  if (words.size() < 3 || words[0] != "picturehost") return "not a picturehost line";
-  std::map<std::string, std::string> options;
-  std::vector<std::string> sets, positional;
-  for (size_t i = 2; i < words.size(); ++i) {
-    if (words[i].rfind("--", 0) != 0) positional.push_back(words[i]);
-    else if (i + 1 >= words.size()) return words[i] + " without a value";
-    else if (words[i] == "--set") sets.push_back(words[++i]);
-    else options[words[i]] = words[i + 1], ++i;
-  }
-  if (positional.empty()) return "no method or class";
-  if (words[1] == "call") {
-    const size_t count = positional.size() - 1;
-    if (!options.count("--on")) return Find(host.GlobalMethods(), positional[0], count) ? "" : "no such global";
-    for (const char* owner : {"Picture", "graphics"})
-      if (Find(host.FindClass(owner)->methods, positional[0], count)) return "";
-    return "no such Picture or graphics method";
-  }
-  const ph::ClassInfo* c = words[1] == "run" ? host.FindClass(positional[0]) : nullptr;
-  if (!c || c->extension) return "no class " + positional[0];
-  if (options.count("--from")) {
-    const auto [name, count] = CallShape(options["--from"]);
-    const ph::MethodInfo* m = Find(host.GlobalMethods(), name, count);
-    if (!m || m->declaration.resultName != c->name) return "no factory " + options["--from"] + " of " + c->name;
-  }
-  for (const std::string& s : sets) {
-    const size_t close = s.find(')');
-    const auto [name, count] = CallShape(s.substr(0, s.find('=', close == std::string::npos ? 0 : close)));
-    const bool property = count == 0 && std::any_of(c->properties.begin(), c->properties.end(),
-                                                    [&](const ph::PropertyInfo& p) { return p.name == name; });
-    const ph::MethodInfo* m = Find(c->methods, name, count);
-    if (!property && !(m && m->setter)) return "nothing assignable named " + s;
-  }
-  for (size_t i = 1; i < positional.size(); ++i) {
-    const auto [name, count] = CallShape(positional[i]);
-    if (!Find(c->methods, name, count)) return "no method " + positional[i] + " of " + c->name;
-  }
-  return "";
-}
-
-// Each entry has an example that uses it, and every example is a call the
-// command line can make.
-TEST_F(ApiDoc, ExamplesAreCallsTheCommandLineCanMake) {
+// Each entry has an example that calls it, and every example runs the way
+// the command line runs it (in a scratch directory that sees the source
+// tree's tests/ folder for its data files): a nil result is fine, bad input
+// is not.
+TEST_F(ApiDoc, ExamplesRunAndCallTheirEntries) {
+  TempDir dir("api-examples");
+  std::filesystem::create_directory_symlink(std::filesystem::path(PICTURE_SOURCE_DIR) / "tests", dir.path() / "tests");
+  const std::filesystem::path saved = std::filesystem::current_path();
+  std::filesystem::current_path(dir.path());
   for (const Entry& e : ReadDoc().entries) {
-    const std::string name = e.key.second.substr(0, e.key.second.find_first_of("( "));
     bool uses = false;
     for (const std::string& x : e.examples) {
       const std::vector<std::string> words = ShellWords(x);
-      EXPECT_EQ(CheckExample(host(), words), "") << "line " << e.line << ": " << x;
-      for (const std::string& w : words) uses |= w == name || w.rfind(name + "(", 0) == 0;
+      ph::Execution run;
+      std::ostringstream printed;
+      try {
+        const ph::Options o = ph::ParseOptions({words.begin() + 1, words.end()});
+        ph::Execute(host(), o, run);
+        ph::Deliver(host(), o, run, printed);
+      } catch (const ph::NilResult&) {
+      } catch (const std::exception& error) {
+        ADD_FAILURE() << "line " << e.line << ": " << x << ": " << error.what();
+      }
+      for (const ph::Invoked& i : run.invoked) {
+        const bool extension = i.owner == "Picture" || i.owner == "graphics" || i.owner == "global";
+        uses |= (extension ? i.owner : "class:" + i.owner) == e.key.first && i.method->declaration.text == e.key.second;
+      }
     }
-    EXPECT_TRUE(uses) << "line " << e.line << ": no example calls " << name;
+    EXPECT_TRUE(uses) << "line " << e.line << ": no example calls " << e.key.second;
   }
+  std::filesystem::current_path(saved);
 }
 
 }  // namespace

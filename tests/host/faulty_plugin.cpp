@@ -2,6 +2,7 @@
 // checks: each must be reported, never pass unseen or crash the host.
 #include <cstdint>
 
+#include "plugin/entry_point_names.h"
 #include "plugin/host_interface.h"
 
 namespace {
@@ -15,13 +16,13 @@ F Entry(const char* name) {
 
 // Drops references to its receiver that it never took.
 void Release(REALobjectStruct* self, int32_t times) {
-  while (times-- > 0) Entry<void (*)(void*)>("REALUnlockObject")(self);
+  while (times-- > 0) Entry<void (*)(void*)>(entry_point::UnlockObject)(self);
 }
 
 // Writes the byte after the block's last one.
 void WritePastBlock(REALmemoryBlockStruct* block) {
-  auto* bytes = Entry<uint8_t* (*)(void*)>("memoryBlockGetPtr")(block);
-  bytes[Entry<int32_t (*)(void*)>("memoryBlockGetSize")(block)] = 1;
+  auto* bytes = Entry<uint8_t* (*)(void*)>(entry_point::MemoryBlockGetPtr)(block);
+  bytes[Entry<int32_t (*)(void*)>(entry_point::MemoryBlockGetSize)(block)] = 1;
 }
 
 // Reads the byte after the string's content.
@@ -55,11 +56,11 @@ extern "C" __attribute__((visibility("default"))) void REALPluginMain(void* (*re
   picture.name = "Picture";
   picture.methods = gPictureMethods;
   picture.methodCount = 1;
-  Entry<void (*)(REALclassDefinition*)>("PluginRegisterClassExtension")(&picture);
+  Entry<void (*)(REALclassDefinition*)>(entry_point::RegisterClassExtension)(&picture);
   gOverrun.version = kRecordVersion;
   gOverrun.name = "OverrunQVT";
   gOverrun.dataSize = 4;
   gOverrun.constructor = WritePastInstance;
-  Entry<void (*)(REALclassDefinition*)>("PluginRegisterClass")(&gOverrun);
-  for (REALmethodDefinition& m : gGlobals) Entry<void (*)(REALmethodDefinition*)>("PluginRegisterMethod")(&m);
+  Entry<void (*)(REALclassDefinition*)>(entry_point::RegisterClass)(&gOverrun);
+  for (REALmethodDefinition& m : gGlobals) Entry<void (*)(REALmethodDefinition*)>(entry_point::RegisterMethod)(&m);
 }

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "host/host_state.h"
+#include "plugin/entry_point_names.h"
 #include "plugin/host_calls.h"
 
 namespace {
@@ -28,39 +29,39 @@ F Real(const char* name) {
 
 void LoggedLock(void* picture, REALpictureDescription* d) {
   if (gHooks.active) gHooks.events.push_back({true, picture});
-  Real<void (*)(void*, REALpictureDescription*)>("lockPictureDescription")(picture, d);
+  Real<void (*)(void*, REALpictureDescription*)>(entry_point::LockDescription)(picture, d);
 }
 void LoggedUnlock(void* picture) {
   if (gHooks.active) gHooks.events.push_back({false, picture});
-  Real<void (*)(void*)>("unlockPictureDescription")(picture);
+  Real<void (*)(void*)>(entry_point::UnlockDescription)(picture);
 }
 void* MaybeNewPicture(int32_t w, int32_t h, int32_t depth) {
-  return gHooks.refuseNewPictures ? nullptr : Real<void* (*)(int32_t, int32_t, int32_t)>("newPicture")(w, h, depth);
+  return gHooks.refuseNewPictures ? nullptr : Real<void* (*)(int32_t, int32_t, int32_t)>(entry_point::NewPicture)(w, h, depth);
 }
 void* MaybeBuild(int32_t w, int32_t h, int32_t type, void* buffer, int32_t rowBytes) {
   if (++gHooks.builds >= gHooks.failBuildsFrom && gHooks.failBuildsFrom > 0) return nullptr;
-  return Real<void* (*)(int32_t, int32_t, int32_t, void*, int32_t)>("REALBuildPictureFromBuffer")(w, h, type, buffer, rowBytes);
+  return Real<void* (*)(int32_t, int32_t, int32_t, void*, int32_t)>(entry_point::BuildPictureFromBuffer)(w, h, type, buffer, rowBytes);
 }
 void* MaybeConvert(void* text, uint32_t encoding) {
-  return gHooks.failConversions ? nullptr : Real<void* (*)(void*, uint32_t)>("REALConvertString")(text, encoding);
+  return gHooks.failConversions ? nullptr : Real<void* (*)(void*, uint32_t)>(entry_point::ConvertString)(text, encoding);
 }
 void* MaybeBlockData(void* block) {
-  return gHooks.hideBlockData ? nullptr : Real<void* (*)(void*)>("memoryBlockGetPtr")(block);
+  return gHooks.hideBlockData ? nullptr : Real<void* (*)(void*)>(entry_point::MemoryBlockGetPtr)(block);
 }
 double CountedVersion() {
   ++gVersionQuestions;
-  return Real<double (*)()>("REALGetRBVersion")();
+  return Real<double (*)()>(entry_point::GetRBVersion)();
 }
 
 void* Resolve(const char* name) {
   static const std::pair<const char*, void*> kHooks[] = {
-      {"lockPictureDescription", reinterpret_cast<void*>(LoggedLock)},
-      {"unlockPictureDescription", reinterpret_cast<void*>(LoggedUnlock)},
-      {"newPicture", reinterpret_cast<void*>(MaybeNewPicture)},
-      {"REALBuildPictureFromBuffer", reinterpret_cast<void*>(MaybeBuild)},
-      {"REALConvertString", reinterpret_cast<void*>(MaybeConvert)},
-      {"memoryBlockGetPtr", reinterpret_cast<void*>(MaybeBlockData)},
-      {"REALGetRBVersion", reinterpret_cast<void*>(CountedVersion)}};
+      {entry_point::LockDescription, reinterpret_cast<void*>(LoggedLock)},
+      {entry_point::UnlockDescription, reinterpret_cast<void*>(LoggedUnlock)},
+      {entry_point::NewPicture, reinterpret_cast<void*>(MaybeNewPicture)},
+      {entry_point::BuildPictureFromBuffer, reinterpret_cast<void*>(MaybeBuild)},
+      {entry_point::ConvertString, reinterpret_cast<void*>(MaybeConvert)},
+      {entry_point::MemoryBlockGetPtr, reinterpret_cast<void*>(MaybeBlockData)},
+      {entry_point::GetRBVersion, reinterpret_cast<void*>(CountedVersion)}};
   for (const auto& [hooked, address] : kHooks)
     if (!std::strcmp(name, hooked)) return address;
   return ph::ResolveEntryPoint(name);

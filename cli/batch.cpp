@@ -13,8 +13,9 @@
 #include <map>
 #include <sstream>
 
-#include "host/cli.h"
-#include "host/cli_session.h"
+#include "cli/batch.h"
+#include "cli/call.h"
+#include "cli/cli.h"
 
 namespace ph {
 
@@ -143,53 +144,48 @@ class Progress {
 
 }  // namespace
 
-int Cli::Batch() {
-  if (o_.command == "call" && o_.arguments.empty()) {
+int Batch(Host& host, const Options& o) {
+  if (o.command == "call" && o.arguments.empty()) {
     throw HostError("usage: picturehost call --on FILE|PATTERN ... NAME [ARG ...] [--out PATTERN]");
   }
-  if (o_.command == "run" && o_.arguments.empty()) {
+  if (o.command == "run" && o.arguments.empty()) {
     throw HostError("usage: picturehost run CLASS --on FILE|PATTERN ... [--set P=V ...] [CALL ...] [--out PATTERN]");
   }
-  if (o_.out && o_.out->find("%n") == std::string::npos) {
-    throw HostError("--out needs %n (the input's base name) when several pictures are processed: " + *o_.out);
+  if (o.out && o.out->find("%n") == std::string::npos) {
+    throw HostError("--out needs %n (the input's base name) when several pictures are processed: " + *o.out);
   }
-  if (o_.out) ExpandOutput(*o_.out, "check");  // refuses a bad pattern before any work
+  if (o.out) ExpandOutput(*o.out, "check");  // refuses a bad pattern before any work
 
   // The method or class is checked once, before the first file.
   std::vector<std::string> sidecars;  // memory-block parameters saved as OUT.NAME
-  if (o_.command == "call") {
-    std::vector<std::string> texts(o_.arguments.begin() + 1, o_.arguments.end());
-    bool usesInput = false;
-    for (const std::string& t : texts) usesInput |= t.find(kInputWord) != std::string::npos;
-    const Target t = FindCallTarget(o_.arguments[0], texts.size(), true, usesInput);
-    for (const Param& p : t.method->declaration.params) {
+  if (o.command == "call") {
+    for (const Param& p : FindCallTarget(host, o).method->declaration.params) {
       if (p.type == Type::MemoryBlock) sidecars.push_back(p.name);
     }
   } else {
-    const ClassInfo* c = host_->FindClass(o_.arguments[0]);
-    if (!c || c->extension) throw HostError("unknown class " + o_.arguments[0]);
+    const ClassInfo* c = host.FindClass(o.arguments[0]);
+    if (!c || c->extension) throw HostError("unknown class " + o.arguments[0]);
   }
 
   std::vector<std::string> unmatched;
-  const std::vector<std::string> files = ExpandInputs(o_.inputs, unmatched);
+  const std::vector<std::string> files = ExpandInputs(o.inputs, unmatched);
   std::vector<std::string> failures;
   for (const std::string& u : unmatched) failures.push_back(u + ": no file matches this pattern");
   std::vector<std::string> nils;
   std::map<std::string, std::string> written;  // output identity -> the input that made it
 
-  Progress progress(o_.progress || isatty(STDERR_FILENO), files.size());
+  Progress progress(o.progress || isatty(STDERR_FILENO), files.size());
   progress.Show(0);
   for (size_t i = 0; i < files.size(); ++i) {
     const std::string& file = files[i];
-    Options one = o_;
+    Options one = o;
     one.on = file;
     one.inputs = {file};
     std::ostringstream output;
-    std::streambuf* saved = std::cout.rdbuf(output.rdbuf());
     std::vector<std::string> outputs;
     try {
-      if (o_.out) {
-        one.out = ExpandOutput(*o_.out, file);
+      if (o.out) {
+        one.out = ExpandOutput(*o.out, file);
         outputs.push_back(*one.out);
         for (const std::string& s : sidecars) outputs.push_back(*one.out + "." + s);
         for (const std::string& out : outputs) {
@@ -202,18 +198,13 @@ int Cli::Batch() {
           }
         }
       }
-      if (o_.command == "call") {
-        Call(one);
-      } else {
-        RunClass(one);
-      }
+      Perform(host, one, output);
       for (const std::string& out : outputs) written[Identity(out)] = file;
     } catch (const NilResult& e) {
       nils.push_back(file + ": " + e.what());
     } catch (const std::exception& e) {
       failures.push_back(file + ": " + e.what());
     }
-    std::cout.rdbuf(saved);
     // Each result line is printed with the input it belongs to.
     std::istringstream lines(output.str());
     std::string line;

@@ -1,7 +1,7 @@
 #include <string>
 #include <vector>
 
-#include "host/cli.h"
+#include "cli/cli.h"
 
 // In a sanitizer build an error report ends the process with its own status,
 // kExitSanitizer, apart from bad input (1). The runtimes ask these hooks for

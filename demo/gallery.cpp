@@ -9,7 +9,7 @@
 #include <algorithm>
 #include <string>
 
-#include "host/demo.h"
+#include "demo/demo.h"
 #include "host/host.h"
 
 namespace ph {

@@ -1,11 +1,9 @@
-// `picturehost demo`: every line of kDemoCalls on one input picture, then a
-// call made up from the declaration for every registered method, global
-// method and class that no line reaches. Each picture result is saved as PNG
+// `picturehost demo`: every shown line of the listed calls (demo/calls.cpp)
+// on one input picture, then a call made up from the declaration for every
+// registered method, global method and class that no line reaches. Each picture result is saved as PNG
 // under a name made from the method and its arguments; the records of all
 // calls become index.html and the contact sheet gallery.png, and one summary
 // line per call is printed.
-#include <strings.h>
-
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -14,10 +12,10 @@
 #include <map>
 #include <set>
 
-#include "host/cli.h"
-#include "host/cli_session.h"
-#include "host/demo.h"
-#include "host/demo_calls.h"
+#include "cli/call.h"
+#include "cli/cli.h"
+#include "demo/calls.h"
+#include "demo/demo.h"
 
 namespace ph {
 
@@ -26,23 +24,6 @@ namespace {
 namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
 
-bool Same(const std::string& a, const std::string& b) { return strcasecmp(a.c_str(), b.c_str()) == 0; }
-
-const MethodInfo* Named(const ClassInfo* c, const std::string& name) {
-  if (!c) return nullptr;
-  for (const MethodInfo& m : c->methods) {
-    if (Same(m.declaration.name, name)) return &m;
-  }
-  return nullptr;
-}
-
-bool HasProperty(const ClassInfo& c, const std::string& name) {
-  for (const PropertyInfo& p : c.properties) {
-    if (p.name == name) return true;
-  }
-  return false;
-}
-
 // A file name stem from a command line: the words joined by "_", every
 // character but letters, digits, '.' and '-' turned into '_'.
 std::string Stem(const std::vector<std::string>& line) {
@@ -50,7 +31,7 @@ std::string Stem(const std::vector<std::string>& line) {
   for (size_t i = 1; i < line.size(); ++i) {
     if (line[i] == "--set" || line[i] == "--from") continue;
     std::string word = line[i];
-    if (word.rfind("$OUT/", 0) == 0) word = word.substr(5);
+    for (size_t at = word.find(kInputWord); at != std::string::npos; at = word.find(kInputWord)) word.replace(at, 2, "$SAMPLE");
     if (!name.empty()) name += "_";
     for (char ch : word) name += std::isalnum(static_cast<unsigned char>(ch)) || ch == '.' || ch == '-' ? ch : '_';
   }
@@ -60,11 +41,8 @@ std::string Stem(const std::vector<std::string>& line) {
 }
 
 // How an argument of a listed line reads on the page and in the summary.
-std::string Readable(const std::string& word) {
-  if (word == "$SAMPLE") return "input";
-  if (word.rfind("$OUT/", 0) == 0) return word.substr(5);
-  std::string text = word;
-  for (size_t at = text.find("$SAMPLE"); at != std::string::npos; at = text.find("$SAMPLE")) text.replace(at, 7, "input");
+std::string Readable(std::string text) {
+  for (size_t at = text.find(kInputWord); at != std::string::npos; at = text.find(kInputWord)) text.replace(at, 2, "input");
   return text;
 }
 
@@ -117,31 +95,45 @@ std::string DefaultArgument(const Param& p, int32_t width, int32_t height) {
     case Type::Double: return "0.5";
     case Type::Boolean: return "true";
     case Type::Color: return "&c808080";
-    case Type::Picture: return "$SAMPLE";
+    case Type::Picture: return kInputWord;
     case Type::MemoryBlock: return "zeros:" + std::to_string(int64_t{width} * height * 4 + 64);
-    case Type::String: return "$OUT/PicturetoBinaryStringQVT_SAMPLE.bin";
+    case Type::String: return "@ppic";  // the binary string of the listed calls
     default: return "nil";
   }
 }
 
 class DemoRunner {
  public:
-  DemoRunner(Cli& cli, std::string dir, std::string input, int32_t width, int32_t height)
-      : cli_(cli), host_(cli.host()), dir_(std::move(dir)), input_(std::move(input)), width_(width), height_(height) {}
+  DemoRunner(Host& host, std::string dir, std::string input, int32_t width, int32_t height)
+      : host_(host), dir_(std::move(dir)), input_(std::move(input)), width_(width), height_(height) {}
 
-  DemoItem Run(const std::vector<std::string>& line, bool added) {
+  // `words` as listed (a call line without --out), or made up; `label` names
+  // the line's saved result for later lines (@label).
+  DemoItem Run(const std::vector<std::string>& words, bool added, const std::string& label = "") {
     DemoItem item;
-    item.line = line;
     item.added = added;
-    item.stem = UniqueStem(Stem(line));
+    std::vector<std::string> shown, run;  // as the page shows them, and as they run
+    for (size_t i = 0; i < words.size(); ++i) {
+      if ((words[i] == "--on" || words[i] == "--out") && i + 1 < words.size()) {
+        if (words[i] == "--on") run.insert(run.end(), {"--on", input_});
+        ++i;
+        continue;
+      }
+      const bool file = words[i][0] == '@';
+      const std::string name = file && files_.count(words[i].substr(1)) ? files_[words[i].substr(1)] : words[i].substr(1);
+      shown.push_back(file ? name : words[i]);
+      run.push_back(file ? dir_ + "/" + name : words[i]);
+    }
+    item.stem = UniqueStem(Stem(shown));
     try {
-      if (line.size() < 2) throw HostError("a demo line needs a command and a name");
-      if (line[0] == "call") {
-        RunCall(item);
-      } else if (line[0] == "run") {
-        RunInstance(item);
+      if (shown.size() < 2) throw HostError("a demo line needs a command and a name");
+      const Options o = ParseOptions(run);
+      item.command = "picturehost";
+      for (const std::string& w : run) item.command += " " + ShellWord(w);
+      if (o.command == "call") {
+        RunCall(item, o, shown);
       } else {
-        throw HostError("unknown demo command " + line[0]);
+        RunInstance(item, o, ParseOptions(shown));
       }
     } catch (const NilResult& e) {
       item.status = "nil";
@@ -149,46 +141,21 @@ class DemoRunner {
     } catch (const std::exception& e) {
       item.status = std::string("error: ") + e.what();
     }
-    if (item.title.empty()) item.title = Join(line, " ");
+    if (item.title.empty()) item.title = Join(shown, " ");
+    for (const DemoShown& s : item.shown) {
+      if (!label.empty() && s.label == "result") files_[label] = s.file;
+    }
     return item;
   }
 
- private:
-  // Replaces the placeholders of a listed argument and finds data files of
-  // the source tree when the working directory is elsewhere.
-  std::string Resolve(const std::string& word, Type type) const {
-    std::string text = word;
-    for (size_t at = text.find("$SAMPLE"); at != std::string::npos; at = text.find("$SAMPLE", at + input_.size())) {
-      text.replace(at, 7, input_);
-    }
-    if (text.rfind("$OUT/", 0) == 0) text = dir_ + "/" + text.substr(5);
-    const bool isFile = type == Type::Picture || type == Type::MemoryBlock || type == Type::String;
-    if (isFile && !text.empty() && text[0] != '/' && text.rfind("zeros:", 0) != 0 && text.rfind("sample:", 0) != 0 &&
-        text != "nil" && !fs::exists(text)) {
-#ifdef PICTURE_SOURCE_DIR
-      const fs::path inTree = fs::path(PICTURE_SOURCE_DIR) / text;
-      if (fs::exists(inTree)) text = inTree.string();
-#endif
-    }
-    return text;
-  }
+  void AddFile(const std::string& name, const std::string& file) { files_[name] = file; }
 
+ private:
   std::string UniqueStem(std::string stem) {
     if (stem.empty()) stem = "result";
     std::string unique = stem;
     for (int n = 2; !stems_.insert(unique).second; ++n) unique = stem + "-" + std::to_string(n);
     return unique;
-  }
-
-  template <typename F>
-  auto Timed(DemoItem& item, F f) {
-    const auto start = Clock::now();
-    struct Add {
-      DemoItem& item;
-      Clock::time_point start;
-      ~Add() { item.milliseconds += std::chrono::duration<double, std::milli>(Clock::now() - start).count(); }
-    } add{item, start};
-    return f();
   }
 
   DemoShown SavePicture(const Ref& picture, const std::string& stem, const std::string& label) {
@@ -218,10 +185,8 @@ class DemoRunner {
   // The colours of a palette-like instance: a Count property and a
   // "Col(i as integer) as color" method.
   void ShowPalette(DemoItem& item, const Ref& instance, const ClassInfo& c) {
-    const MethodInfo* col = Named(&c, "Col");
-    if (!col || col->declaration.params.size() != 1 || col->declaration.result != Type::Color || !HasProperty(c, "Count")) {
-      return;
-    }
+    const MethodInfo* col = FindMethod(c.methods, "Col", 1);
+    if (!col || col->declaration.result != Type::Color || !HasProperty(c, "Count")) return;
     const int32_t count = std::clamp(host_.GetProperty(instance, "Count").AsInt(), 0, 256);
     DemoShown s;
     s.kind = DemoShown::Kind::Palette;
@@ -231,17 +196,12 @@ class DemoRunner {
   }
 
   void ShowInstance(DemoItem& item, const Ref& instance, const std::string& label) {
-    const ClassInfo* c = host_.FindClass(host_.ClassOf(instance));
     DemoShown table;
     table.kind = DemoShown::Kind::Table;
     table.label = label;
-    for (const PropertyInfo& p : c->properties) {
-      const Type t = TypeFromName(p.type);
-      if (t != Type::Integer && t != Type::Double) continue;
-      table.rows.emplace_back(p.name, cli_.Describe(host_.GetProperty(instance, p.name), t));
-    }
+    table.rows = NumberProperties(host_, instance);
     if (!table.rows.empty()) item.shown.push_back(std::move(table));
-    ShowPalette(item, instance, *c);
+    ShowPalette(item, instance, *host_.FindClass(host_.ClassOf(instance)));
   }
 
   // Positions reported in property triples NAME, NAMEX, NAMEY (the minimum
@@ -268,80 +228,71 @@ class DemoRunner {
     if (!s.marks.empty()) item.shown.push_back(std::move(s));
   }
 
-  void RunCall(DemoItem& item) {
-    const std::string& name = item.line[1];
-    const std::vector<std::string> listed(item.line.begin() + 2, item.line.end());
-    const ClassInfo* pictureClass = host_.FindClass("Picture");
-    const ClassInfo* graphicsClass = host_.FindClass("graphics");
-    const bool onPicture = Named(pictureClass, name) || Named(graphicsClass, name);
-    const Cli::Target target = cli_.FindCallTarget(name, listed.size(), onPicture, false);
-    const Declaration& d = target.method->declaration;
-    const std::string group = target.owner == Cli::Target::Owner::Picture    ? "Picture"
-                              : target.owner == Cli::Target::Owner::Graphics ? "graphics"
-                                                                             : "global";
-    item.subject = group + ":" + d.text;
-    item.covers.push_back(item.subject);
-    item.declarations.push_back(d.text);
-
-    std::vector<std::string> readable, words{"picturehost", "call"};
-    for (const std::string& w : listed) readable.push_back(Readable(w));
-    item.title = name + (listed.empty() ? "" : "(" + Join(readable, ", ") + ")");
-    if (onPicture) words.insert(words.end(), {"--on", input_});
-    words.push_back(name);
-    for (size_t i = 0; i < listed.size(); ++i) words.push_back(Resolve(listed[i], d.params[i].type));
-
-    std::vector<std::string> texts;
-    for (size_t i = 0; i < listed.size(); ++i) texts.push_back(Resolve(listed[i], d.params[i].type));
-    Ref picture, receiver;
-    std::vector<uint32_t> before;
-    if (onPicture) {
-      picture = cli_.LoadPicture(input_);
-      receiver = target.owner == Cli::Target::Owner::Graphics ? host_.GraphicsOf(picture) : picture;
-      if (d.result != Type::Picture) before = host_.Pixels(picture);
+  // The entities an execution reached and the declarations it called, also
+  // when it failed part of the way.
+  void Cover(DemoItem& item, const Execution& e) {
+    if (e.cls) {
+      item.subject = "class:" + e.cls->name;
+      item.covers.push_back(item.subject);
     }
-    std::vector<Value> byref;
-    std::vector<Value> args = cli_.ConvertAll(d, texts, byref);
-    std::vector<Value> inputs = args;
-    std::vector<std::vector<uint8_t>> blocksBefore(texts.size());
-    for (size_t i = 0; i < texts.size(); ++i) {
-      if (d.params[i].type == Type::MemoryBlock && !d.params[i].byref && !inputs[i].IsNil()) {
-        blocksBefore[i] = host_.Bytes(inputs[i].AsRef());
+    for (const Invoked& i : e.invoked) {
+      const std::string& text = i.method->declaration.text;
+      if (i.owner == "global" || !e.cls) {
+        item.subject = i.owner + ":" + text;
+        item.covers.push_back(item.subject);
       }
+      const bool listed = std::find(item.declarations.begin(), item.declarations.end(), text) != item.declarations.end();
+      if (!i.setter || !listed) item.declarations.push_back(text);
     }
-    Value result = Timed(item, [&] { return receiver ? host_.Call(receiver, name, args) : host_.CallGlobal(name, args); });
+    item.milliseconds = e.milliseconds;
+  }
 
+  void RunCall(DemoItem& item, const Options& o, const std::vector<std::string>& shown) {
+    std::vector<std::string> readable;
+    for (size_t i = 2; i < shown.size(); ++i) readable.push_back(Readable(shown[i]));
+    item.title = shown[1] + (readable.empty() ? "" : "(" + Join(readable, ", ") + ")");
+    Execution e;
+    try {
+      Execute(host_, o, e);
+    } catch (...) {
+      Cover(item, e);
+      throw;
+    }
+    Cover(item, e);
+    const Declaration& d = e.target.method->declaration;
     std::vector<std::string> summary;
+    const auto out = [&](const std::string& file) { item.command += " --out " + file; };
     switch (d.result) {
       case Type::None: break;
       case Type::Picture:
-        if (!result.IsNil()) {
-          item.shown.push_back(SavePicture(result.AsRef(), item.stem, "result"));
-          words.insert(words.end(), {"--out", item.stem + ".png"});
+        if (!e.result.IsNil()) {
+          item.shown.push_back(SavePicture(e.result.AsRef(), item.stem, "result"));
+          out(item.stem + ".png");
         }
         break;
       case Type::MemoryBlock:
       case Type::String:
-        if (!result.IsNil()) {
-          item.shown.push_back(SaveBytes(result.AsRef(), item.stem + ".bin", "result"));
-          words.insert(words.end(), {"--out", item.stem + ".bin"});
+        if (!e.result.IsNil()) {
+          item.shown.push_back(SaveBytes(e.result.AsRef(), item.stem + ".bin", "result"));
+          out(item.stem + ".bin");
         }
         break;
       case Type::Object:
-        if (!result.IsNil()) ShowInstance(item, result.AsRef(), host_.ClassOf(result.AsRef()));
+        if (!e.result.IsNil()) ShowInstance(item, e.result.AsRef(), host_.ClassOf(e.result.AsRef()));
         break;
       default: {
         DemoShown s;
         s.label = "result";
-        s.text = cli_.Describe(result, d.result);
+        s.text = Describe(host_, e.result, d.result);
         item.shown.push_back(s);
       }
     }
-    if (d.result != Type::None) summary.push_back(cli_.Describe(result, d.result));
+    if (d.result != Type::None) summary.push_back(Describe(host_, e.result, d.result));
 
     // Byref results and the memory blocks the call wrote into.
-    for (size_t i = 0; i < listed.size(); ++i) {
+    for (size_t i = 0; i < e.arguments.size(); ++i) {
       const Param& p = d.params[i];
-      const Value& now = p.byref ? byref[i] : inputs[i];
+      const Value& now = e.arguments[i];
       if (p.type == Type::Integer && p.byref) {
         DemoShown s;
         s.label = p.name;
@@ -360,111 +311,57 @@ class DemoRunner {
                                uint32_t{bytes[4 * k + 2]} << 16 | uint32_t{bytes[4 * k + 3]} << 24);
           }
           item.shown.push_back(std::move(s));
-        } else if (p.byref || bytes != blocksBefore[i]) {  // blocks the call only read are not shown
+        } else if (p.byref || bytes != host_.Bytes(Convert(host_, p, e.texts[i]).AsRef())) {
+          // blocks the call only read are not shown
           item.shown.push_back(SaveBytes(now.AsRef(), item.stem + "." + p.name + ".bin", p.name + " after the call"));
         }
       }
     }
-    if (picture && d.result != Type::Picture &&
-        (target.owner == Cli::Target::Owner::Graphics || host_.Pixels(picture) != before)) {
-      item.shown.push_back(SavePicture(picture, item.stem + "-after", "the picture after the call"));
+    if (e.picture && d.result != Type::Picture &&
+        (e.target.owner == Owner::Graphics || host_.Pixels(e.picture) != host_.Pixels(host_.LoadPicture(input_)))) {
+      item.shown.push_back(SavePicture(e.picture, item.stem + "-after", "the picture after the call"));
     }
-    item.command = "";
-    for (const std::string& w : words) item.command += (item.command.empty() ? "" : " ") + ShellWord(w);
     item.summary = Join(summary, ", ");
-    if (d.result != Type::None && result.IsNil()) throw NilResult(item.summary);
+    if (d.result != Type::None && e.result.IsNil()) throw NilResult(item.summary);
   }
 
-  void RunInstance(DemoItem& item) {
-    std::vector<std::string> sets, calls;
-    std::string className, factory;
-    for (size_t i = 1; i < item.line.size(); ++i) {
-      const std::string& w = item.line[i];
-      if (w == "--set" && i + 1 < item.line.size()) {
-        sets.push_back(item.line[++i]);
-      } else if (w == "--from" && i + 1 < item.line.size()) {
-        factory = item.line[++i];
-      } else if (className.empty()) {
-        className = w;
-      } else {
-        calls.push_back(w);
-      }
+  void RunInstance(DemoItem& item, const Options& o, const Options& shown) {
+    std::vector<std::string> titleParts;
+    if (shown.from) titleParts.push_back(Readable(*shown.from) + " →");
+    Execution e;
+    try {
+      Execute(host_, o, e);
+    } catch (const NilResult&) {
+      Cover(item, e);
+      item.title = Join(titleParts, " ") + " " + host_.FindClass(shown.arguments[0])->name;
+      item.summary = *shown.from + " gave nil";
+      throw NilResult(item.summary);
+    } catch (...) {
+      Cover(item, e);
+      throw;
     }
-    const ClassInfo* c = host_.FindClass(className);
-    if (!c || c->extension) throw HostError("unknown class " + className);
-    item.subject = "class:" + c->name;
-    item.covers.push_back(item.subject);
-
-    std::vector<std::string> words{"picturehost", "run", c->name}, titleParts;
-    Ref instance;
-    if (!factory.empty()) {
-      std::string name;
-      std::vector<std::string> texts;
-      SplitCall(factory, name, texts);
-      const MethodInfo& m = Cli::Choose(host_.GlobalMethods(), "", name, texts.size());
-      item.subject = "global:" + m.declaration.text;
-      item.covers.push_back(item.subject);
-      item.declarations.push_back(m.declaration.text);
-      for (size_t i = 0; i < texts.size(); ++i) texts[i] = Resolve(texts[i], m.declaration.params[i].type);
-      std::vector<Value> byref;
-      std::vector<Value> args = cli_.ConvertAll(m.declaration, texts, byref);
-      Value v = Timed(item, [&] { return host_.CallGlobal(name, args); });
-      words.insert(words.end(), {"--from", factory});
-      titleParts.push_back(Readable(factory) + " →");
-      if (v.IsNil()) {
-        item.title = Join(titleParts, " ") + " " + c->name;
-        item.summary = factory + " gave nil";
-        item.command = Join(words, " ");
-        throw NilResult(item.summary);
-      }
-      instance = v.AsRef();
-    } else {
-      instance = Timed(item, [&] { return host_.NewInstance(c->name); });
-    }
-    titleParts.push_back(c->name + ":");
-
-    for (const std::string& s : sets) {
-      const size_t eq = s.find('=', s.find(')') == std::string::npos ? 0 : s.find(')'));
-      std::string name;
-      std::vector<std::string> texts;
-      SplitCall(s.substr(0, eq == std::string::npos ? s.size() : eq), name, texts);
-      if (const MethodInfo* m = Named(c, name); m && m->setter) {
-        if (std::find(item.declarations.begin(), item.declarations.end(), m->declaration.text) == item.declarations.end()) {
-          item.declarations.push_back(m->declaration.text);
-        }
-      }
-      const std::string resolved =
-          eq == std::string::npos ? s : s.substr(0, eq + 1) + Resolve(s.substr(eq + 1), Type::Picture);
-      Timed(item, [&] {
-        cli_.Assign(instance, *c, resolved);
-        return 0;
-      });
-      words.insert(words.end(), {"--set", resolved});
-      if (s.rfind("SourcePicture=", 0) != 0) titleParts.push_back(Readable(s));
-    }
+    Cover(item, e);
+    const ClassInfo& c = *e.cls;
+    titleParts.push_back(c.name + ":");
+    for (const std::string& s : shown.sets) titleParts.push_back(Readable(s));
 
     std::vector<std::string> summary;
     std::string pictureArgument;
-    for (const std::string& call : calls) {
+    for (size_t k = 0; k < e.steps.size(); ++k) {
+      const Execution::Step& step = e.steps[k];
+      const std::string call = shown.arguments[k + 1];
       std::string name;
       std::vector<std::string> texts;
       SplitCall(call, name, texts);
-      const MethodInfo& m = Cli::Choose(c->methods, c->name, name, texts.size());
-      item.declarations.push_back(m.declaration.text);
       for (size_t i = 0; i < texts.size(); ++i) {
-        if (m.declaration.params[i].type == Type::Picture && pictureArgument.empty()) pictureArgument = texts[i];
-        texts[i] = Resolve(texts[i], m.declaration.params[i].type);
+        if (step.method->declaration.params[i].type == Type::Picture && pictureArgument.empty()) pictureArgument = texts[i];
       }
-      std::vector<Value> byref;
-      std::vector<Value> args = cli_.ConvertAll(m.declaration, texts, byref);
-      Value v = Timed(item, [&] { return host_.CallMethod(instance, name, args); });
-      words.push_back(Readable(call) == call ? call : name + "(" + Join(texts, ",") + ")");
       titleParts.push_back(Readable(call));
-      if (m.declaration.result == Type::None) continue;
-      const std::string text = cli_.Describe(v, m.declaration.result);
+      if (step.method->declaration.result == Type::None) continue;
+      const std::string text = Describe(host_, step.value, step.method->declaration.result);
       summary.push_back(Readable(call) + " = " + text);
-      if (m.declaration.result == Type::Picture && !v.IsNil()) {
-        item.shown.push_back(SavePicture(v.AsRef(), item.stem + "_" + Stem({"", call}), Readable(call)));
+      if (step.method->declaration.result == Type::Picture && !step.value.IsNil()) {
+        item.shown.push_back(SavePicture(step.value.AsRef(), item.stem + "_" + Stem({"", call}), Readable(call)));
       } else {
         DemoShown s;
         s.label = Readable(call);
@@ -473,42 +370,39 @@ class DemoRunner {
       }
     }
 
-    ShowInstance(item, instance, "properties after the calls");
+    ShowInstance(item, e.instance, "properties after the calls");
     if (!pictureArgument.empty()) {
       std::string file = item.stem + "_picture.png";
-      if (pictureArgument == "$SAMPLE") {
+      if (pictureArgument == kInputWord) {
         file = "input.png";
       } else {
-        SavePicture(cli_.LoadPicture(Resolve(pictureArgument, Type::Picture)), item.stem + "_picture", "");
+        SavePicture(host_.LoadPicture(pictureArgument), item.stem + "_picture", "");
       }
-      ShowPositions(item, instance, *c, file);
+      ShowPositions(item, e.instance, c, file);
     }
     item.title = Join(titleParts, " ");
-    if (HasProperty(*c, "DestinationPicture")) {
-      Value destination = host_.GetProperty(instance, "DestinationPicture");
-      words.insert(words.end(), {"--out", item.stem + ".png"});
-      if (destination.IsNil()) {
+    bool nil = false;
+    if (HasProperty(c, "DestinationPicture")) {
+      Value destination = host_.GetProperty(e.instance, "DestinationPicture");
+      item.command += " --out " + item.stem + ".png";
+      nil = destination.IsNil();
+      if (nil) {
         summary.push_back("DestinationPicture nil");
       } else {
         item.shown.push_back(SavePicture(destination.AsRef(), item.stem, "DestinationPicture"));
         summary.push_back("DestinationPicture " + std::to_string(host_.Width(destination.AsRef())) + "x" +
                           std::to_string(host_.Height(destination.AsRef())));
       }
-      item.summary = Join(summary, ", ");
-      item.command.clear();
-      for (const std::string& w : words) item.command += (item.command.empty() ? "" : " ") + ShellWord(w);
-      if (destination.IsNil()) throw NilResult(item.summary);
     }
     item.summary = Join(summary, ", ");
-    item.command.clear();
-    for (const std::string& w : words) item.command += (item.command.empty() ? "" : " ") + ShellWord(w);
+    if (nil) throw NilResult(item.summary);
   }
 
-  Cli& cli_;
   Host& host_;
   std::string dir_, input_;
   int32_t width_, height_;
   std::set<std::string> stems_;
+  std::map<std::string, std::string> files_;  // @NAME: a labelled line's result, or a listed input file
 };
 
 // Every registered thing, in the order the host received it.
@@ -536,8 +430,7 @@ std::vector<DemoEntity> Entities(const Host& host) {
 std::vector<std::string> MadeUpLine(const Host& host, const DemoEntity& e, int32_t width, int32_t height) {
   if (e.group == "class") {
     const ClassInfo* c = host.FindClass(e.title);
-    std::vector<std::string> line{"run", e.title};
-    if (HasProperty(*c, "SourcePicture")) line.insert(line.end(), {"--set", "SourcePicture=$SAMPLE"});
+    std::vector<std::string> line{"run", e.title, "--on", kInputWord};
     for (const MethodInfo& m : c->methods) {
       const Declaration& d = m.declaration;
       if (d.result == Type::None) continue;  // Close and the like
@@ -546,7 +439,7 @@ std::vector<std::string> MadeUpLine(const Host& host, const DemoEntity& e, int32
         break;
       }
       if (d.params.size() == 1 && d.params[0].type == Type::Picture) {
-        line.push_back(d.name + "($SAMPLE)");
+        line.push_back(d.name + "(" + kInputWord + ")");
         break;
       }
     }
@@ -555,8 +448,12 @@ std::vector<std::string> MadeUpLine(const Host& host, const DemoEntity& e, int32
   const std::vector<MethodInfo>& methods = e.group == "global" ? host.GlobalMethods() : host.FindClass(e.group)->methods;
   for (const MethodInfo& m : methods) {
     if (m.declaration.text != e.title) continue;
-    std::vector<std::string> line{"call", m.declaration.name};
+    std::vector<std::string> line{"call", "--on", kInputWord, m.declaration.name};
     for (const Param& p : m.declaration.params) line.push_back(DefaultArgument(p, width, height));
+    // A global method works on the input only when it is given as an argument.
+    if (e.group == "global" && std::find(line.begin() + 4, line.end(), kInputWord) == line.end()) {
+      line.erase(line.begin() + 1, line.begin() + 3);
+    }
     return line;
   }
   return {};
@@ -564,31 +461,34 @@ std::vector<std::string> MadeUpLine(const Host& host, const DemoEntity& e, int32
 
 }  // namespace
 
-int Cli::Demo() {
+int Demo(Host& host, const Options& o) {
   const auto start = Clock::now();
-  const std::string dir = o_.outDir.value_or("out/demo");
+  const std::string dir = o.outDir.value_or("out/demo");
   fs::create_directories(dir);
-  const std::string input = o_.on.value_or("sample:320x240");
-  sample_ = input;
+  const std::string input = o.on.value_or("sample:320x240");
   std::cout << "plug-in registrations:\n";
-  for (const std::string& line : host_->ListLines()) std::cout << "  " << line << "\n";
+  for (const std::string& line : host.ListLines()) std::cout << "  " << line << "\n";
 
   DemoReport report;
   report.input = input;
   {
-    Ref picture = LoadPicture(input);
-    report.width = host_->Width(picture);
-    report.height = host_->Height(picture);
+    Ref picture = host.LoadPicture(input);
+    report.width = host.Width(picture);
+    report.height = host.Height(picture);
     std::string error;
-    if (!host_->SavePicture(picture, dir + "/" + report.inputFile, &error)) throw HostError(error);
+    if (!host.SavePicture(picture, dir + "/" + report.inputFile, &error)) throw HostError(error);
   }
-  report.entities = Entities(*host_);
+  report.entities = Entities(host);
   std::cout << "results in " << dir << "/ (input " << input << ", " << report.width << "x" << report.height << "):\n";
 
-  DemoRunner runner(*this, dir, input, report.width, report.height);
+  DemoRunner runner(host, dir, input, report.width, report.height);
+  for (const auto& [name, bytes] : ListedInputs()) {
+    WriteFile(dir + "/" + name, bytes);
+    runner.AddFile(name, name);
+  }
   std::set<std::string> covered;
-  auto run = [&](const std::vector<std::string>& line, bool added) {
-    DemoItem item = runner.Run(line, added);
+  auto run = [&](const std::vector<std::string>& line, bool added, const std::string& label = "") {
+    DemoItem item = runner.Run(line, added, label);
     covered.insert(item.covers.begin(), item.covers.end());
     char timing[32];
     std::snprintf(timing, sizeof timing, "%9.2f ms", item.milliseconds);
@@ -597,10 +497,12 @@ int Cli::Demo() {
               << (added ? "(made up by the demo)" : "") << "\n";
     report.items.push_back(std::move(item));
   };
-  for (const std::vector<std::string>& line : kDemoCalls) run(line, false);
+  for (const ListedCall& c : ListedCalls()) {
+    if (c.shown) run(c.words, false, c.label);
+  }
   for (const DemoEntity& e : report.entities) {
     if (covered.count(e.key)) continue;
-    const std::vector<std::string> line = MadeUpLine(*host_, e, report.width, report.height);
+    const std::vector<std::string> line = MadeUpLine(host, e, report.width, report.height);
     if (!line.empty()) run(line, true);
   }
 

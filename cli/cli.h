@@ -1,4 +1,4 @@
-// The `picturehost` command line: list, call, run and demo.
+// The `picturehost` command line: list, call, run, demo and digest.
 #pragma once
 
 #include <string>

@@ -8,7 +8,14 @@
 #include <utility>
 #include <vector>
 
+#include "cli/options.h"
+#include "host/host.h"
+
 namespace ph {
+
+// `picturehost demo`: runs the calls and writes the page and the gallery into
+// --out-dir (out/demo); the exit status.
+int Demo(Host& host, const Options& o);
 
 // One thing a demo call produced that the page shows.
 struct DemoShown {
@@ -51,7 +58,6 @@ struct DemoEntity {
 
 // One line of the demo: a call or a run, with what it gave.
 struct DemoItem {
-  std::vector<std::string> line;  // as listed, with $SAMPLE and $OUT
   bool added = false;             // made by the demo for something no listed line covers
   std::string stem;               // file name stem, unique in the directory
   std::string title;              // readable form: RotateQVT(30, &cFFFFFF)

@@ -12,7 +12,7 @@
 #include <sstream>
 #include <utility>
 
-#include "host/demo.h"
+#include "demo/demo.h"
 #include "host/host_state.h"
 
 namespace ph {
