@@ -51,7 +51,9 @@ auto Timed(Execution& e, F f) {
   struct Add {
     Execution& e;
     std::chrono::steady_clock::time_point start;
-    ~Add() { e.milliseconds += std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count(); }
+    ~Add() {
+      e.milliseconds += std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+    }
   } add{e, start};
   return f();
 }
@@ -86,7 +88,8 @@ void ExecuteCall(Host& host, const Options& o, Execution& e) {
   std::vector<Value> args = ConvertAll(host, d, e.texts, byref);
   std::vector<Value> inputs = args;  // keeps the memory blocks passed by value
   e.result = Timed(e, [&] { return receiver ? host.Call(receiver, name, args) : host.CallGlobal(name, args); });
-  for (size_t i = 0; i < d.params.size(); ++i) e.arguments.push_back(std::move(d.params[i].byref ? byref[i] : inputs[i]));
+  for (size_t i = 0; i < d.params.size(); ++i)
+    e.arguments.push_back(std::move(d.params[i].byref ? byref[i] : inputs[i]));
 }
 
 // --from FACTORY(args), or a new instance.
@@ -128,8 +131,8 @@ void Assign(Host& host, Execution& e, const std::string& assignment) {
   }
   const MethodInfo* m = FindMethod(c.methods, name, texts.size(), true);
   if (!m) {
-    throw HostError(c.name + " has no property or assignable method " + name + " with " +
-                    std::to_string(texts.size()) + " argument(s)");
+    throw HostError(c.name + " has no property or assignable method " + name + " with " + std::to_string(texts.size()) +
+                    " argument(s)");
   }
   std::vector<Value> byref;
   std::vector<Value> args = ConvertAll(host, m->declaration, texts, byref);
@@ -194,7 +197,8 @@ void DeliverCall(Host& host, const Options& o, const Execution& e, std::ostream&
   for (size_t i = 0; i < e.arguments.size(); ++i) {
     const Param& p = d.params[i];
     const Value& now = e.arguments[i];
-    if (p.type == Type::MemoryBlock && o.out && !now.IsNil()) SaveBytes(host, now.AsRef(), *o.out + "." + p.name, written);
+    if (p.type == Type::MemoryBlock && o.out && !now.IsNil())
+      SaveBytes(host, now.AsRef(), *o.out + "." + p.name, written);
     if (p.byref && p.type == Type::Integer) out << p.name << "=" << now.AsInt() << "\n";
   }
   if (e.target.owner == Owner::Graphics && o.out) SavePicture(host, e.picture, *o.out, written);
@@ -219,7 +223,8 @@ void DeliverRun(Host& host, const Options& o, const Execution& e, std::ostream& 
   PrintSteps(host, e, out);
   PrintProperties(host, e.instance, out);
   if (!o.out) return;
-  Value destination = HasProperty(*e.cls, "DestinationPicture") ? host.GetProperty(e.instance, "DestinationPicture") : Value();
+  Value destination =
+      HasProperty(*e.cls, "DestinationPicture") ? host.GetProperty(e.instance, "DestinationPicture") : Value();
   if (destination.IsNil()) throw NilResult("DestinationPicture is nil");
   SavePicture(host, destination.AsRef(), *o.out, written);
 }
@@ -237,7 +242,8 @@ std::vector<std::pair<std::string, std::string>> NumberProperties(Host& host, co
   std::vector<std::pair<std::string, std::string>> values;
   for (const PropertyInfo& p : host.FindClass(host.ClassOf(instance))->properties) {
     const Type t = TypeFromName(p.type);
-    if (t == Type::Integer || t == Type::Double) values.emplace_back(p.name, Describe(host, host.GetProperty(instance, p.name), t));
+    if (t == Type::Integer || t == Type::Double)
+      values.emplace_back(p.name, Describe(host, host.GetProperty(instance, p.name), t));
   }
   return values;
 }

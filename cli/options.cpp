@@ -14,7 +14,9 @@ namespace ph {
 
 // Only words that begin with "--" and a letter are options; every other word
 // (-0.5, -300, 1e-07) is an argument.
-static bool IsOption(const std::string& w) { return w.size() > 2 && w[0] == '-' && w[1] == '-' && std::isalpha(static_cast<unsigned char>(w[2])); }
+static bool IsOption(const std::string& w) {
+  return w.size() > 2 && w[0] == '-' && w[1] == '-' && std::isalpha(static_cast<unsigned char>(w[2]));
+}
 
 Options ParseOptions(const std::vector<std::string>& words) {
   Options o;
@@ -97,7 +99,8 @@ uint32_t ParseColor(const std::string& text) {
   if (text.size() > 2 && text[0] == '&' && (text[1] == 'c' || text[1] == 'C' || text[1] == 'h' || text[1] == 'H')) {
     const std::string digits = text.substr(2);
     const size_t most = (text[1] == 'c' || text[1] == 'C') ? 6 : 8;
-    if (!digits.empty() && digits.size() <= most && digits.find_first_not_of("0123456789abcdefABCDEF") == std::string::npos) {
+    if (!digits.empty() && digits.size() <= most &&
+        digits.find_first_not_of("0123456789abcdefABCDEF") == std::string::npos) {
       return static_cast<uint32_t>(std::strtoul(digits.c_str(), nullptr, 16));
     }
   }

@@ -20,7 +20,7 @@ struct NilResult : std::runtime_error {
 struct Options {
   std::string command;
   std::vector<std::string> arguments;
-  std::optional<std::string> on;  // the picture a call or run works on (one file)
+  std::optional<std::string> on;    // the picture a call or run works on (one file)
   std::vector<std::string> inputs;  // every --on as given: files or patterns
   std::optional<std::string> out, mask, from, plugin, outDir;
   std::vector<std::string> sets;

@@ -31,7 +31,8 @@ std::string Stem(const std::vector<std::string>& line) {
   for (size_t i = 1; i < line.size(); ++i) {
     if (line[i] == "--set" || line[i] == "--from") continue;
     std::string word = line[i];
-    for (size_t at = word.find(kInputWord); at != std::string::npos; at = word.find(kInputWord)) word.replace(at, 2, "$SAMPLE");
+    for (size_t at = word.find(kInputWord); at != std::string::npos; at = word.find(kInputWord))
+      word.replace(at, 2, "$SAMPLE");
     if (!name.empty()) name += "_";
     for (char ch : word) name += std::isalnum(static_cast<unsigned char>(ch)) || ch == '.' || ch == '-' ? ch : '_';
   }
@@ -42,7 +43,8 @@ std::string Stem(const std::vector<std::string>& line) {
 
 // How an argument of a listed line reads on the page and in the summary.
 std::string Readable(std::string text) {
-  for (size_t at = text.find(kInputWord); at != std::string::npos; at = text.find(kInputWord)) text.replace(at, 2, "input");
+  for (size_t at = text.find(kInputWord); at != std::string::npos; at = text.find(kInputWord))
+    text.replace(at, 2, "input");
   return text;
 }
 
@@ -54,8 +56,9 @@ std::string Join(const std::vector<std::string>& words, const std::string& betwe
 
 // Quotes a word for a POSIX shell when it needs it.
 std::string ShellWord(const std::string& word) {
-  if (!word.empty() && word.find_first_not_of("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-.:/,=+") ==
-                           std::string::npos) {
+  if (!word.empty() &&
+      word.find_first_not_of("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-.:/,=+") ==
+          std::string::npos) {
     return word;
   }
   std::string quoted = "'";
@@ -120,7 +123,8 @@ class DemoRunner {
         continue;
       }
       const bool file = words[i][0] == '@';
-      const std::string name = file && files_.count(words[i].substr(1)) ? files_[words[i].substr(1)] : words[i].substr(1);
+      const std::string name =
+          file && files_.count(words[i].substr(1)) ? files_[words[i].substr(1)] : words[i].substr(1);
       shown.push_back(file ? name : words[i]);
       run.push_back(file ? dir_ + "/" + name : words[i]);
     }
@@ -241,7 +245,8 @@ class DemoRunner {
         item.subject = i.owner + ":" + text;
         item.covers.push_back(item.subject);
       }
-      const bool listed = std::find(item.declarations.begin(), item.declarations.end(), text) != item.declarations.end();
+      const bool listed =
+          std::find(item.declarations.begin(), item.declarations.end(), text) != item.declarations.end();
       if (!i.setter || !listed) item.declarations.push_back(text);
     }
     item.milliseconds = e.milliseconds;
@@ -354,7 +359,8 @@ class DemoRunner {
       std::vector<std::string> texts;
       SplitCall(call, name, texts);
       for (size_t i = 0; i < texts.size(); ++i) {
-        if (step.method->declaration.params[i].type == Type::Picture && pictureArgument.empty()) pictureArgument = texts[i];
+        if (step.method->declaration.params[i].type == Type::Picture && pictureArgument.empty())
+          pictureArgument = texts[i];
       }
       titleParts.push_back(Readable(call));
       if (step.method->declaration.result == Type::None) continue;
@@ -417,7 +423,8 @@ std::vector<DemoEntity> Entities(const Host& host) {
     }
     DemoEntity e{"class:" + c.name, "class", c.name, false, {}};
     for (const PropertyInfo& p : c.properties) e.members.push_back("property " + p.name + " as " + p.type);
-    for (const MethodInfo& m : c.methods) e.members.push_back((m.setter ? "method (assignable) " : "method ") + m.declaration.text);
+    for (const MethodInfo& m : c.methods)
+      e.members.push_back((m.setter ? "method (assignable) " : "method ") + m.declaration.text);
     entities.push_back(std::move(e));
   }
   for (const MethodInfo& m : host.GlobalMethods()) {
@@ -445,7 +452,8 @@ std::vector<std::string> MadeUpLine(const Host& host, const DemoEntity& e, int32
     }
     return line;
   }
-  const std::vector<MethodInfo>& methods = e.group == "global" ? host.GlobalMethods() : host.FindClass(e.group)->methods;
+  const std::vector<MethodInfo>& methods =
+      e.group == "global" ? host.GlobalMethods() : host.FindClass(e.group)->methods;
   for (const MethodInfo& m : methods) {
     if (m.declaration.text != e.title) continue;
     std::vector<std::string> line{"call", "--on", kInputWord, m.declaration.name};

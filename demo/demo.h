@@ -58,11 +58,11 @@ struct DemoEntity {
 
 // One line of the demo: a call or a run, with what it gave.
 struct DemoItem {
-  bool added = false;             // made by the demo for something no listed line covers
-  std::string stem;               // file name stem, unique in the directory
-  std::string title;              // readable form: RotateQVT(30, &cFFFFFF)
-  std::string command;            // the picturehost command line that does the same
-  std::string subject;            // key of the entity this line is chiefly about
+  bool added = false;                     // made by the demo for something no listed line covers
+  std::string stem;                       // file name stem, unique in the directory
+  std::string title;                      // readable form: RotateQVT(30, &cFFFFFF)
+  std::string command;                    // the picturehost command line that does the same
+  std::string subject;                    // key of the entity this line is chiefly about
   std::vector<std::string> covers;        // keys of every entity it exercises
   std::vector<std::string> declarations;  // every declaration it calls, in order
   std::string status = "ok";              // ok, nil or "error: …"

@@ -128,8 +128,9 @@ void WriteShown(std::ostream& out, const DemoShown& s) {
     }
     case DemoShown::Kind::Markers: {
       out << "<figure><div class=\"marked\" style=\"width:" << s.width << "px;height:" << s.height << "px\"><img src=\""
-          << Escape(s.file) << "\" width=\"" << s.width << "\" height=\"" << s.height << "\" alt=\"positions\"><svg width=\""
-          << s.width << "\" height=\"" << s.height << "\" viewBox=\"0 0 " << s.width << " " << s.height << "\">";
+          << Escape(s.file) << "\" width=\"" << s.width << "\" height=\"" << s.height
+          << "\" alt=\"positions\"><svg width=\"" << s.width << "\" height=\"" << s.height << "\" viewBox=\"0 0 "
+          << s.width << " " << s.height << "\">";
       for (const DemoShown::Mark& m : s.marks) {
         const double cx = m.x + 0.5, cy = m.y + 0.5;
         out << "<g class=\"mark\" data-name=\"" << Escape(m.name) << "\" data-x=\"" << m.x << "\" data-y=\"" << m.y
@@ -142,8 +143,9 @@ void WriteShown(std::ostream& out, const DemoShown& s) {
             out << "<circle cx=\"" << cx << "\" cy=\"" << cy << "\" r=\"8\" fill=\"none\" stroke=\"" << colour
                 << "\" stroke-width=\"" << width << "\"/>";
           } else {
-            out << "<rect x=\"" << cx - 7 << "\" y=\"" << cy - 7 << "\" width=\"14\" height=\"14\" fill=\"none\" stroke=\""
-                << colour << "\" stroke-width=\"" << width << "\"/>";
+            out << "<rect x=\"" << cx - 7 << "\" y=\"" << cy - 7
+                << "\" width=\"14\" height=\"14\" fill=\"none\" stroke=\"" << colour << "\" stroke-width=\"" << width
+                << "\"/>";
           }
         }
         out << "</g>";
@@ -191,7 +193,8 @@ struct Group {
 
 constexpr Group kGroups[] = {
     {"Picture", "Picture methods", "Methods of the host class <code>Picture</code>, called on the input picture."},
-    {"graphics", "graphics methods", "Methods of the host class <code>graphics</code>, called on the graphics of the input picture."},
+    {"graphics", "graphics methods",
+     "Methods of the host class <code>graphics</code>, called on the graphics of the input picture."},
     {"global", "Global methods", "Methods called without a receiver."},
     {"class", "Classes", "Classes of the plug-in: made, given properties, and called."},
 };
@@ -245,8 +248,8 @@ void WriteDemoPage(const DemoReport& report, const std::string& path) {
       if (e.group != g.key) continue;
       const auto own = bySubject.find(e.key);
       const auto other = byCover.find(e.key);
-      const size_t results = (own == bySubject.end() ? 0 : own->second.size()) +
-                             (other == byCover.end() ? 0 : other->second.size());
+      const size_t results =
+          (own == bySubject.end() ? 0 : own->second.size()) + (other == byCover.end() ? 0 : other->second.size());
       out << "<section class=\"entity" << (results ? "" : " unreached") << "\" id=\"e" << ++index << "\" data-key=\""
           << Escape(e.key) << "\" data-results=\"" << results << "\">\n<h3>" << (e.group == "class" ? "class " : "")
           << "<code>" << Escape(e.title) << "</code>" << (e.setter ? " <small>(also assignable)</small>" : "")

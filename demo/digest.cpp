@@ -25,13 +25,16 @@ namespace fs = std::filesystem;
 // anything else as its bytes.
 std::string Fingerprint(const Host& host, int status, const std::string& printed, const std::vector<Written>& written) {
   GChecksum* sum = g_checksum_new(G_CHECKSUM_SHA256);
-  auto add = [&](const void* data, size_t size) { g_checksum_update(sum, static_cast<const guchar*>(data), static_cast<gssize>(size)); };
+  auto add = [&](const void* data, size_t size) {
+    g_checksum_update(sum, static_cast<const guchar*>(data), static_cast<gssize>(size));
+  };
   auto text = [&](const std::string& t) { add(t.data(), t.size()); };
   text("status " + std::to_string(status) + "\nprinted " + std::to_string(printed.size()) + "\n" + printed);
   for (const Written& w : written) {
     const std::string name = fs::path(w.path).filename().string();
     if (w.picture) {
-      text(name + " picture " + std::to_string(host.Width(w.picture)) + "x" + std::to_string(host.Height(w.picture)) + "\n");
+      text(name + " picture " + std::to_string(host.Width(w.picture)) + "x" + std::to_string(host.Height(w.picture)) +
+           "\n");
       for (uint32_t p : host.Pixels(w.picture)) text({char(p >> 16), char(p >> 8), char(p)});
     } else {
       text(name + " bytes " + std::to_string(w.bytes.size()) + "\n");

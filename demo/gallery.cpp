@@ -82,8 +82,8 @@ bool WriteContactSheet(const std::vector<Thumbnail>& thumbnails, const std::stri
     SetColour(gc, 0xFFFFFF);
     gdk_draw_rectangle(sheet, gc, TRUE, x, y, kThumbWidth, kThumbHeight);
     GError* gerror = nullptr;
-    GdkPixbuf* thumb = gdk_pixbuf_new_from_file_at_scale(thumbnails[i].file.c_str(), kThumbWidth - 4,
-                                                         kThumbHeight - 4, TRUE, &gerror);
+    GdkPixbuf* thumb =
+        gdk_pixbuf_new_from_file_at_scale(thumbnails[i].file.c_str(), kThumbWidth - 4, kThumbHeight - 4, TRUE, &gerror);
     if (thumb) {
       const int tw = gdk_pixbuf_get_width(thumb), th = gdk_pixbuf_get_height(thumb);
       gdk_draw_pixbuf(sheet, gc, thumb, 0, 0, x + (kThumbWidth - tw) / 2, y + (kThumbHeight - th) / 2, tw, th,

@@ -52,8 +52,7 @@ struct BinaryHeader {
 void WriteBinaryHeader(uint8_t* header, int32_t width, int32_t height) {
   std::memset(header, 0, kBinaryHeaderSize);
   std::memcpy(header, kSignature, sizeof kSignature);
-  PutBigEndian(header + kLengthAt,
-               static_cast<uint32_t>(kBinaryHeaderSize + PixelBytes(width, height)));
+  PutBigEndian(header + kLengthAt, static_cast<uint32_t>(kBinaryHeaderSize + PixelBytes(width, height)));
   PutBigEndian(header + kWidthAt, static_cast<uint32_t>(width));
   PutBigEndian(header + kHeightAt, static_cast<uint32_t>(height));
   PutBigEndian(header + kFormatAt, kFormatConstant);
@@ -74,8 +73,7 @@ bool ReadBinaryHeader(const uint8_t* data, int32_t length, BinaryHeader* header)
   header->dataOffset = GetBigEndian(data + kDataOffsetAt);
   if (header->width < 1 || header->height < 1) return false;
   // Below 2^32 + 3 * 2^62: no overflow in 64 bits.
-  const uint64_t end = static_cast<uint64_t>(header->dataOffset) +
-                       PixelBytes(header->width, header->height);
+  const uint64_t end = static_cast<uint64_t>(header->dataOffset) + PixelBytes(header->width, header->height);
   return end <= static_cast<uint64_t>(length);
 }
 
@@ -94,11 +92,9 @@ REALstringStruct* PicturetoBinaryString(REALpictureStruct* picture) {
   WriteBinaryHeader(buffer, reader.width, reader.height);
   const size_t rowBytes = 3 * static_cast<size_t>(reader.width);
   for (int32_t y = 0; y < reader.height; ++y) {
-    Rgb24ToBlockRgbRow(ReaderRow(reader, y), buffer + kBinaryHeaderSize + y * rowBytes,
-                       reader.width);
+    Rgb24ToBlockRgbRow(ReaderRow(reader, y), buffer + kBinaryHeaderSize + y * rowBytes, reader.width);
   }
-  REALstringStruct* result =
-      REALBuildUnicodeString(buffer, static_cast<uint32_t>(total), kEncodingRawBytes);
+  REALstringStruct* result = REALBuildUnicodeString(buffer, static_cast<uint32_t>(total), kEncodingRawBytes);
   std::free(buffer);
   return result;
 }

@@ -25,24 +25,23 @@ REALobjectStruct* rbGetPalette(REALpictureStruct* picture);
 void rbSetPalette(REALpictureStruct* picture, REALobjectStruct* palette);
 
 // Picture extension methods: the picture's pixels into a block.
-unsigned char CopyRGBtoMemoryblock(REALpictureStruct* picture, REALmemoryBlockStruct* destination,
-                                      int32_t offset);
-unsigned char CopyRGBXtoMemoryblock(REALpictureStruct* picture, REALmemoryBlockStruct* destination,
-                                       int32_t offset, unsigned char littleEndian, int32_t alphaValue);
-unsigned char CopyRtoMemoryblock(REALpictureStruct* picture, REALmemoryBlockStruct* destination,
-                                    int32_t offset, int32_t pixelByteSize);
-unsigned char CopyGtoMemoryblock(REALpictureStruct* picture, REALmemoryBlockStruct* destination,
-                                    int32_t offset, int32_t pixelByteSize);
-unsigned char CopyBtoMemoryblock(REALpictureStruct* picture, REALmemoryBlockStruct* destination,
-                                    int32_t offset, int32_t pixelByteSize);
+unsigned char CopyRGBtoMemoryblock(REALpictureStruct* picture, REALmemoryBlockStruct* destination, int32_t offset);
+unsigned char CopyRGBXtoMemoryblock(REALpictureStruct* picture, REALmemoryBlockStruct* destination, int32_t offset,
+                                    unsigned char littleEndian, int32_t alphaValue);
+unsigned char CopyRtoMemoryblock(REALpictureStruct* picture, REALmemoryBlockStruct* destination, int32_t offset,
+                                 int32_t pixelByteSize);
+unsigned char CopyGtoMemoryblock(REALpictureStruct* picture, REALmemoryBlockStruct* destination, int32_t offset,
+                                 int32_t pixelByteSize);
+unsigned char CopyBtoMemoryblock(REALpictureStruct* picture, REALmemoryBlockStruct* destination, int32_t offset,
+                                 int32_t pixelByteSize);
 
 // Global methods: a new picture from a block.
-REALpictureStruct* MemoryblockRGBtoPicture(REALmemoryBlockStruct* source, int32_t offset,
-                                              int32_t width, int32_t height);
-REALpictureStruct* MemoryblockARGBtoPicture(REALmemoryBlockStruct* source, int32_t offset,
-                                               int32_t width, int32_t height, unsigned char littleEndian);
-REALpictureStruct* MemoryblockGrayToPicture(REALmemoryBlockStruct* source, int32_t offset,
-                                               int32_t width, int32_t height, int32_t pixelByteSize);
+REALpictureStruct* MemoryblockRGBtoPicture(REALmemoryBlockStruct* source, int32_t offset, int32_t width,
+                                           int32_t height);
+REALpictureStruct* MemoryblockARGBtoPicture(REALmemoryBlockStruct* source, int32_t offset, int32_t width,
+                                            int32_t height, unsigned char littleEndian);
+REALpictureStruct* MemoryblockGrayToPicture(REALmemoryBlockStruct* source, int32_t offset, int32_t width,
+                                            int32_t height, int32_t pixelByteSize);
 
 // The "PPIC" binary string form of a picture.
 REALstringStruct* PicturetoBinaryString(REALpictureStruct* picture);

@@ -9,21 +9,17 @@
 // (0x00RRGGBB words) or a block row.
 void Rgb24ToBlockRgbRow(const uint8_t* src, uint8_t* dst, int32_t width);
 // alphaValue above 255 (taken as unsigned) leaves the block's alpha bytes.
-void Rgb24ToArgbRow(const uint8_t* src, uint8_t* dst, int32_t width, bool littleEndian,
-                    uint32_t alphaValue);
+void Rgb24ToArgbRow(const uint8_t* src, uint8_t* dst, int32_t width, bool littleEndian, uint32_t alphaValue);
 // channel 0 red, 1 green, 2 blue; one byte every `stride` bytes.
-void Rgb24ChannelToStrideRow(const uint8_t* src, uint8_t* dst, int32_t width, int32_t channel,
-                             int32_t stride);
+void Rgb24ChannelToStrideRow(const uint8_t* src, uint8_t* dst, int32_t width, int32_t channel, int32_t stride);
 void ArgbToXrgbRow(const uint8_t* src, uint32_t* dst, int32_t width, bool littleEndian);
 void GrayStrideToXrgbRow(const uint8_t* src, uint32_t* dst, int32_t width, int32_t stride);
 
 // Fast variants: the same bytes. The common layouts (alpha written, one byte
 // per grey or channel cell) are loops the compiler vectorises; the others go
 // to the plain kernels.
-void Rgb24ToArgbRowFast(const uint8_t* src, uint8_t* dst, int32_t width, bool littleEndian,
-                        uint32_t alphaValue);
-void Rgb24ChannelToStrideRowFast(const uint8_t* src, uint8_t* dst, int32_t width, int32_t channel,
-                                 int32_t stride);
+void Rgb24ToArgbRowFast(const uint8_t* src, uint8_t* dst, int32_t width, bool littleEndian, uint32_t alphaValue);
+void Rgb24ChannelToStrideRowFast(const uint8_t* src, uint8_t* dst, int32_t width, int32_t channel, int32_t stride);
 void ArgbToXrgbRowFast(const uint8_t* src, uint32_t* dst, int32_t width, bool littleEndian);
 void GrayStrideToXrgbRowFast(const uint8_t* src, uint32_t* dst, int32_t width, int32_t stride);
 

@@ -20,8 +20,7 @@ void Rgb24ToBlockRgbRow(const uint8_t* src, uint8_t* dst, int32_t width) {
   std::memcpy(dst, src, 3 * static_cast<size_t>(width));
 }
 
-void Rgb24ToArgbRow(const uint8_t* src, uint8_t* dst, int32_t width, bool littleEndian,
-                    uint32_t alphaValue) {
+void Rgb24ToArgbRow(const uint8_t* src, uint8_t* dst, int32_t width, bool littleEndian, uint32_t alphaValue) {
   // Byte positions of alpha, red, green, blue within a 4-byte cell.
   const int a = littleEndian ? 3 : 0;
   const int r = littleEndian ? 2 : 1;
@@ -36,8 +35,7 @@ void Rgb24ToArgbRow(const uint8_t* src, uint8_t* dst, int32_t width, bool little
   }
 }
 
-void Rgb24ChannelToStrideRow(const uint8_t* src, uint8_t* dst, int32_t width, int32_t channel,
-                             int32_t stride) {
+void Rgb24ChannelToStrideRow(const uint8_t* src, uint8_t* dst, int32_t width, int32_t channel, int32_t stride) {
   src += channel;
   for (int32_t x = 0; x < width; ++x, src += 3) {
     *dst = *src;
@@ -81,7 +79,9 @@ void Rgb24ToArgbWords(const uint8_t* __restrict src, uint8_t* __restrict dst, in
         [](ByteVector16 in, ByteVector16 a) {
           return __builtin_shufflevector(in, a, 16, 0, 1, 2, 16, 3, 4, 5, 16, 6, 7, 8, 16, 9, 10, 11);
         },
-        [alpha](const uint8_t* p) { return alpha | (uint32_t{p[0]} << 8) | (uint32_t{p[1]} << 16) | (uint32_t{p[2]} << 24); });
+        [alpha](const uint8_t* p) {
+          return alpha | (uint32_t{p[0]} << 8) | (uint32_t{p[1]} << 16) | (uint32_t{p[2]} << 24);
+        });
   }
 }
 
@@ -110,8 +110,7 @@ void GreyBytesToXrgb(const uint8_t* __restrict src, uint32_t* __restrict dst, in
 
 }  // namespace
 
-void Rgb24ToArgbRowFast(const uint8_t* src, uint8_t* dst, int32_t width, bool littleEndian,
-                        uint32_t alphaValue) {
+void Rgb24ToArgbRowFast(const uint8_t* src, uint8_t* dst, int32_t width, bool littleEndian, uint32_t alphaValue) {
   if (alphaValue > 255) {
     Rgb24ToArgbRow(src, dst, width, littleEndian, alphaValue);
     return;
@@ -119,8 +118,7 @@ void Rgb24ToArgbRowFast(const uint8_t* src, uint8_t* dst, int32_t width, bool li
   Rgb24ToArgbWords(src, dst, width, littleEndian, alphaValue);
 }
 
-void Rgb24ChannelToStrideRowFast(const uint8_t* src, uint8_t* dst, int32_t width, int32_t channel,
-                                 int32_t stride) {
+void Rgb24ChannelToStrideRowFast(const uint8_t* src, uint8_t* dst, int32_t width, int32_t channel, int32_t stride) {
   if (stride != 1) {
     Rgb24ChannelToStrideRow(src, dst, width, channel, stride);
     return;
@@ -146,8 +144,7 @@ namespace {
 // where the last pixel needs only `lastCell` bytes of its cell (the whole cell
 // for RGB and ARGB, one byte for the one-channel layouts); just `offset` when
 // there are no pixels. -1 when the length does not fit in 64 bits.
-int64_t BlockBytesNeeded(int32_t offset, int32_t width, int32_t height, int32_t stride,
-                         int32_t lastCell) {
+int64_t BlockBytesNeeded(int32_t offset, int32_t width, int32_t height, int32_t stride, int32_t lastCell) {
   if (offset < 0 || width < 0 || height < 0 || stride < 1 || lastCell < 0) return -1;
   const uint64_t pixels = static_cast<uint64_t>(width) * static_cast<uint64_t>(height);
   if (pixels == 0) return offset;
@@ -171,13 +168,12 @@ uint8_t* BlockBytes(REALmemoryBlockStruct* block, int64_t needed) {
 // The length the layout needs is checked against the block before anything is
 // written; a short block refuses the whole call.
 template <typename RowKernel>
-unsigned char CopyToBlock(REALpictureStruct* picture, REALmemoryBlockStruct* block, int32_t offset,
-                          int32_t stride, int32_t lastCell, RowKernel rowKernel) {
+unsigned char CopyToBlock(REALpictureStruct* picture, REALmemoryBlockStruct* block, int32_t offset, int32_t stride,
+                          int32_t lastCell, RowKernel rowKernel) {
   if (!picture || !block || offset < 0 || stride < 1) return 0;
   PictureReader reader;
   if (!GetPictureReader(reader, picture)) return 0;
-  uint8_t* data =
-      BlockBytes(block, BlockBytesNeeded(offset, reader.width, reader.height, stride, lastCell));
+  uint8_t* data = BlockBytes(block, BlockBytesNeeded(offset, reader.width, reader.height, stride, lastCell));
   if (data) {
     const size_t blockRowBytes = static_cast<size_t>(reader.width) * static_cast<size_t>(stride);
     uint8_t* start = data + offset;
@@ -191,9 +187,8 @@ unsigned char CopyToBlock(REALpictureStruct* picture, REALmemoryBlockStruct* blo
 // Builds a width x height picture from the block, row y read at
 // offset + y * width * stride, after checking the block's length.
 template <typename RowKernel>
-REALpictureStruct* BuildFromBlock(REALmemoryBlockStruct* block, int32_t offset, int32_t width,
-                                  int32_t height, int32_t stride, int32_t lastCell,
-                                  RowKernel rowKernel) {
+REALpictureStruct* BuildFromBlock(REALmemoryBlockStruct* block, int32_t offset, int32_t width, int32_t height,
+                                  int32_t stride, int32_t lastCell, RowKernel rowKernel) {
   if (!block || width < 1 || height < 1 || offset < 0 || stride < 1) return nullptr;
   const uint8_t* data = BlockBytes(block, BlockBytesNeeded(offset, width, height, stride, lastCell));
   if (!data) return nullptr;
@@ -207,68 +202,60 @@ REALpictureStruct* BuildFromBlock(REALmemoryBlockStruct* block, int32_t offset, 
   return RenderPictureWriter(writer);
 }
 
-unsigned char CopyChannel(REALpictureStruct* picture, REALmemoryBlockStruct* destination,
-                          int32_t offset, int32_t pixelByteSize, int32_t channel) {
+unsigned char CopyChannel(REALpictureStruct* picture, REALmemoryBlockStruct* destination, int32_t offset,
+                          int32_t pixelByteSize, int32_t channel) {
   const auto kernel = ChooseKernel(Rgb24ChannelToStrideRow, Rgb24ChannelToStrideRowFast);
-  return CopyToBlock(picture, destination, offset, pixelByteSize, 1,
-                     [&](const uint8_t* src, uint8_t* dst, int32_t width) {
-                       kernel(src, dst, width, channel, pixelByteSize);
-                     });
+  return CopyToBlock(
+      picture, destination, offset, pixelByteSize, 1,
+      [&](const uint8_t* src, uint8_t* dst, int32_t width) { kernel(src, dst, width, channel, pixelByteSize); });
 }
 
 }  // namespace
 
 // --- Handlers ---------------------------------------------------------------------------
 
-unsigned char CopyRGBtoMemoryblock(REALpictureStruct* picture, REALmemoryBlockStruct* destination,
-                                   int32_t offset) {
+unsigned char CopyRGBtoMemoryblock(REALpictureStruct* picture, REALmemoryBlockStruct* destination, int32_t offset) {
   return CopyToBlock(picture, destination, offset, 3, 3, Rgb24ToBlockRgbRow);
 }
 
-unsigned char CopyRGBXtoMemoryblock(REALpictureStruct* picture, REALmemoryBlockStruct* destination,
-                                    int32_t offset, unsigned char littleEndian, int32_t alphaValue) {
+unsigned char CopyRGBXtoMemoryblock(REALpictureStruct* picture, REALmemoryBlockStruct* destination, int32_t offset,
+                                    unsigned char littleEndian, int32_t alphaValue) {
   const auto kernel = ChooseKernel(Rgb24ToArgbRow, Rgb24ToArgbRowFast);
-  return CopyToBlock(picture, destination, offset, 4, 4,
-                     [&](const uint8_t* src, uint8_t* dst, int32_t width) {
-                       kernel(src, dst, width, littleEndian != 0, static_cast<uint32_t>(alphaValue));
-                     });
+  return CopyToBlock(picture, destination, offset, 4, 4, [&](const uint8_t* src, uint8_t* dst, int32_t width) {
+    kernel(src, dst, width, littleEndian != 0, static_cast<uint32_t>(alphaValue));
+  });
 }
 
-unsigned char CopyRtoMemoryblock(REALpictureStruct* picture, REALmemoryBlockStruct* destination,
-                                 int32_t offset, int32_t pixelByteSize) {
+unsigned char CopyRtoMemoryblock(REALpictureStruct* picture, REALmemoryBlockStruct* destination, int32_t offset,
+                                 int32_t pixelByteSize) {
   return CopyChannel(picture, destination, offset, pixelByteSize, 0);
 }
 
-unsigned char CopyGtoMemoryblock(REALpictureStruct* picture, REALmemoryBlockStruct* destination,
-                                 int32_t offset, int32_t pixelByteSize) {
+unsigned char CopyGtoMemoryblock(REALpictureStruct* picture, REALmemoryBlockStruct* destination, int32_t offset,
+                                 int32_t pixelByteSize) {
   return CopyChannel(picture, destination, offset, pixelByteSize, 1);
 }
 
-unsigned char CopyBtoMemoryblock(REALpictureStruct* picture, REALmemoryBlockStruct* destination,
-                                 int32_t offset, int32_t pixelByteSize) {
+unsigned char CopyBtoMemoryblock(REALpictureStruct* picture, REALmemoryBlockStruct* destination, int32_t offset,
+                                 int32_t pixelByteSize) {
   return CopyChannel(picture, destination, offset, pixelByteSize, 2);
 }
 
-REALpictureStruct* MemoryblockRGBtoPicture(REALmemoryBlockStruct* source, int32_t offset,
-                                           int32_t width, int32_t height) {
+REALpictureStruct* MemoryblockRGBtoPicture(REALmemoryBlockStruct* source, int32_t offset, int32_t width,
+                                           int32_t height) {
   return BuildFromBlock(source, offset, width, height, 3, 3, ChooseKernel(Rgb24ToXrgbRow, Rgb24ToXrgbRowFast));
 }
 
-REALpictureStruct* MemoryblockARGBtoPicture(REALmemoryBlockStruct* source, int32_t offset,
-                                            int32_t width, int32_t height,
-                                            unsigned char littleEndian) {
+REALpictureStruct* MemoryblockARGBtoPicture(REALmemoryBlockStruct* source, int32_t offset, int32_t width,
+                                            int32_t height, unsigned char littleEndian) {
   const auto kernel = ChooseKernel(ArgbToXrgbRow, ArgbToXrgbRowFast);
   return BuildFromBlock(source, offset, width, height, 4, 4,
-                        [&](const uint8_t* src, uint32_t* dst, int32_t w) {
-                          kernel(src, dst, w, littleEndian != 0);
-                        });
+                        [&](const uint8_t* src, uint32_t* dst, int32_t w) { kernel(src, dst, w, littleEndian != 0); });
 }
 
-REALpictureStruct* MemoryblockGrayToPicture(REALmemoryBlockStruct* source, int32_t offset,
-                                            int32_t width, int32_t height, int32_t pixelByteSize) {
+REALpictureStruct* MemoryblockGrayToPicture(REALmemoryBlockStruct* source, int32_t offset, int32_t width,
+                                            int32_t height, int32_t pixelByteSize) {
   const auto kernel = ChooseKernel(GrayStrideToXrgbRow, GrayStrideToXrgbRowFast);
   return BuildFromBlock(source, offset, width, height, pixelByteSize, 1,
-                        [&](const uint8_t* src, uint32_t* dst, int32_t w) {
-                          kernel(src, dst, w, pixelByteSize);
-                        });
+                        [&](const uint8_t* src, uint32_t* dst, int32_t w) { kernel(src, dst, w, pixelByteSize); });
 }

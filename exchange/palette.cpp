@@ -16,9 +16,9 @@ namespace {
 // The instance data of a palette, 1032 bytes on every platform.
 #pragma pack(push, 4)
 struct PaletteRecord {
-  int32_t count;        // number of meaningful colours, 256 after construction
-  int32_t reserved;     // -1 after construction, otherwise unused
-  uint32_t colors[256]; // 0x00RRGGBB in machine byte order
+  int32_t count;         // number of meaningful colours, 256 after construction
+  int32_t reserved;      // -1 after construction, otherwise unused
+  uint32_t colors[256];  // 0x00RRGGBB in machine byte order
 };
 #pragma pack(pop)
 
@@ -26,9 +26,7 @@ static_assert(sizeof(PaletteRecord) == 1032);
 static_assert(offsetof(PaletteRecord, reserved) == 4);
 static_assert(offsetof(PaletteRecord, colors) == 8);
 
-PaletteRecord& Palette(REALobjectStruct* instance) {
-  return InstanceData<PaletteRecord>(instance, PaletteClass);
-}
+PaletteRecord& Palette(REALobjectStruct* instance) { return InstanceData<PaletteRecord>(instance, PaletteClass); }
 
 // Every index selects one of the 256 entries: only its low 8 bits count.
 uint32_t EntryOf(int32_t index) { return static_cast<uint32_t>(index) & 0xFF; }
@@ -106,9 +104,7 @@ void PaletteConstructor(REALobjectStruct* instance) {
 // destructor are empty.
 void PaletteDestructor(REALobjectStruct*) {}
 
-uint32_t GetPalColor(REALobjectStruct* instance, int32_t index) {
-  return Palette(instance).colors[EntryOf(index)];
-}
+uint32_t GetPalColor(REALobjectStruct* instance, int32_t index) { return Palette(instance).colors[EntryOf(index)]; }
 
 void SetPalColor(REALobjectStruct* instance, int32_t index, uint32_t color) {
   Palette(instance).colors[EntryOf(index)] = color;
@@ -144,12 +140,24 @@ REALmethodDefinition PaletteClassMethods[] = {
 
 }  // namespace
 
-REALclassDefinition PaletteClass = {
-    kRecordVersion, "PaletteQVT", nullptr, sizeof(PaletteRecord), 0, PaletteConstructor, PaletteDestructor,
-    PaletteClassProperties, std::size(PaletteClassProperties), PaletteClassMethods, std::size(PaletteClassMethods), nullptr, 0, {}};
+REALclassDefinition PaletteClass = {kRecordVersion,
+                                    "PaletteQVT",
+                                    nullptr,
+                                    sizeof(PaletteRecord),
+                                    0,
+                                    PaletteConstructor,
+                                    PaletteDestructor,
+                                    PaletteClassProperties,
+                                    std::size(PaletteClassProperties),
+                                    PaletteClassMethods,
+                                    std::size(PaletteClassMethods),
+                                    nullptr,
+                                    0,
+                                    {}};
 
 // A fixed table of 256 distinct colours: named colours, greys, and ramps of
 // twelve shades and twelve tints of each hue.
+// clang-format off
 constexpr uint32_t WinColors[256] = {
     // 0-29: named colours
     0xFFFFFF, 0x808080, 0x800000, 0x808000, 0x008000, 0x008080, 0x000080, 0x800080,
@@ -245,6 +253,7 @@ const uint32_t PalmColors[256] = {
     0x000000, 0x000000, 0x000000, 0x000000, 0x000000, 0x000000, 0x000000, 0x000000,
     0x000000, 0x000000,
 };
+// clang-format on
 
 // --- Factories --------------------------------------------------------------------
 

@@ -47,8 +47,7 @@ bool Convolve(const PictureReader& reader, PictureWriter& writer, const Separabl
   const int32_t stride = 3 * width;
 
   // Without the intermediate image the result stays all black.
-  auto* intermediate = static_cast<uint8_t*>(
-      std::calloc(static_cast<size_t>(height), static_cast<size_t>(stride)));
+  auto* intermediate = static_cast<uint8_t*>(std::calloc(static_cast<size_t>(height), static_cast<size_t>(stride)));
   if (!intermediate) return false;
 
   const int32_t columns = width - 3 * h + 1;  // h .. W - 2h
@@ -56,13 +55,11 @@ bool Convolve(const PictureReader& reader, PictureWriter& writer, const Separabl
   const auto columnPass = ChooseKernel(ConvolveRowVertical, ConvolveRowVerticalFast);
   if (columns > 0) {
     for (int32_t y = 0; y < height; ++y) {
-      rowPass(ReaderRow(reader, y), intermediate + static_cast<size_t>(y) * stride + 3 * h,
-                            columns, horizontal);
+      rowPass(ReaderRow(reader, y), intermediate + static_cast<size_t>(y) * stride + 3 * h, columns, horizontal);
     }
   }
   for (int32_t y = h; y <= height - 2 * h; ++y) {
-    columnPass(intermediate + static_cast<size_t>(y - h) * stride, stride,
-                        WriterRow(writer, y), width, vertical);
+    columnPass(intermediate + static_cast<size_t>(y - h) * stride, stride, WriterRow(writer, y), width, vertical);
   }
   std::free(intermediate);
   return true;
@@ -128,11 +125,10 @@ REALmethodDefinition methods[] = {
 }  // namespace
 
 REALclassDefinition PictureConvolutionClass = {
-    kRecordVersion, "PictureConvolutionQVT", nullptr, sizeof(ConvolutionData), 0, Construct, Close,
-    properties, std::size(properties), methods, std::size(methods), nullptr, 0, {}};
+    kRecordVersion, "PictureConvolutionQVT", nullptr, sizeof(ConvolutionData), 0,       Construct, Close,
+    properties,     std::size(properties),   methods, std::size(methods),      nullptr, 0,         {}};
 
-void ConvolveRowHorizontal(const uint8_t* src, uint8_t* dst, int32_t count,
-                           const SeparableKernel& kernel) {
+void ConvolveRowHorizontal(const uint8_t* src, uint8_t* dst, int32_t count, const SeparableKernel& kernel) {
   const int32_t n = kernel.count;
   const int32_t h = n / 2;
   for (int32_t i = 0; i < count; ++i, src += 3, dst += 3) {
@@ -295,8 +291,7 @@ void FilterBlock(const uint8_t* first, ptrdiff_t tapStep, int32_t n, const Separ
 
 }  // namespace
 
-void ConvolveRowHorizontalFast(const uint8_t* src, uint8_t* dst, int32_t count,
-                               const SeparableKernel& kernel) {
+void ConvolveRowHorizontalFast(const uint8_t* src, uint8_t* dst, int32_t count, const SeparableKernel& kernel) {
   const int32_t h = kernel.count / 2;
   const int32_t total = 3 * count;
   const DyadicWeights dyadic = FindDyadicWeights(kernel);

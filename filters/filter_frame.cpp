@@ -25,8 +25,8 @@ FilterRegion ClipFilterRectangle(const FilterRectangle* rectangle, int32_t width
   return region;
 }
 
-bool RunFilterFrame(FilterPictures& pictures, const FilterRectangle* rectangle,
-                    ResultRelease release, FilterFill fill, void* context) {
+bool RunFilterFrame(FilterPictures& pictures, const FilterRectangle* rectangle, ResultRelease release, FilterFill fill,
+                    void* context) {
   if (release == ResultRelease::kBeforeChecks) ReleasePicture(pictures.destination);
   if (!pictures.source) return false;
 

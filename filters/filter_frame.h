@@ -61,18 +61,16 @@ FilterRegion ClipFilterRectangle(const FilterRectangle* rectangle, int32_t width
 using FilterFill = bool (*)(void* context, const PictureReader& reader, PictureWriter& writer,
                             const FilterRegion& region);
 
-bool RunFilterFrame(FilterPictures& pictures, const FilterRectangle* rectangle,
-                    ResultRelease release, FilterFill fill, void* context);
+bool RunFilterFrame(FilterPictures& pictures, const FilterRectangle* rectangle, ResultRelease release, FilterFill fill,
+                    void* context);
 
 // The same, with any callable (reader, writer, region) -> bool as the filling.
 template <typename Fill>
-bool RunFilter(FilterPictures& pictures, const FilterRectangle* rectangle, ResultRelease release,
-               Fill&& fill) {
+bool RunFilter(FilterPictures& pictures, const FilterRectangle* rectangle, ResultRelease release, Fill&& fill) {
   using F = std::remove_reference_t<Fill>;
   return RunFilterFrame(
       pictures, rectangle, release,
-      [](void* context, const PictureReader& reader, PictureWriter& writer,
-         const FilterRegion& region) -> bool {
+      [](void* context, const PictureReader& reader, PictureWriter& writer, const FilterRegion& region) -> bool {
         return (*static_cast<F*>(context))(reader, writer, region);
       },
       &fill);
@@ -99,8 +97,10 @@ bool RunRowFilter(FilterPictures& pictures, const FilterRectangle* rectangle, Re
 void CloseFilterPictures(FilterPictures& pictures);
 
 // A property the host reads and writes itself at `offset` in the instance data.
-#define FILTER_FIELD(name, type, offset) \
-  { nullptr, name, type, 0, kStandardAccessor, kStandardAccessor, offset, {} }
+#define FILTER_FIELD(name, type, offset)                                     \
+  {                                                                          \
+    nullptr, name, type, 0, kStandardAccessor, kStandardAccessor, offset, {} \
+  }
 
 // The property records every filter class starts with, and those of the
 // rectangle (in the order MaxX, MinX, MaxY, MinY), for the instance data type

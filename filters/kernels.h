@@ -20,12 +20,10 @@ void PrepareMatrixKernel(MatrixKernel& kernel, const int32_t cells[25]);
 
 // Computes `count` result pixels of one row. rows[k] is source row y + k - 2
 // (reader layout), pointing at the pixel two columns left of the first result.
-void MatrixRow(const uint8_t* const rows[5], uint32_t* dst, int32_t count,
-               const MatrixKernel& kernel);
+void MatrixRow(const uint8_t* const rows[5], uint32_t* dst, int32_t count, const MatrixKernel& kernel);
 // The same words, the sums in 32 bits when the cells allow and vectorised
 // across pixels.
-void MatrixRowFast(const uint8_t* const rows[5], uint32_t* dst, int32_t count,
-                   const MatrixKernel& kernel);
+void MatrixRowFast(const uint8_t* const rows[5], uint32_t* dst, int32_t count, const MatrixKernel& kernel);
 
 // --- Separable convolution ---------------------------------------------------
 
@@ -40,10 +38,8 @@ struct SeparableKernel {
 // Horizontal pass over `count` pixels: src is a reader-layout row at the pixel
 // count / 2 columns left of the first result, dst the intermediate row (three
 // bytes per pixel) at the first result.
-void ConvolveRowHorizontal(const uint8_t* src, uint8_t* dst, int32_t count,
-                           const SeparableKernel& kernel);
-void ConvolveRowHorizontalFast(const uint8_t* src, uint8_t* dst, int32_t count,
-                               const SeparableKernel& kernel);
+void ConvolveRowHorizontal(const uint8_t* src, uint8_t* dst, int32_t count, const SeparableKernel& kernel);
+void ConvolveRowHorizontalFast(const uint8_t* src, uint8_t* dst, int32_t count, const SeparableKernel& kernel);
 
 // Vertical pass over a whole row: top is the intermediate row count / 2 rows
 // above the result row, stride the intermediate's row length in bytes.
@@ -71,9 +67,7 @@ constexpr int32_t kLutNodes = 18;  // per axis; a run uses nodes 0..15
 constexpr int32_t kLutEntries = kLutNodes * kLutNodes * kLutNodes * 3;
 
 // Entry x (0 red, 1 green, 2 blue) of node (r, g, b).
-constexpr int32_t LutIndex(int32_t r, int32_t g, int32_t b, int32_t x) {
-  return 972 * r + 54 * g + 3 * b + x;
-}
+constexpr int32_t LutIndex(int32_t r, int32_t g, int32_t b, int32_t x) { return 972 * r + 54 * g + 3 * b + x; }
 
 // Maps `count` pixels through the table by tetrahedral interpolation.
 void Lut3DRow(const uint8_t* src, uint32_t* dst, int32_t count, const PackedDouble* table);

@@ -28,9 +28,7 @@ static_assert(offsetof(Lut3DData, rectangle.maxY) == 20);
 static_assert(offsetof(Lut3DData, table) == 24);
 #endif
 
-Lut3DData& Data(REALobjectStruct* instance) {
-  return InstanceData<Lut3DData>(instance, Lut3DClass);
-}
+Lut3DData& Data(REALobjectStruct* instance) { return InstanceData<Lut3DData>(instance, Lut3DClass); }
 
 bool InRange(int32_t r, int32_t g, int32_t b, int32_t x) {
   return static_cast<uint32_t>(r) < kLutNodes && static_cast<uint32_t>(g) < kLutNodes &&
@@ -53,8 +51,7 @@ double GetEntry(REALobjectStruct* instance, int32_t r, int32_t g, int32_t b, int
   return InRange(r, g, b, x) ? Data(instance).table[LutIndex(r, g, b, x)] : 0.0;
 }
 
-void SetEntry(REALobjectStruct* instance, int32_t r, int32_t g, int32_t b, int32_t x,
-              double value) {
+void SetEntry(REALobjectStruct* instance, int32_t r, int32_t g, int32_t b, int32_t x, double value) {
   if (InRange(r, g, b, x)) Data(instance).table[LutIndex(r, g, b, x)] = value;
 }
 
@@ -73,8 +70,8 @@ REALmethodDefinition methods[] = {
 }  // namespace
 
 REALclassDefinition Lut3DClass = {
-    kRecordVersion, "PictureLut3DQVT", nullptr, sizeof(Lut3DData), 0, Construct, Close,
-    properties, std::size(properties), methods, std::size(methods), nullptr, 0, {}};
+    kRecordVersion, "PictureLut3DQVT",     nullptr, sizeof(Lut3DData),  0,       Construct, Close,
+    properties,     std::size(properties), methods, std::size(methods), nullptr, 0,         {}};
 
 void Lut3DRow(const uint8_t* src, uint32_t* dst, int32_t count, const PackedDouble* table) {
   constexpr int32_t kR = LutIndex(1, 0, 0, 0);  // steps between neighbouring nodes
@@ -125,8 +122,7 @@ void Lut3DRow(const uint8_t* src, uint32_t* dst, int32_t count, const PackedDoub
 
     uint32_t out[3];
     for (int32_t k = 0; k < 3; ++k) {
-      out[k] = ClampByte(wA * table[a + k] + wB * table[bNode + k] + wC * table[c + k] +
-                             wD * table[d + k]);
+      out[k] = ClampByte(wA * table[a + k] + wB * table[bNode + k] + wC * table[c + k] + wD * table[d + k]);
     }
     dst[i] = PackRGB(out[0], out[1], out[2]);
   }

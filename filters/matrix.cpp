@@ -33,9 +33,7 @@ static_assert(offsetof(MatrixData, scaleFactor) == 28);
 static_assert(offsetof(MatrixData, cells) == 36);
 #endif
 
-MatrixData& Data(REALobjectStruct* instance) {
-  return InstanceData<MatrixData>(instance, PictureMatrixClass);
-}
+MatrixData& Data(REALobjectStruct* instance) { return InstanceData<MatrixData>(instance, PictureMatrixClass); }
 
 // Displacement, then scale, then truncation toward zero and the clamp. With a
 // scale of exactly 1.0 no floating point is needed.
@@ -54,8 +52,7 @@ bool RunMatrix(REALobjectStruct* instance, uint32_t channels) {
   kernel.channels = channels;
 
   return RunFilter(data.pictures, &data.rectangle, ResultRelease::kBeforeChecks,
-                   [&kernel](const PictureReader& reader, PictureWriter& writer,
-                             const FilterRegion& region) {
+                   [&kernel](const PictureReader& reader, PictureWriter& writer, const FilterRegion& region) {
                      // The neighbourhood stays inside the region: a two-pixel
                      // frame along its inner edge is not computed.
                      const int32_t left = region.left + 2;
@@ -64,8 +61,7 @@ bool RunMatrix(REALobjectStruct* instance, uint32_t channels) {
                      const auto kernelRow = ChooseKernel(MatrixRow, MatrixRowFast);
                      for (int32_t y = region.top + 2; y < region.bottom - 2; ++y) {
                        const uint8_t* rows[5];
-                       for (int32_t k = 0; k < 5; ++k)
-                         rows[k] = ReaderRow(reader, y + k - 2) + 3 * (left - 2);
+                       for (int32_t k = 0; k < 5; ++k) rows[k] = ReaderRow(reader, y + k - 2) + 3 * (left - 2);
                        kernelRow(rows, WriterRow(writer, y) + left, right - left, kernel);
                      }
                      return true;
@@ -97,9 +93,7 @@ void Close(REALobjectStruct* instance) { CloseFilterPictures(Data(instance).pict
 
 double GetScaleFactor(REALobjectStruct* instance, int32_t) { return Data(instance).scaleFactor; }
 
-void SetScaleFactor(REALobjectStruct* instance, int32_t, double value) {
-  Data(instance).scaleFactor = value;
-}
+void SetScaleFactor(REALobjectStruct* instance, int32_t, double value) { Data(instance).scaleFactor = value; }
 
 int32_t GetCell(REALobjectStruct* instance, int32_t x, int32_t y) {
   if (static_cast<uint32_t>(x) > 4 || static_cast<uint32_t>(y) > 4) return 0;
@@ -121,17 +115,15 @@ REALpropertyDefinition properties[] = {
 REALmethodDefinition methods[] = {
     {HandlerAddress(Close), nullptr, "Close", 0},
     {HandlerAddress(Run), nullptr, "Run as boolean", 0},
-    {HandlerAddress(RunChannels), nullptr,
-     "RunRGB(red as boolean, green as boolean, blue as boolean) as boolean", 0},
-    {HandlerAddress(GetCell), HandlerAddress(SetCell),
-     "Matrix(x as integer, y as integer) as integer", 0},
+    {HandlerAddress(RunChannels), nullptr, "RunRGB(red as boolean, green as boolean, blue as boolean) as boolean", 0},
+    {HandlerAddress(GetCell), HandlerAddress(SetCell), "Matrix(x as integer, y as integer) as integer", 0},
 };
 
 }  // namespace
 
 REALclassDefinition PictureMatrixClass = {
-    kRecordVersion, "PictureMatrixQVT", nullptr, sizeof(MatrixData), 0, Construct, Close,
-    properties, std::size(properties), methods, std::size(methods), nullptr, 0, {}};
+    kRecordVersion, "PictureMatrixQVT",    nullptr, sizeof(MatrixData), 0,       Construct, Close,
+    properties,     std::size(properties), methods, std::size(methods), nullptr, 0,         {}};
 
 void PrepareMatrixKernel(MatrixKernel& kernel, const int32_t cells[25]) {
   for (int32_t i = 0; i < 25; ++i) kernel.cells[i] = cells[i] < 255 ? cells[i] : 0;
@@ -139,8 +131,7 @@ void PrepareMatrixKernel(MatrixKernel& kernel, const int32_t cells[25]) {
 
 // Sums are formed in 64 bits, so no cell value can make them wrap; a sum
 // beyond 0..255 clamps by its sign like any other.
-void MatrixRow(const uint8_t* const rows[5], uint32_t* dst, int32_t count,
-               const MatrixKernel& kernel) {
+void MatrixRow(const uint8_t* const rows[5], uint32_t* dst, int32_t count, const MatrixKernel& kernel) {
   for (int32_t i = 0; i < count; ++i) {
     int64_t red = 0, green = 0, blue = 0;
     for (int32_t ky = 0; ky < 5; ++ky) {
@@ -168,8 +159,8 @@ constexpr int32_t kMatrixBlock = 256;  // result pixels per block
 // ClampByte on a double that holds the displaced sum exactly: for a whole
 // number it is the integer clamp, and it vectorises.
 PICTURE_VECTOR_CLONES
-void MatrixValues(const int32_t* __restrict sums, uint8_t* __restrict out, int32_t n, double displacement,
-                  double scale, bool scaled) {
+void MatrixValues(const int32_t* __restrict sums, uint8_t* __restrict out, int32_t n, double displacement, double scale,
+                  bool scaled) {
   for (int32_t j = 0; j < n; ++j) {
     const double displaced = displacement + static_cast<double>(sums[j]);  // exact: both below 2^32
     out[j] = static_cast<uint8_t>(ClampByte(scaled ? scale * displaced : displaced));

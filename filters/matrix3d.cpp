@@ -29,13 +29,9 @@ static_assert(offsetof(Matrix3DData, rectangle.maxY) == 20);
 static_assert(offsetof(Matrix3DData, cells) == 24);
 #endif
 
-Matrix3DData& Data(REALobjectStruct* instance) {
-  return InstanceData<Matrix3DData>(instance, PictureMatrixClass3D);
-}
+Matrix3DData& Data(REALobjectStruct* instance) { return InstanceData<Matrix3DData>(instance, PictureMatrixClass3D); }
 
-bool InRange(int32_t x, int32_t y) {
-  return static_cast<uint32_t>(x) <= 4 && static_cast<uint32_t>(y) <= 4;
-}
+bool InRange(int32_t x, int32_t y) { return static_cast<uint32_t>(x) <= 4 && static_cast<uint32_t>(y) <= 4; }
 
 unsigned char Run(REALobjectStruct* instance) {
   Matrix3DData& data = Data(instance);
@@ -71,8 +67,7 @@ REALpropertyDefinition properties[] = {
 REALmethodDefinition methods[] = {
     {HandlerAddress(Close), nullptr, "Close", 0},
     {HandlerAddress(Run), nullptr, "Run as boolean", 0},
-    {HandlerAddress(GetCell), HandlerAddress(SetCell),
-     "Matrix(x as integer, y as integer) as double", 0},
+    {HandlerAddress(GetCell), HandlerAddress(SetCell), "Matrix(x as integer, y as integer) as double", 0},
 };
 
 bool HasOffsets(const ColorMatrix& m) {
@@ -87,8 +82,7 @@ bool HasOffsets(const ColorMatrix& m) {
 template <bool kOffsets>
 void MapRow(const uint8_t* src, uint32_t* dst, int32_t count, const ColorMatrix& m) {
   for (int32_t i = 0; i < count; ++i, src += 3) {
-    double in[3] = {static_cast<double>(src[0]), static_cast<double>(src[1]),
-                    static_cast<double>(src[2])};
+    double in[3] = {static_cast<double>(src[0]), static_cast<double>(src[1]), static_cast<double>(src[2])};
     if (kOffsets) {
       for (int32_t c = 0; c < 3; ++c) in[c] += m.inputOffset[c];
     }
@@ -105,14 +99,12 @@ void MapRow(const uint8_t* src, uint32_t* dst, int32_t count, const ColorMatrix&
 }  // namespace
 
 REALclassDefinition PictureMatrixClass3D = {
-    kRecordVersion, "PictureMatrix3DQVT", nullptr, sizeof(Matrix3DData), 0, Construct, Close,
-    properties, std::size(properties), methods, std::size(methods), nullptr, 0, {}};
+    kRecordVersion, "PictureMatrix3DQVT",  nullptr, sizeof(Matrix3DData), 0,       Construct, Close,
+    properties,     std::size(properties), methods, std::size(methods),   nullptr, 0,         {}};
 
 void ColorMatrixRow(const uint8_t* src, uint32_t* dst, int32_t count, const ColorMatrix& matrix) {
-  if (HasOffsets(matrix))
-    MapRow<true>(src, dst, count, matrix);
-  else
-    MapRow<false>(src, dst, count, matrix);
+  if (HasOffsets(matrix)) MapRow<true>(src, dst, count, matrix);
+  else MapRow<false>(src, dst, count, matrix);
 }
 
 namespace {
@@ -147,8 +139,6 @@ PICTURE_VECTOR_CLONES void MapRowFast(const uint8_t* __restrict src, uint32_t* _
 
 // Vectorised across pixels; each pixel's sums are the plain kernel's.
 void ColorMatrixRowFast(const uint8_t* src, uint32_t* dst, int32_t count, const ColorMatrix& matrix) {
-  if (HasOffsets(matrix))
-    MapRowFast<true>(src, dst, count, matrix);
-  else
-    MapRowFast<false>(src, dst, count, matrix);
+  if (HasOffsets(matrix)) MapRowFast<true>(src, dst, count, matrix);
+  else MapRowFast<false>(src, dst, count, matrix);
 }

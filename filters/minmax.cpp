@@ -33,9 +33,7 @@ static_assert(offsetof(MinMaxData, quantity[1].max.x) == 24);
 static_assert(offsetof(MinMaxData, quantity[3].max.x) == 72);
 static_assert(offsetof(MinMaxData, quantity[3].min.value) == 92);
 
-MinMaxData& Data(REALobjectStruct* instance) {
-  return InstanceData<MinMaxData>(instance, FindMinMaxClass);
-}
+MinMaxData& Data(REALobjectStruct* instance) { return InstanceData<MinMaxData>(instance, FindMinMaxClass); }
 
 // Searches, as bits: the maximum of quantity q is bit q, its minimum bit 4 + q.
 constexpr uint32_t kMax = 1, kMin = 16;
@@ -58,8 +56,7 @@ unsigned char Find(REALobjectStruct* instance, REALpictureStruct* picture, uint3
   if (read) {
     StartMinMaxSearch(search);
     const auto row = ChooseKernel(MinMaxRow, MinMaxRowFast);
-    for (int32_t y = 0; y < reader.height; ++y)
-      row(ReaderRow(reader, y), reader.width, y, search);
+    for (int32_t y = 0; y < reader.height; ++y) row(ReaderRow(reader, y), reader.width, y, search);
   } else {
     ResetSearch(search);
   }
@@ -98,30 +95,18 @@ void Nothing(REALobjectStruct*) {}
 #define MINMAX_PROPERTY(name, field) FILTER_FIELD(name, "Integer", offsetof(MinMaxData, field))
 
 REALpropertyDefinition properties[] = {
-    MINMAX_PROPERTY("RedMaxX", quantity[0].max.x),
-    MINMAX_PROPERTY("RedMaxY", quantity[0].max.y),
-    MINMAX_PROPERTY("RedMax", quantity[0].max.value),
-    MINMAX_PROPERTY("RedMinX", quantity[0].min.x),
-    MINMAX_PROPERTY("RedMinY", quantity[0].min.y),
-    MINMAX_PROPERTY("RedMin", quantity[0].min.value),
-    MINMAX_PROPERTY("GreenMaxX", quantity[1].max.x),
-    MINMAX_PROPERTY("GreenMaxY", quantity[1].max.y),
-    MINMAX_PROPERTY("GreenMax", quantity[1].max.value),
-    MINMAX_PROPERTY("GreenMinX", quantity[1].min.x),
-    MINMAX_PROPERTY("GreenMinY", quantity[1].min.y),
-    MINMAX_PROPERTY("GreenMin", quantity[1].min.value),
-    MINMAX_PROPERTY("BlueMaxX", quantity[2].max.x),
-    MINMAX_PROPERTY("BlueMaxY", quantity[2].max.y),
-    MINMAX_PROPERTY("BlueMax", quantity[2].max.value),
-    MINMAX_PROPERTY("BlueMinX", quantity[2].min.x),
-    MINMAX_PROPERTY("BlueMinY", quantity[2].min.y),
-    MINMAX_PROPERTY("BlueMin", quantity[2].min.value),
-    MINMAX_PROPERTY("SumMaxX", quantity[3].max.x),
-    MINMAX_PROPERTY("SumMaxY", quantity[3].max.y),
-    MINMAX_PROPERTY("SumMax", quantity[3].max.value),
-    MINMAX_PROPERTY("SumMinX", quantity[3].min.x),
-    MINMAX_PROPERTY("SumMinY", quantity[3].min.y),
-    MINMAX_PROPERTY("SumMin", quantity[3].min.value),
+    MINMAX_PROPERTY("RedMaxX", quantity[0].max.x),      MINMAX_PROPERTY("RedMaxY", quantity[0].max.y),
+    MINMAX_PROPERTY("RedMax", quantity[0].max.value),   MINMAX_PROPERTY("RedMinX", quantity[0].min.x),
+    MINMAX_PROPERTY("RedMinY", quantity[0].min.y),      MINMAX_PROPERTY("RedMin", quantity[0].min.value),
+    MINMAX_PROPERTY("GreenMaxX", quantity[1].max.x),    MINMAX_PROPERTY("GreenMaxY", quantity[1].max.y),
+    MINMAX_PROPERTY("GreenMax", quantity[1].max.value), MINMAX_PROPERTY("GreenMinX", quantity[1].min.x),
+    MINMAX_PROPERTY("GreenMinY", quantity[1].min.y),    MINMAX_PROPERTY("GreenMin", quantity[1].min.value),
+    MINMAX_PROPERTY("BlueMaxX", quantity[2].max.x),     MINMAX_PROPERTY("BlueMaxY", quantity[2].max.y),
+    MINMAX_PROPERTY("BlueMax", quantity[2].max.value),  MINMAX_PROPERTY("BlueMinX", quantity[2].min.x),
+    MINMAX_PROPERTY("BlueMinY", quantity[2].min.y),     MINMAX_PROPERTY("BlueMin", quantity[2].min.value),
+    MINMAX_PROPERTY("SumMaxX", quantity[3].max.x),      MINMAX_PROPERTY("SumMaxY", quantity[3].max.y),
+    MINMAX_PROPERTY("SumMax", quantity[3].max.value),   MINMAX_PROPERTY("SumMinX", quantity[3].min.x),
+    MINMAX_PROPERTY("SumMinY", quantity[3].min.y),      MINMAX_PROPERTY("SumMin", quantity[3].min.value),
 };
 
 #undef MINMAX_PROPERTY
@@ -148,8 +133,8 @@ REALmethodDefinition methods[] = {
 }  // namespace
 
 REALclassDefinition FindMinMaxClass = {
-    kRecordVersion, "PictureMinMaxQVT", nullptr, sizeof(MinMaxData), 0, Nothing, Nothing,
-    properties, std::size(properties), methods, std::size(methods), nullptr, 0, {}};
+    kRecordVersion, "PictureMinMaxQVT",    nullptr, sizeof(MinMaxData), 0,       Nothing, Nothing,
+    properties,     std::size(properties), methods, std::size(methods), nullptr, 0,       {}};
 
 void StartMinMaxSearch(MinMaxSearch& search) {
   ResetSearch(search);

@@ -39,9 +39,7 @@ static_assert(offsetof(SepiaData, factorGreen) == 44);
 static_assert(offsetof(SepiaData, factorBlue) == 52);
 #endif
 
-SepiaData& Data(REALobjectStruct* instance) {
-  return InstanceData<SepiaData>(instance, PictureSepiaClass);
-}
+SepiaData& Data(REALobjectStruct* instance) { return InstanceData<SepiaData>(instance, PictureSepiaClass); }
 
 unsigned char Run(REALobjectStruct* instance) {
   SepiaData& data = Data(instance);
@@ -64,17 +62,11 @@ void Construct(REALobjectStruct* instance) {
 void Close(REALobjectStruct* instance) { CloseFilterPictures(Data(instance).pictures); }
 
 double GetFactorR(REALobjectStruct* instance, int32_t) { return Data(instance).factorRed; }
-void SetFactorR(REALobjectStruct* instance, int32_t, double value) {
-  Data(instance).factorRed = value;
-}
+void SetFactorR(REALobjectStruct* instance, int32_t, double value) { Data(instance).factorRed = value; }
 double GetFactorG(REALobjectStruct* instance, int32_t) { return Data(instance).factorGreen; }
-void SetFactorG(REALobjectStruct* instance, int32_t, double value) {
-  Data(instance).factorGreen = value;
-}
+void SetFactorG(REALobjectStruct* instance, int32_t, double value) { Data(instance).factorGreen = value; }
 double GetFactorB(REALobjectStruct* instance, int32_t) { return Data(instance).factorBlue; }
-void SetFactorB(REALobjectStruct* instance, int32_t, double value) {
-  Data(instance).factorBlue = value;
-}
+void SetFactorB(REALobjectStruct* instance, int32_t, double value) { Data(instance).factorBlue = value; }
 
 // Each Factor property reaches the weight of the channel it is named after.
 REALpropertyDefinition properties[] = {
@@ -96,18 +88,17 @@ REALmethodDefinition methods[] = {
 }  // namespace
 
 REALclassDefinition PictureSepiaClass = {
-    kRecordVersion, "PictureSepiaQVT", nullptr, sizeof(SepiaData), 0, Construct, Close,
-    properties, std::size(properties), methods, std::size(methods), nullptr, 0, {}};
+    kRecordVersion, "PictureSepiaQVT",     nullptr, sizeof(SepiaData),  0,       Construct, Close,
+    properties,     std::size(properties), methods, std::size(methods), nullptr, 0,         {}};
 
 // The luminance is formed in 64 bits, so no weight can make it wrap; the
 // division truncates toward zero, also for a negative sum.
 void SepiaRow(const uint8_t* src, uint32_t* dst, int32_t count, const SepiaWeights& weights) {
   for (int32_t i = 0; i < count; ++i, src += 3) {
-    const int64_t sum = int64_t{src[0]} * weights.red + int64_t{src[1]} * weights.green +
-                        int64_t{src[2]} * weights.blue;
+    const int64_t sum =
+        int64_t{src[0]} * weights.red + int64_t{src[1]} * weights.green + int64_t{src[2]} * weights.blue;
     const int64_t luminance = sum / 1024;
-    dst[i] = PackRGB(ClampByte(weights.tint[0] + luminance),
-                     ClampByte(weights.tint[1] + luminance),
+    dst[i] = PackRGB(ClampByte(weights.tint[0] + luminance), ClampByte(weights.tint[1] + luminance),
                      ClampByte(weights.tint[2] + luminance));
   }
 }
@@ -116,8 +107,7 @@ void SepiaRow(const uint8_t* src, uint32_t* dst, int32_t count, const SepiaWeigh
 // beside the luminance, stay in its range: any weight up to 8192 (800 %) and
 // any tint up to 2^30. The plain kernel otherwise.
 PICTURE_VECTOR_CLONES
-void SepiaRowFast(const uint8_t* __restrict src, uint32_t* __restrict dst, int32_t count,
-                  const SepiaWeights& weights) {
+void SepiaRowFast(const uint8_t* __restrict src, uint32_t* __restrict dst, int32_t count, const SepiaWeights& weights) {
   auto magnitude = [](int32_t v) { return v < 0 ? -int64_t{v} : int64_t{v}; };
   const int64_t weightSum = magnitude(weights.red) + magnitude(weights.green) + magnitude(weights.blue);
   int64_t tintMax = 0;

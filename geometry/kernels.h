@@ -30,16 +30,15 @@ void Rgb24ToXrgbStridedRow(const uint8_t* src, uint32_t* dst, ptrdiff_t dstStep,
 // Rgb24ToXrgbStridedRow; the fast one converts a whole tile into a small
 // buffer first and writes it out along destination rows.
 void QuarterTurnPixels(const PictureReader& src, uint32_t* origin, ptrdiff_t columnStep, ptrdiff_t pixelStep);
-void QuarterTurnPixelsFast(const PictureReader& src, uint32_t* origin, ptrdiff_t columnStep,
-                           ptrdiff_t pixelStep);
+void QuarterTurnPixelsFast(const PictureReader& src, uint32_t* origin, ptrdiff_t columnStep, ptrdiff_t pixelStep);
 
 // Kernels: source pixel (x, y) goes to
 void CopyBitmap(const PictureReader& src, PictureWriter& dst);  // (x, y); the identity, which no method uses
-void HMirror(const PictureReader& src, PictureWriter& dst);    // (W - 1 - x, y)
-void VMirror(const PictureReader& src, PictureWriter& dst);    // (x, H - 1 - y)
-void Rotate90(const PictureReader& src, PictureWriter& dst);   // (y, W - 1 - x)
-void Rotate180(const PictureReader& src, PictureWriter& dst);  // (W - 1 - x, H - 1 - y)
-void Rotate270(const PictureReader& src, PictureWriter& dst);  // (H - 1 - y, x)
+void HMirror(const PictureReader& src, PictureWriter& dst);     // (W - 1 - x, y)
+void VMirror(const PictureReader& src, PictureWriter& dst);     // (x, H - 1 - y)
+void Rotate90(const PictureReader& src, PictureWriter& dst);    // (y, W - 1 - x)
+void Rotate180(const PictureReader& src, PictureWriter& dst);   // (W - 1 - x, H - 1 - y)
+void Rotate270(const PictureReader& src, PictureWriter& dst);   // (H - 1 - y, x)
 
 // ---- Rotation by any angle ---------------------------------------------------
 //
@@ -86,16 +85,16 @@ void HorzSkew(const PictureReader& src, PictureWriter& dst, int32_t row, int32_t
               uint32_t background);
 // Pass 2 shears columns in blocks (below); VertSkew, one column at a time, is
 // the reference the blocks are tested against and is not used by the passes.
-void VertSkew(const PictureReader& src, PictureWriter& dst, int32_t column, int32_t offset,
-              double weight, uint32_t background);
+void VertSkew(const PictureReader& src, PictureWriter& dst, int32_t column, int32_t offset, double weight,
+              uint32_t background);
 
 // VertSkew for `count` (at most kColumnBlock) neighbouring columns from
 // `first` at once, column first + j with shifts[j] and weights[j]; the result
 // is the same as count calls of VertSkew, but rows are read and written in
 // order.
 constexpr int32_t kColumnBlock = 64;
-void VertSkewColumns(const PictureReader& src, PictureWriter& dst, int32_t first, int32_t count,
-                     const int32_t* shifts, const double* weights, uint32_t background);
+void VertSkewColumns(const PictureReader& src, PictureWriter& dst, int32_t first, int32_t count, const int32_t* shifts,
+                     const double* weights, uint32_t background);
 
 // The line kernel behind both shears. `src` steps `srcStep` bytes per pixel
 // over `length` reader pixels; `dst` steps `dstStep` words over `dstLength`
@@ -140,16 +139,14 @@ struct BoxDivider {
   uint64_t multiplier;
 };
 BoxDivider MakeBoxDivider(uint32_t count);
-inline uint32_t Divide(uint32_t n, BoxDivider divider) {
-  return static_cast<uint32_t>((n * divider.multiplier) >> 32);
-}
+inline uint32_t Divide(uint32_t n, BoxDivider divider) { return static_cast<uint32_t>((n * divider.multiplier) >> 32); }
 
 // One destination row of the box path: for each of the `width` destination
 // columns, sums per channel the `boxW` x `boxH` reader pixels whose top-left
 // is column (x * srcW) div width of the row at `top` (rows `rowBytes` apart)
 // and writes the truncated means.
-void BoxMeanRow(const uint8_t* top, int32_t rowBytes, int32_t srcW, int32_t boxW, int32_t boxH,
-                uint32_t* dst, int32_t width);
+void BoxMeanRow(const uint8_t* top, int32_t rowBytes, int32_t srcW, int32_t boxW, int32_t boxH, uint32_t* dst,
+                int32_t width);
 
 // The cubic interpolation tables of one direction: for destination position
 // i of `newLength`, the source index (i * srcLength) div newLength and the
@@ -176,8 +173,7 @@ void CubicColumnPass(const PictureReader& src, int32_t index, const float weight
 void CubicColumnPassFast(const PictureReader& src, int32_t index, const float weights[4], float* buffer);
 // The horizontal pass interpolates the buffer (`srcW` columns) at every
 // destination column and writes the clamped, truncated words.
-void CubicRowPass(const float* buffer, int32_t srcW, const CubicTable& columns, uint32_t* dst,
-                  int32_t width);
+void CubicRowPass(const float* buffer, int32_t srcW, const CubicTable& columns, uint32_t* dst, int32_t width);
 
 // The horizontal pass faster, for tables whose outer taps (index - 1 and
 // index + 2) all weigh zero, as the cubic Hermite pair has them: such a tap
@@ -189,8 +185,8 @@ void CubicRowPass(const float* buffer, int32_t srcW, const CubicTable& columns, 
 // and the plain pass is used then.
 struct CubicRowPlan {
   int32_t width = 0;
-  int32_t wide = 0;            // columns 0 .. wide - 1 may read a fourth value past each tap
-  int32_t* offsets = nullptr;  // 2 per destination column
+  int32_t wide = 0;              // columns 0 .. wide - 1 may read a fourth value past each tap
+  int32_t* offsets = nullptr;    // 2 per destination column
   float* nearWeights = nullptr;  // 3 per destination column, one per channel value
   float* farWeights = nullptr;
 

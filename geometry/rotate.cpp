@@ -104,8 +104,7 @@ void SkewLine(const uint8_t* src, ptrdiff_t srcStep, int32_t length, uint32_t* d
     const int32_t leftG = static_cast<int32_t>(g * weight);
     const int32_t leftB = static_cast<int32_t>(b * weight);
     if (pos >= 0 && pos < dstLength) {
-      dst[pos * dstStep] = PackRGB(static_cast<uint32_t>(r - leftR + prevR),
-                                   static_cast<uint32_t>(g - leftG + prevG),
+      dst[pos * dstStep] = PackRGB(static_cast<uint32_t>(r - leftR + prevR), static_cast<uint32_t>(g - leftG + prevG),
                                    static_cast<uint32_t>(b - leftB + prevB));
     }
     prevR = leftR;
@@ -113,22 +112,21 @@ void SkewLine(const uint8_t* src, ptrdiff_t srcStep, int32_t length, uint32_t* d
     prevB = leftB;
   }
   if (pos >= 0 && pos < dstLength) {
-    dst[pos * dstStep] = PackRGB(static_cast<uint32_t>(bR - bwR + prevR),
-                                 static_cast<uint32_t>(bG - bwG + prevG),
+    dst[pos * dstStep] = PackRGB(static_cast<uint32_t>(bR - bwR + prevR), static_cast<uint32_t>(bG - bwG + prevG),
                                  static_cast<uint32_t>(bB - bwB + prevB));
   }
 }
 
 void HorzSkew(const PictureReader& src, PictureWriter& dst, int32_t row, int32_t offset, double weight,
               uint32_t background) {
-  ChooseKernel(SkewLine, SkewLineFast)(ReaderRow(src, row), 3, src.width, WriterRow(dst, row), 1, dst.width, offset, weight,
-           background);
+  ChooseKernel(SkewLine, SkewLineFast)(ReaderRow(src, row), 3, src.width, WriterRow(dst, row), 1, dst.width, offset,
+                                       weight, background);
 }
 
-void VertSkew(const PictureReader& src, PictureWriter& dst, int32_t column, int32_t offset,
-              double weight, uint32_t background) {
-  SkewLine(src.base + 3 * static_cast<ptrdiff_t>(column), src.rowBytes, src.height,
-           WriterRow(dst, 0) + column, dst.rowBytes / 4, dst.height, offset, weight, background);
+void VertSkew(const PictureReader& src, PictureWriter& dst, int32_t column, int32_t offset, double weight,
+              uint32_t background) {
+  SkewLine(src.base + 3 * static_cast<ptrdiff_t>(column), src.rowBytes, src.height, WriterRow(dst, 0) + column,
+           dst.rowBytes / 4, dst.height, offset, weight, background);
 }
 
 namespace {
@@ -170,8 +168,8 @@ void PutColumnEnds(PictureWriter& dst, int32_t first, int32_t count, const int32
 
 }  // namespace
 
-void VertSkewColumns(const PictureReader& src, PictureWriter& dst, int32_t first, int32_t count,
-                     const int32_t* shifts, const double* weights, uint32_t background) {
+void VertSkewColumns(const PictureReader& src, PictureWriter& dst, int32_t first, int32_t count, const int32_t* shifts,
+                     const double* weights, uint32_t background) {
   int32_t b[3], bw[kColumnBlock][3], prev[kColumnBlock][3];
   StartColumns(dst, first, count, weights, background, b, bw, prev);
   for (int32_t i = 0; i < src.height; ++i) {
@@ -368,9 +366,9 @@ void SkewLineFast(const uint8_t* src, ptrdiff_t srcStep, int32_t length, uint32_
     const uint8_t* p = src + i * srcStep;
     const int32_t r = p[0], g = p[1], b = p[2];
     const int32_t leftR = part[r], leftG = part[g], leftB = part[b];
-    dst[(reached + i) * dstStep] = PackRGB(static_cast<uint32_t>(r - leftR + prevR),
-                                           static_cast<uint32_t>(g - leftG + prevG),
-                                           static_cast<uint32_t>(b - leftB + prevB));
+    dst[(reached + i) * dstStep] =
+        PackRGB(static_cast<uint32_t>(r - leftR + prevR), static_cast<uint32_t>(g - leftG + prevG),
+                static_cast<uint32_t>(b - leftB + prevB));
     prevR = leftR, prevG = leftG, prevB = leftB;
   }
   if (end >= 0 && end < dstLength) {

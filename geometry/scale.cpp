@@ -24,7 +24,11 @@ int32_t ScaledIndex(int32_t i, int32_t factor, int32_t denominator) {
 
 REALpictureStruct* ScaleBoxPicture(REALpictureStruct* picture, int32_t width, int32_t height) {
   return RenderFromReader(
-      picture, [=](const PictureReader&) { return std::pair{width, height}; }, ChooseKernel(ScaleBox, ScaleBoxFast));
+      picture,
+      [=](const PictureReader&) {
+        return std::pair{width, height};
+      },
+      ChooseKernel(ScaleBox, ScaleBoxFast));
 }
 
 }  // namespace
@@ -35,8 +39,8 @@ namespace {
 
 // Sums in `Sum` (wide enough for boxW * boxH * 255) and divides per channel.
 template <typename Sum>
-void BoxMeanRowWith(const uint8_t* top, int32_t rowBytes, int32_t srcW, int32_t boxW, int32_t boxH,
-                    uint32_t* dst, int32_t width) {
+void BoxMeanRowWith(const uint8_t* top, int32_t rowBytes, int32_t srcW, int32_t boxW, int32_t boxH, uint32_t* dst,
+                    int32_t width) {
   const Sum count = static_cast<Sum>(boxW) * static_cast<Sum>(boxH);
   // The box start (x * srcW) div width, stepped as quotient and remainder.
   const int32_t stepWhole = srcW / width;
@@ -55,8 +59,8 @@ void BoxMeanRowWith(const uint8_t* top, int32_t rowBytes, int32_t srcW, int32_t 
           b += p[i + 2];
         }
       }
-      dst[x] = PackRGB(static_cast<uint32_t>(r / count), static_cast<uint32_t>(g / count),
-                       static_cast<uint32_t>(b / count));
+      dst[x] =
+          PackRGB(static_cast<uint32_t>(r / count), static_cast<uint32_t>(g / count), static_cast<uint32_t>(b / count));
     }
     start += stepWhole;
     part += stepPart;
@@ -69,8 +73,8 @@ void BoxMeanRowWith(const uint8_t* top, int32_t rowBytes, int32_t srcW, int32_t 
 
 }  // namespace
 
-void BoxMeanRow(const uint8_t* top, int32_t rowBytes, int32_t srcW, int32_t boxW, int32_t boxH,
-                uint32_t* dst, int32_t width) {
+void BoxMeanRow(const uint8_t* top, int32_t rowBytes, int32_t srcW, int32_t boxW, int32_t boxH, uint32_t* dst,
+                int32_t width) {
   if (static_cast<uint64_t>(boxW) * static_cast<uint64_t>(boxH) <= (uint64_t{1} << 24)) {
     BoxMeanRowWith<uint32_t>(top, rowBytes, srcW, boxW, boxH, dst, width);
   } else {
@@ -82,8 +86,7 @@ void ScaleBox(const PictureReader& src, PictureWriter& dst) {
   // ceil(srcW / newW) in integers; it equals the ceiling of the double ratio
   // for all 32-bit sizes.
   const int32_t boxW = static_cast<int32_t>((static_cast<int64_t>(src.width) + dst.width - 1) / dst.width);
-  const int32_t boxH =
-      static_cast<int32_t>((static_cast<int64_t>(src.height) + dst.height - 1) / dst.height);
+  const int32_t boxH = static_cast<int32_t>((static_cast<int64_t>(src.height) + dst.height - 1) / dst.height);
   for (int32_t y = 0; y < dst.height; ++y) {
     const int32_t sy = ScaledIndex(y, src.height, dst.height);
     BoxMeanRow(ReaderRow(src, sy), src.rowBytes, src.width, boxW, boxH, WriterRow(dst, y), dst.width);
@@ -142,8 +145,7 @@ void CubicColumnPass(const PictureReader& src, int32_t index, const float weight
   }
 }
 
-void CubicRowPass(const float* buffer, int32_t srcW, const CubicTable& columns, uint32_t* dst,
-                  int32_t width) {
+void CubicRowPass(const float* buffer, int32_t srcW, const CubicTable& columns, uint32_t* dst, int32_t width) {
   for (int32_t x = 0; x < width; ++x) {
     const float* w = columns.weights + 4 * static_cast<ptrdiff_t>(x);
     const int32_t first = columns.index[x] - 1;
@@ -328,8 +330,8 @@ void PickMeans(const uint8_t* means, int32_t srcW, uint32_t* dst, int32_t width)
 
 // `boxSums` holds 3 * srcW values, `means` one more. Every box lies inside the
 // row: the last start, (width - 1) * srcW div width, is srcW - boxW.
-void NarrowBoxMeanRowFromSums(const uint32_t* sums, int32_t srcW, int32_t boxW, BoxDivider divider,
-                              uint32_t* boxSums, uint8_t* means, uint32_t* dst, int32_t width) {
+void NarrowBoxMeanRowFromSums(const uint32_t* sums, int32_t srcW, int32_t boxW, BoxDivider divider, uint32_t* boxSums,
+                              uint8_t* means, uint32_t* dst, int32_t width) {
   const int32_t n = 3 * (srcW - boxW + 1);
   const auto multiplier = static_cast<uint32_t>(divider.multiplier);
   if (boxW == 1) {
@@ -350,8 +352,7 @@ void NarrowBoxMeanRowFromSums(const uint32_t* sums, int32_t srcW, int32_t boxW, 
 
 void ScaleBoxFast(const PictureReader& src, PictureWriter& dst) {
   const int32_t boxW = static_cast<int32_t>((static_cast<int64_t>(src.width) + dst.width - 1) / dst.width);
-  const int32_t boxH =
-      static_cast<int32_t>((static_cast<int64_t>(src.height) + dst.height - 1) / dst.height);
+  const int32_t boxH = static_cast<int32_t>((static_cast<int64_t>(src.height) + dst.height - 1) / dst.height);
   const uint64_t count = static_cast<uint64_t>(boxW) * static_cast<uint64_t>(boxH);
   const bool summed = count > 1 && count <= kMaxDividerCount;
   const bool narrow = summed && boxW <= kWidestVectorBox;
@@ -372,8 +373,8 @@ void ScaleBoxFast(const PictureReader& src, PictureWriter& dst) {
       StartSums(sums.data(), ReaderRow(src, sy), 3 * src.width);
       for (int32_t j = 1; j < boxH; ++j) AddRow(sums.data(), ReaderRow(src, sy + j), 3 * src.width);
       if (narrow) {
-        NarrowBoxMeanRowFromSums(sums.data(), src.width, boxW, divider, boxSums.data(), means.data(),
-                                 WriterRow(dst, y), dst.width);
+        NarrowBoxMeanRowFromSums(sums.data(), src.width, boxW, divider, boxSums.data(), means.data(), WriterRow(dst, y),
+                                 dst.width);
       } else {
         BoxMeanRowFromSums(sums.data(), src.width, boxW, divider, WriterRow(dst, y), dst.width);
       }

@@ -75,8 +75,7 @@ void QuarterTurnPixels(const PictureReader& src, uint32_t* origin, ptrdiff_t col
 // of 16 x 16 measured fastest here (against 8, 32, 64 and taller strips): 16
 // source rows and 16 destination rows are streams the prefetchers follow,
 // and a 16-word run is one cache line of the destination.
-void QuarterTurnPixelsFast(const PictureReader& src, uint32_t* origin, ptrdiff_t columnStep,
-                           ptrdiff_t pixelStep) {
+void QuarterTurnPixelsFast(const PictureReader& src, uint32_t* origin, ptrdiff_t columnStep, ptrdiff_t pixelStep) {
   constexpr int32_t kFastTile = 16;
   alignas(64) uint32_t tile[kFastTile][kFastTile];
   for (int32_t y0 = 0; y0 < src.height; y0 += kFastTile) {
@@ -126,22 +125,12 @@ void Rotate270(const PictureReader& src, PictureWriter& dst) {
   ChooseKernel(QuarterTurnPixels, QuarterTurnPixelsFast)(src, WriterRow(dst, 0) + (dst.width - 1), -1, rowWords);
 }
 
-REALpictureStruct* Rotate90(REALpictureStruct* picture) {
-  return TurnPicture(picture, Rotate90, true);
-}
+REALpictureStruct* Rotate90(REALpictureStruct* picture) { return TurnPicture(picture, Rotate90, true); }
 
-REALpictureStruct* Rotate180(REALpictureStruct* picture) {
-  return TurnPicture(picture, Rotate180, false);
-}
+REALpictureStruct* Rotate180(REALpictureStruct* picture) { return TurnPicture(picture, Rotate180, false); }
 
-REALpictureStruct* Rotate270(REALpictureStruct* picture) {
-  return TurnPicture(picture, Rotate270, true);
-}
+REALpictureStruct* Rotate270(REALpictureStruct* picture) { return TurnPicture(picture, Rotate270, true); }
 
-REALpictureStruct* HMirror(REALpictureStruct* picture) {
-  return TurnPicture(picture, HMirror, false);
-}
+REALpictureStruct* HMirror(REALpictureStruct* picture) { return TurnPicture(picture, HMirror, false); }
 
-REALpictureStruct* VMirror(REALpictureStruct* picture) {
-  return TurnPicture(picture, VMirror, false);
-}
+REALpictureStruct* VMirror(REALpictureStruct* picture) { return TurnPicture(picture, VMirror, false); }

@@ -33,8 +33,8 @@ bool IsIdentifier(std::string_view s) {
 // Splits "X as T" at its last " as " (case-insensitive). False without one.
 bool SplitAs(std::string_view s, std::string_view& head, std::string_view& type) {
   for (size_t i = s.size(); i-- > 0;) {
-    if (i + 4 <= s.size() && std::isspace(static_cast<unsigned char>(s[i])) &&
-        EqualsNoCase(s.substr(i + 1, 2), "as") && std::isspace(static_cast<unsigned char>(s[i + 3]))) {
+    if (i + 4 <= s.size() && std::isspace(static_cast<unsigned char>(s[i])) && EqualsNoCase(s.substr(i + 1, 2), "as") &&
+        std::isspace(static_cast<unsigned char>(s[i + 3]))) {
       head = Trim(s.substr(0, i));
       type = Trim(s.substr(i + 4));
       return true;
@@ -47,8 +47,8 @@ bool SplitAs(std::string_view s, std::string_view& head, std::string_view& type)
 
 Type TypeFromName(std::string_view name) {
   static const std::pair<const char*, Type> kTypes[] = {
-      {"integer", Type::Integer}, {"double", Type::Double},           {"boolean", Type::Boolean},
-      {"color", Type::Color},     {"picture", Type::Picture},         {"memoryblock", Type::MemoryBlock},
+      {"integer", Type::Integer}, {"double", Type::Double},     {"boolean", Type::Boolean},
+      {"color", Type::Color},     {"picture", Type::Picture},   {"memoryblock", Type::MemoryBlock},
       {"string", Type::String},   {"graphics", Type::Graphics},
   };
   for (const auto& [text, type] : kTypes) {
@@ -100,7 +100,8 @@ std::optional<Declaration> ParseDeclaration(std::string_view text) {
       const size_t comma = params.find(',');
       std::string_view one = Trim(params.substr(0, comma));
       Param p;
-      if (one.size() > 6 && EqualsNoCase(one.substr(0, 5), "byref") && std::isspace(static_cast<unsigned char>(one[5]))) {
+      if (one.size() > 6 && EqualsNoCase(one.substr(0, 5), "byref") &&
+          std::isspace(static_cast<unsigned char>(one[5]))) {
         p.byref = true;
         one = Trim(one.substr(6));
       }

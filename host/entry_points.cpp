@@ -260,8 +260,8 @@ void* FolderItemFromPath(const char* path) {
 void* PathFromFolderItem(void* handle) {
   Object* o = S().FindKind(handle, ObjectKind::FolderItem, "REALpathFromFolderItem");
   if (!o) return nullptr;
-  Object* s = S().MakeString(o->path.data(), static_cast<int32_t>(o->path.size()), kEncodingUTF8,
-                             "REALpathFromFolderItem");
+  Object* s =
+      S().MakeString(o->path.data(), static_cast<int32_t>(o->path.size()), kEncodingUTF8, "REALpathFromFolderItem");
   return s ? s->handle : nullptr;
 }
 

@@ -2,11 +2,11 @@
 #include <ffi.h>
 #include <unistd.h>
 
+#include <strings.h>
 #include <cmath>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <strings.h>
 
 #include "host/host_state.h"
 
@@ -226,8 +226,7 @@ void Host::State::Destroy(Object* o) {
       }
       break;
     }
-    default:
-      break;
+    default: break;
   }
 }
 
@@ -245,8 +244,8 @@ void Host::State::CheckAfterCall() {
       o->locks = 0;
     }
     if (!o->dead && o->references < o->holders) {
-      Problem("released twice: " + o->Describe() + "; after " + activity + " it has " +
-              std::to_string(o->references) + " reference(s) while the caller holds " + std::to_string(o->holders));
+      Problem("released twice: " + o->Describe() + "; after " + activity + " it has " + std::to_string(o->references) +
+              " reference(s) while the caller holds " + std::to_string(o->holders));
       o->references = o->holders;
     }
   }
@@ -682,8 +681,8 @@ static Value Invoke(Host::State& s, void* function, const std::string& label, co
 
   const Type resultType = assigned ? Type::None : d.result;
   ffi_cif cif;
-  if (ffi_prep_cif(&cif, FFI_DEFAULT_ABI, static_cast<unsigned>(types.size()), FfiType(resultType),
-                   types.data()) != FFI_OK) {
+  if (ffi_prep_cif(&cif, FFI_DEFAULT_ABI, static_cast<unsigned>(types.size()), FfiType(resultType), types.data()) !=
+      FFI_OK) {
     throw HostError(label + ": cannot prepare the call");
   }
   union {
@@ -739,7 +738,8 @@ const MethodInfo* MethodOrError(const std::vector<MethodInfo>& methods, const st
   bool named = false;
   if (const MethodInfo* m = FindMethod(methods, name, count, needSetter, &named)) return m;
   if (!named) throw HostError(owner + " has no method " + name);
-  if (needSetter) throw HostError(owner + "." + name + " with " + std::to_string(count) + " argument(s) cannot be assigned");
+  if (needSetter)
+    throw HostError(owner + "." + name + " with " + std::to_string(count) + " argument(s) cannot be assigned");
   throw HostError(owner + "." + name + " takes no " + std::to_string(count) + " argument(s)");
 }
 
@@ -884,9 +884,8 @@ void Host::SetProperty(const Ref& instance, const std::string& name, Value value
   if (p.setter) {
     std::vector<Value> args{Value(static_cast<int32_t>(p.offset))};
     Declaration d = AccessorDeclaration(p);
-    Activity(*s_, this, c.name + "." + p.name + " setter", [&] {
-      return Invoke(*s_, p.setter, p.name, d, instance.handle(), args, &value);
-    });
+    Activity(*s_, this, c.name + "." + p.name + " setter",
+             [&] { return Invoke(*s_, p.setter, p.name, d, instance.handle(), args, &value); });
     return;
   }
   uint8_t* at = instance.get()->memory + c.dataOffset + p.offset;

@@ -90,10 +90,10 @@ class Value {
 };
 
 struct HostOptions {
-  std::string pluginPath;           // empty: the library the build put beside the host
-  double version = 2007.0;          // what "REALGetRBVersion" answers
-  std::set<std::string> without;    // entry points the resolver does not know
-  bool privateCopy = false;         // load a fresh copy of the library (fresh static data)
+  std::string pluginPath;         // empty: the library the build put beside the host
+  double version = 2007.0;        // what "REALGetRBVersion" answers
+  std::set<std::string> without;  // entry points the resolver does not know
+  bool privateCopy = false;       // load a fresh copy of the library (fresh static data)
 };
 
 // What the plug-in registered, in the order the host received it.
@@ -144,12 +144,12 @@ class Host {
 
   // --- What registered -------------------------------------------------------
   const std::vector<Registration>& Registrations() const;
-  const std::vector<ClassInfo>& Classes() const;         // classes and extensions
+  const std::vector<ClassInfo>& Classes() const;  // classes and extensions
   const std::vector<MethodInfo>& GlobalMethods() const;
   const ClassInfo* FindClass(const std::string& name) const;
   const std::vector<std::string>& ResolverRequests() const;  // every name asked, in order
-  std::optional<int32_t> AnnouncedVersion() const;            // "RegisterPluginVersion"
-  std::vector<std::string> ListLines() const;                 // as `picturehost list` prints
+  std::optional<int32_t> AnnouncedVersion() const;           // "RegisterPluginVersion"
+  std::vector<std::string> ListLines() const;                // as `picturehost list` prints
 
   // --- Making and reading host objects ------------------------------------------
   // Pixels are host colours 0x00RRGGBB, row by row.

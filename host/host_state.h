@@ -89,7 +89,7 @@ struct Host::State {
   int depth = 0;                          // nesting of host-made calls
 
   Object* NewObject(ObjectKind kind, const std::string& what);
-  Object* Find(const void* handle, const char* service);            // reports an unknown handle
+  Object* Find(const void* handle, const char* service);  // reports an unknown handle
   Object* FindKind(const void* handle, ObjectKind kind, const char* service);
   void AddReference(Object* o, const char* service);
   void DropReference(Object* o, const char* service);

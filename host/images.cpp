@@ -24,8 +24,7 @@ constexpr int64_t kLargestArea = int64_t{1} << 27;
 GdkColormap* Colormap() { return gdk_screen_get_system_colormap(gdk_screen_get_default()); }
 
 bool FitsHost(int64_t width, int64_t height) {
-  return width >= 1 && height >= 1 && width <= kLargestSide && height <= kLargestSide &&
-         width * height <= kLargestArea;
+  return width >= 1 && height >= 1 && width <= kLargestSide && height <= kLargestSide && width * height <= kLargestArea;
 }
 
 HostError TooLarge(const std::string& source, const std::string& size) {
@@ -183,8 +182,8 @@ Ref Host::LoadPicture(const std::string& source) {
     const std::string size = source.substr(7);
     const size_t x = size.find('x');
     int64_t w = 0, h = 0;
-    if (x == std::string::npos || !ParseSide(size.substr(0, x), &w) || !ParseSide(size.substr(x + 1), &h) ||
-        w < 1 || h < 1) {
+    if (x == std::string::npos || !ParseSide(size.substr(0, x), &w) || !ParseSide(size.substr(x + 1), &h) || w < 1 ||
+        h < 1) {
       throw HostError("bad sample size in " + source + " (expected sample:WxH)");
     }
     if (!FitsHost(w, h)) throw TooLarge(source, size);
@@ -218,8 +217,11 @@ bool Host::SavePicture(const Ref& picture, const std::string& path, std::string*
   }
   std::string ext = path.substr(path.find_last_of('.') == std::string::npos ? path.size() : path.find_last_of('.') + 1);
   std::transform(ext.begin(), ext.end(), ext.begin(), [](unsigned char c) { return std::tolower(c); });
-  const char* type = ext == "png" ? "png" : ext == "bmp" ? "bmp" : (ext == "jpg" || ext == "jpeg") ? "jpeg"
-                   : (ext == "tif" || ext == "tiff") ? "tiff" : nullptr;
+  const char* type = ext == "png"                      ? "png"
+                     : ext == "bmp"                    ? "bmp"
+                     : (ext == "jpg" || ext == "jpeg") ? "jpeg"
+                     : (ext == "tif" || ext == "tiff") ? "tiff"
+                                                       : nullptr;
   if (!type) {
     *error = "unknown image format for " + path + " (use .png, .bmp, .jpeg or .tiff)";
     return false;

@@ -24,8 +24,8 @@ void ReleasePixbuf(GdkPixbuf* pixbuf) {
 bool CopyDrawable(PictureReader& reader) {
   const REALpictureDescription& d = reader.description;
   if (d.pictureType != kPictureTypeGdkDrawable || !d.pictureData) return false;
-  GdkPixbuf* pixbuf = gdk_pixbuf_get_from_drawable(
-      nullptr, static_cast<GdkDrawable*>(d.pictureData), nullptr, 0, 0, 0, 0, d.width, d.height);
+  GdkPixbuf* pixbuf = gdk_pixbuf_get_from_drawable(nullptr, static_cast<GdkDrawable*>(d.pictureData), nullptr, 0, 0, 0,
+                                                   0, d.width, d.height);
   if (!pixbuf) return false;
   guchar* pixels = gdk_pixbuf_get_pixels(pixbuf);
   if (!pixels) {
@@ -113,8 +113,8 @@ bool NewPictureWriter(PictureWriter& writer, int32_t width, int32_t height) {
 REALpictureStruct* RenderPictureWriter(PictureWriter& writer) {
   REALpictureStruct* picture = nullptr;
   if (writer.buffer) {
-    picture = REALBuildPictureFromBuffer(writer.width, writer.height, kRBPixelTypeXRGB32,
-                                         writer.buffer, writer.rowBytes);
+    picture =
+        REALBuildPictureFromBuffer(writer.width, writer.height, kRBPixelTypeXRGB32, writer.buffer, writer.rowBytes);
   }
   writer.Release();
   return picture;
@@ -137,8 +137,7 @@ REALpictureStruct* ClonePicture(REALpictureStruct* picture) {
   REALpictureStruct* copy = REALNewPicture(description.width, description.height, 32);
   if (copy) {
     if (REALgraphicsStruct* graphics = REALGetPictureGraphics(copy)) {
-      const RB::Rect whole{0, 0, static_cast<int16_t>(description.height),
-                           static_cast<int16_t>(description.width)};
+      const RB::Rect whole{0, 0, static_cast<int16_t>(description.height), static_cast<int16_t>(description.width)};
       REALDrawPicturePrimitive(graphics, picture, &whole, 0);
       REALUnlockObject(AsObject(graphics));
     }

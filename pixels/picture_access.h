@@ -114,7 +114,11 @@ REALpictureStruct* RenderFromReader(REALpictureStruct* picture, Size size, Fill 
 template <typename Fill>
 REALpictureStruct* RenderFromReader(REALpictureStruct* picture, Fill fill) {
   return RenderFromReader(
-      picture, [](const PictureReader& r) { return std::pair{r.width, r.height}; }, fill);
+      picture,
+      [](const PictureReader& r) {
+        return std::pair{r.width, r.height};
+      },
+      fill);
 }
 
 // The frame of the handlers that make a new picture from one, two or three

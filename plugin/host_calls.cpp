@@ -53,13 +53,11 @@ REALgraphicsStruct* REALGetPictureGraphics(REALpictureStruct* p) {
   static REALgraphicsStruct* (*slot)(REALpictureStruct*);
   return Forward(slot, entry_point::PictureGraphics, p);
 }
-void REALDrawPicturePrimitive(REALgraphicsStruct* g, REALpictureStruct* p, const RB::Rect* r,
-                              int32_t flags) {
+void REALDrawPicturePrimitive(REALgraphicsStruct* g, REALpictureStruct* p, const RB::Rect* r, int32_t flags) {
   static void (*slot)(REALgraphicsStruct*, REALpictureStruct*, const RB::Rect*, int32_t);
   Forward(slot, entry_point::DrawPicturePrimitive, g, p, r, flags);
 }
-REALpictureStruct* REALBuildPictureFromBuffer(int32_t w, int32_t h, RBPixelType type,
-                                              void* buffer, int32_t rowBytes) {
+REALpictureStruct* REALBuildPictureFromBuffer(int32_t w, int32_t h, RBPixelType type, void* buffer, int32_t rowBytes) {
   static REALpictureStruct* (*slot)(int32_t, int32_t, RBPixelType, void*, int32_t);
   return Forward(slot, entry_point::BuildPictureFromBuffer, w, h, type, buffer, rowBytes);
 }

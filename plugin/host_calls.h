@@ -27,10 +27,10 @@ void REALLockPictureDescription(REALpictureStruct* picture, REALpictureDescripti
 void REALUnlockPictureDescription(REALpictureStruct* picture);
 REALpictureStruct* REALNewPicture(int32_t width, int32_t height, int32_t depth);
 REALgraphicsStruct* REALGetPictureGraphics(REALpictureStruct* picture);
-void REALDrawPicturePrimitive(REALgraphicsStruct* graphics, REALpictureStruct* picture,
-                              const RB::Rect* rect, int32_t flags);
-REALpictureStruct* REALBuildPictureFromBuffer(int32_t width, int32_t height, RBPixelType type,
-                                              void* buffer, int32_t rowBytes);
+void REALDrawPicturePrimitive(REALgraphicsStruct* graphics, REALpictureStruct* picture, const RB::Rect* rect,
+                              int32_t flags);
+REALpictureStruct* REALBuildPictureFromBuffer(int32_t width, int32_t height, RBPixelType type, void* buffer,
+                                              int32_t rowBytes);
 REALpictureStruct* REALGetPictureMask(REALpictureStruct* picture, bool create);
 REALobjectStruct* REALnewInstance(const char* className);
 REALmemoryBlockStruct* REALNewMemoryBlock(int32_t size);
@@ -77,6 +77,5 @@ void* REALLoadGlobalMethod(const char* module, const char* prototype);
 void* REALLoadObjectMethod(REALobjectStruct* object, const char* prototype);
 bool REALGetPropValue(REALobjectStruct* object, const char* name, int32_t* value);
 bool REALSetPropValue(REALobjectStruct* object, const char* name, REALstringStruct* value);
-void REALLockPictureDescription(REALpictureStruct* picture, REALpictureDescription* description,
-                                int32_t flags);
+void REALLockPictureDescription(REALpictureStruct* picture, REALpictureDescription* description, int32_t flags);
 void* REALGetWindowHandle(REALwindowStruct* window);

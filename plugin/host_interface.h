@@ -49,9 +49,9 @@ struct REALpropertyDefinition {
   const char* name;
   const char* type;  // "Picture", "Integer" or "Double"
   uint32_t flags;
-  void* getter;      // kStandardAccessor for the host's own accessor
+  void* getter;  // kStandardAccessor for the host's own accessor
   void* setter;
-  uint32_t param;    // offset of the value within the instance data
+  uint32_t param;  // offset of the value within the instance data
   uint32_t reserved[3];
 };
 

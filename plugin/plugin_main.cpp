@@ -28,7 +28,8 @@ void AdaptMethodList(REALmethodDefinition*& methods, uint32_t count) {
 }
 
 // Finds a registration entry point on first use, adapts the record's method
-// list (class, extension, control and module records) for an old host, and hands the record over when the host has the entry.
+// list (class, extension, control and module records) for an old host, and hands the record over when the host has the
+// entry.
 template <typename Record>
 void Register(void (*&slot)(Record*), const char* name, Record* record) {
   if (!slot) slot = reinterpret_cast<void (*)(Record*)>(HCallResolver(name));

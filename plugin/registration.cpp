@@ -32,7 +32,8 @@ REALmethodDefinition PictureExtensionMethods[] = {
     {HandlerAddress(LinBrightnessPicture1), nullptr, "ChangeBrightnessLinearQVT(x as double) as picture", 0},
     {HandlerAddress(TransformPicture), nullptr, "ChangeCustomQVT(a as double, b as double) as picture", 0},
     {HandlerAddress(ContrastPicture1), nullptr, "ChangeContrastQVT(x as double) as picture", 0},
-    {HandlerAddress(ContrastPicture3), nullptr, "ChangeContrastQVT(xr as double, xg as double, xb as double) as picture", 0},
+    {HandlerAddress(ContrastPicture3), nullptr,
+     "ChangeContrastQVT(xr as double, xg as double, xb as double) as picture", 0},
     {HandlerAddress(rbGetPalette), HandlerAddress(rbSetPalette), "PaletteQVT as PaletteQVT", 0},
     {HandlerAddress(PictureDataType), nullptr, "DataTypeQVT as integer", 0},
     {HandlerAddress(PictureDataHandle), nullptr, "DataHandleQVT as integer", 0},
@@ -83,7 +84,8 @@ REALmethodDefinition GlobalMethods[] = {
     {HandlerAddress(MemoryblockGrayToPicture), nullptr,
      "MemoryblockGrayToPictureQVT(source as memoryblock, offset as integer, width as integer, height as integer, PixelByteSize as integer) as picture",
      0},
-    {HandlerAddress(BuildPictureWithPicHandleData), nullptr, "BuildPictureWithPicHandleDataQVT(data as string) as picture", 0},
+    {HandlerAddress(BuildPictureWithPicHandleData), nullptr,
+     "BuildPictureWithPicHandleDataQVT(data as string) as picture", 0},
     {HandlerAddress(BuildPictureWithGWorldHandle), nullptr,
      "BuildPictureWithGWorldHandleQVT(handle as integer, ByPassOwernerShip as boolean) as picture", 0},
     {HandlerAddress(NewGrayPalette), nullptr, "NewGrayPaletteQVT as PaletteQVT", 0},
@@ -109,13 +111,35 @@ REALmethodDefinition GlobalMethods[] = {
 };
 const uint32_t GlobalMethodCount = sizeof GlobalMethods / sizeof(REALmethodDefinition);
 
-REALclassDefinition graphicseClass = {
-    kRecordVersion, "graphics", nullptr, 0, 0, nullptr, nullptr, nullptr, 0,
-    graphicsMethods, sizeof graphicsMethods / sizeof(REALmethodDefinition), nullptr, 0, {}};
+REALclassDefinition graphicseClass = {kRecordVersion,
+                                      "graphics",
+                                      nullptr,
+                                      0,
+                                      0,
+                                      nullptr,
+                                      nullptr,
+                                      nullptr,
+                                      0,
+                                      graphicsMethods,
+                                      sizeof graphicsMethods / sizeof(REALmethodDefinition),
+                                      nullptr,
+                                      0,
+                                      {}};
 
-REALclassDefinition PictureExtensionClass = {
-    kRecordVersion, "Picture", nullptr, 0, 0, nullptr, nullptr, nullptr, 0,
-    PictureExtensionMethods, std::size(PictureExtensionMethods), nullptr, 0, {}};
+REALclassDefinition PictureExtensionClass = {kRecordVersion,
+                                             "Picture",
+                                             nullptr,
+                                             0,
+                                             0,
+                                             nullptr,
+                                             nullptr,
+                                             nullptr,
+                                             0,
+                                             PictureExtensionMethods,
+                                             std::size(PictureExtensionMethods),
+                                             nullptr,
+                                             0,
+                                             {}};
 
 void PluginEntry() {
   PluginStart("Picture");

@@ -139,9 +139,7 @@ REALstringStruct* REALBuildOSTypeString(uint32_t code) {
   return BuildTagged(bytes, 4, highBytes ? kEncodingMacRoman : kEncodingASCII);
 }
 
-uint32_t originalREALstringToOSType(REALstringStruct* text) {
-  return CodeOfText(StringContent(text));
-}
+uint32_t originalREALstringToOSType(REALstringStruct* text) { return CodeOfText(StringContent(text)); }
 
 uint32_t REALstringToOSType(REALstringStruct* text) {
   // A nil string is the empty string: there is nothing to convert.

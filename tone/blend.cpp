@@ -28,8 +28,7 @@ inline uint32_t TintChannel(double v) { return v > 255.0 ? 255 : static_cast<uin
 
 }  // namespace
 
-void BlendRow(const uint8_t* source, const uint8_t* dest, uint32_t* dst, int32_t width, int32_t ws,
-              int32_t wd) {
+void BlendRow(const uint8_t* source, const uint8_t* dest, uint32_t* dst, int32_t width, int32_t ws, int32_t wd) {
   // Sums are formed in 64 bits: 255 × (ws + wd) leaves the 32-bit range for
   // weights beyond about 8224, and the rules above then still hold exactly.
   for (int32_t x = 0; x < width; ++x, source += 3, dest += 3) {
@@ -39,8 +38,7 @@ void BlendRow(const uint8_t* source, const uint8_t* dest, uint32_t* dst, int32_t
   }
 }
 
-void BlendMaskRow(const uint8_t* source, const uint8_t* dest, const uint8_t* mask, uint32_t* dst,
-                  int32_t width) {
+void BlendMaskRow(const uint8_t* source, const uint8_t* dest, const uint8_t* mask, uint32_t* dst, int32_t width) {
   for (int32_t x = 0; x < width; ++x, source += 3, dest += 3, mask += 3) {
     const uint32_t m = (static_cast<uint32_t>(mask[0]) + mask[1] + mask[2]) / 3;
     const uint32_t keep = 255 - m;
@@ -76,8 +74,8 @@ void BlendRowFast(const uint8_t* __restrict source, const uint8_t* __restrict de
 }
 
 PICTURE_VECTOR_CLONES
-void BlendMaskRowFast(const uint8_t* __restrict source, const uint8_t* __restrict dest,
-                      const uint8_t* __restrict mask, uint32_t* __restrict dst, int32_t width) {
+void BlendMaskRowFast(const uint8_t* __restrict source, const uint8_t* __restrict dest, const uint8_t* __restrict mask,
+                      uint32_t* __restrict dst, int32_t width) {
   for (int32_t x = 0; x < width; ++x) {
     const uint32_t m = (uint32_t{mask[3 * x]} + mask[3 * x + 1] + mask[3 * x + 2]) / 3;
     const uint32_t keep = 255 - m;
@@ -132,16 +130,14 @@ REALpictureStruct* BlendPicture(REALpictureStruct* source, double sourcepercent,
   });
 }
 
-REALpictureStruct* BlendPictureMask(REALpictureStruct* source, REALpictureStruct* dest,
-                                    REALpictureStruct* mask) {
+REALpictureStruct* BlendPictureMask(REALpictureStruct* source, REALpictureStruct* dest, REALpictureStruct* mask) {
   const auto kernel = ChooseKernel(BlendMaskRow, BlendMaskRowFast);
   return RenderFromReaders<3>({source, dest, mask}, [kernel](const auto& rows, uint32_t* dst, int32_t width) {
     kernel(rows[0], rows[1], rows[2], dst, width);
   });
 }
 
-REALpictureStruct* CombinePicturesQVT(REALpictureStruct* red, REALpictureStruct* blue,
-                                      REALpictureStruct* green) {
+REALpictureStruct* CombinePicturesQVT(REALpictureStruct* red, REALpictureStruct* blue, REALpictureStruct* green) {
   // Parameters come red, blue, green; the pictures are read red, green, blue.
   const auto kernel = ChooseKernel(CombineRow, CombineRowFast);
   return RenderFromReaders<3>({red, green, blue}, [kernel](const auto& rows, uint32_t* dst, int32_t width) {

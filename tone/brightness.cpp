@@ -45,8 +45,8 @@ void LinearCurveTable(double a, double b, uint8_t table[256]) {
   for (int32_t s = 0; s < 256; ++s) table[s] = ClampByte(static_cast<double>(s) * a + b);
 }
 
-void ChannelTableRow(const uint8_t* src, uint32_t* dst, int32_t width, const uint8_t* red,
-                     const uint8_t* green, const uint8_t* blue) {
+void ChannelTableRow(const uint8_t* src, uint32_t* dst, int32_t width, const uint8_t* red, const uint8_t* green,
+                     const uint8_t* blue) {
   for (int32_t x = 0; x < width; ++x, src += 3) dst[x] = PackRGB(red[src[0]], green[src[1]], blue[src[2]]);
 }
 
@@ -146,8 +146,8 @@ struct TablePlan {
 
 }  // namespace
 
-void ChannelTableRowFast(const uint8_t* src, uint32_t* dst, int32_t width, const uint8_t* red,
-                         const uint8_t* green, const uint8_t* blue) {
+void ChannelTableRowFast(const uint8_t* src, uint32_t* dst, int32_t width, const uint8_t* red, const uint8_t* green,
+                         const uint8_t* blue) {
   thread_local TablePlan plan;
   const uint8_t* tables[3] = {red, green, blue};
   bool same = plan.valid;
@@ -190,8 +190,8 @@ REALpictureStruct* MapPicture(REALpictureStruct* picture, const ChannelTables& t
     const auto kernel = ChooseKernel(ChannelTableRow, ChannelTableRowFast);
     for (int64_t y = y0; y < y1; ++y) {
       const int32_t row = static_cast<int32_t>(y);
-      kernel(ReaderRow(reader, row) + 3 * x0, WriterRow(writer, row) + x0, static_cast<int32_t>(x1 - x0),
-             tables.red, tables.green, tables.blue);
+      kernel(ReaderRow(reader, row) + 3 * x0, WriterRow(writer, row) + x0, static_cast<int32_t>(x1 - x0), tables.red,
+             tables.green, tables.blue);
     }
   });
 }
@@ -229,9 +229,7 @@ REALpictureStruct* ContrastPicture3(REALpictureStruct* picture, double xr, doubl
   return MapWholePicture(picture, ContrastTable, xr, xg, xb);
 }
 
-REALpictureStruct* ContrastPicture1(REALpictureStruct* picture, double x) {
-  return ContrastPicture3(picture, x, x, x);
-}
+REALpictureStruct* ContrastPicture1(REALpictureStruct* picture, double x) { return ContrastPicture3(picture, x, x, x); }
 
 REALpictureStruct* TransformPicture(REALpictureStruct* picture, double a, double b) {
   ChannelTables tables;
@@ -241,8 +239,7 @@ REALpictureStruct* TransformPicture(REALpictureStruct* picture, double a, double
   return MapPicture(picture, tables, kWholePicture);
 }
 
-REALpictureStruct* InvertPicture(REALpictureStruct* picture, int32_t left, int32_t top, int32_t width,
-                                 int32_t height) {
+REALpictureStruct* InvertPicture(REALpictureStruct* picture, int32_t left, int32_t top, int32_t width, int32_t height) {
   ChannelTables tables;
   for (int32_t s = 0; s < 256; ++s) {
     const auto inverse = static_cast<uint8_t>(255 - s);

@@ -49,8 +49,7 @@ void SetEmbededMask(REALpictureStruct* picture, unsigned char swap, REALpictureS
 // picture", "TintPicture(source as picture, GreyBase as color, SepiaBase as
 // color) as picture".
 REALpictureStruct* BlendPicture(REALpictureStruct* source, double sourcepercent, REALpictureStruct* dest,
-                                    double destpercent);
-REALpictureStruct* BlendPictureMask(REALpictureStruct* source, REALpictureStruct* dest,
-                                            REALpictureStruct* mask);
+                                double destpercent);
+REALpictureStruct* BlendPictureMask(REALpictureStruct* source, REALpictureStruct* dest, REALpictureStruct* mask);
 REALpictureStruct* CombinePicturesQVT(REALpictureStruct* red, REALpictureStruct* blue, REALpictureStruct* green);
 REALpictureStruct* TintPicture(REALpictureStruct* source, uint32_t greyBase, uint32_t sepiaBase);

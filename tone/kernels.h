@@ -27,13 +27,13 @@ void ContrastTable(double d, uint8_t table[256]);
 void LinearCurveTable(double a, double b, uint8_t table[256]);
 
 // Maps `width` reader pixels through the three tables into writer words.
-void ChannelTableRow(const uint8_t* src, uint32_t* dst, int32_t width, const uint8_t* red,
-                     const uint8_t* green, const uint8_t* blue);
+void ChannelTableRow(const uint8_t* src, uint32_t* dst, int32_t width, const uint8_t* red, const uint8_t* green,
+                     const uint8_t* blue);
 // The same words. Tables that are clamped straight lines (brightness,
 // contrast, curves, inversion, levels) are computed as lines in fixed point,
 // after a check of all 256 entries; any other table is looked up.
-void ChannelTableRowFast(const uint8_t* src, uint32_t* dst, int32_t width, const uint8_t* red,
-                         const uint8_t* green, const uint8_t* blue);
+void ChannelTableRowFast(const uint8_t* src, uint32_t* dst, int32_t width, const uint8_t* red, const uint8_t* green,
+                         const uint8_t* blue);
 
 // A table as a clamped line: table[s] == clamp((s * slope + offset) >> 16)
 // for every s, the arithmetic in 32 bits. False when no such line exists.
@@ -84,5 +84,4 @@ void TintRowFast(const uint8_t* src, uint32_t* dst, int32_t width, const TintWei
 uint32_t CountColorRow(const uint8_t* src, int32_t width, uint32_t col);
 uint32_t CountColorRowFast(const uint8_t* src, int32_t width, uint32_t col);
 // Adds each of the `width` reader pixels to the three channel histograms.
-void ChannelHistogramRow(const uint8_t* src, int32_t width, uint32_t red[256], uint32_t green[256],
-                         uint32_t blue[256]);
+void ChannelHistogramRow(const uint8_t* src, int32_t width, uint32_t red[256], uint32_t green[256], uint32_t blue[256]);
