@@ -94,20 +94,21 @@ void Nothing(REALobjectStruct*) {}
 
 #define MINMAX_PROPERTY(name, field) FILTER_FIELD(name, "Integer", offsetof(MinMaxData, field))
 
+// The six properties of quantity q: its maximum's X, Y and value, then its
+// minimum's.
+#define MINMAX_QUANTITY(name, q)                                                                           \
+  MINMAX_PROPERTY(name "MaxX", quantity[q].max.x), MINMAX_PROPERTY(name "MaxY", quantity[q].max.y),        \
+      MINMAX_PROPERTY(name "Max", quantity[q].max.value), MINMAX_PROPERTY(name "MinX", quantity[q].min.x), \
+      MINMAX_PROPERTY(name "MinY", quantity[q].min.y), MINMAX_PROPERTY(name "Min", quantity[q].min.value)
+
 REALpropertyDefinition properties[] = {
-    MINMAX_PROPERTY("RedMaxX", quantity[0].max.x),      MINMAX_PROPERTY("RedMaxY", quantity[0].max.y),
-    MINMAX_PROPERTY("RedMax", quantity[0].max.value),   MINMAX_PROPERTY("RedMinX", quantity[0].min.x),
-    MINMAX_PROPERTY("RedMinY", quantity[0].min.y),      MINMAX_PROPERTY("RedMin", quantity[0].min.value),
-    MINMAX_PROPERTY("GreenMaxX", quantity[1].max.x),    MINMAX_PROPERTY("GreenMaxY", quantity[1].max.y),
-    MINMAX_PROPERTY("GreenMax", quantity[1].max.value), MINMAX_PROPERTY("GreenMinX", quantity[1].min.x),
-    MINMAX_PROPERTY("GreenMinY", quantity[1].min.y),    MINMAX_PROPERTY("GreenMin", quantity[1].min.value),
-    MINMAX_PROPERTY("BlueMaxX", quantity[2].max.x),     MINMAX_PROPERTY("BlueMaxY", quantity[2].max.y),
-    MINMAX_PROPERTY("BlueMax", quantity[2].max.value),  MINMAX_PROPERTY("BlueMinX", quantity[2].min.x),
-    MINMAX_PROPERTY("BlueMinY", quantity[2].min.y),     MINMAX_PROPERTY("BlueMin", quantity[2].min.value),
-    MINMAX_PROPERTY("SumMaxX", quantity[3].max.x),      MINMAX_PROPERTY("SumMaxY", quantity[3].max.y),
-    MINMAX_PROPERTY("SumMax", quantity[3].max.value),   MINMAX_PROPERTY("SumMinX", quantity[3].min.x),
-    MINMAX_PROPERTY("SumMinY", quantity[3].min.y),      MINMAX_PROPERTY("SumMin", quantity[3].min.value),
+    MINMAX_QUANTITY("Red", 0),
+    MINMAX_QUANTITY("Green", 1),
+    MINMAX_QUANTITY("Blue", 2),
+    MINMAX_QUANTITY("Sum", 3),
 };
+
+#undef MINMAX_QUANTITY
 
 #undef MINMAX_PROPERTY
 
