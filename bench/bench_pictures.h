@@ -23,7 +23,7 @@ inline std::vector<uint32_t> BenchPixels(int32_t width, int32_t height, uint32_t
   std::mt19937 rng(1234 + variant);
   for (size_t i = 0; i < pixels.size(); ++i) {
     uint32_t p = sample[i];
-    if (variant == 1) p = ~p & 0xFFFFFF;                  // the negative
+    if (variant == 1) p = ~p & 0xFFFFFF;                 // the negative
     if (variant == 2) p = sample[sample.size() - 1 - i];  // upside down
     uint32_t out = 0;
     for (int shift = 0; shift < 24; shift += 8) {

@@ -71,8 +71,7 @@ std::vector<uint8_t> Bytes(const std::vector<uint32_t>& pixels, int stride, int 
     if (order == 3) {
       o[0] = static_cast<uint8_t>(p >> 16), o[1] = static_cast<uint8_t>(p >> 8), o[2] = static_cast<uint8_t>(p);
     } else if (order == 4) {
-      o[0] = 255, o[1] = static_cast<uint8_t>(p >> 16), o[2] = static_cast<uint8_t>(p >> 8),
-      o[3] = static_cast<uint8_t>(p);
+      o[0] = 255, o[1] = static_cast<uint8_t>(p >> 16), o[2] = static_cast<uint8_t>(p >> 8), o[3] = static_cast<uint8_t>(p);
     } else {
       o[0] = static_cast<uint8_t>(p >> 8);
     }
@@ -237,37 +236,23 @@ std::vector<Case> Cases() {
       {"Rotate180QVT", "read-write", [](Host& h, Inputs& in) { return h.Call(in.source, "Rotate180QVT"); }},
       {"Rotate270QVT", "read-write", [](Host& h, Inputs& in) { return h.Call(in.source, "Rotate270QVT"); }},
       {"RotateQVT(30)", "rotate30",
-       [](Host& h, Inputs& in) {
-         return h.Call(in.source, "RotateQVT", {30.0, Color{0xFFFFFF}});
-       }},
+       [](Host& h, Inputs& in) { return h.Call(in.source, "RotateQVT", {30.0, Color{0xFFFFFF}}); }},
       {"ScaleQVT(half)", "scale-half",
-       [](Host& h, Inputs& in) {
-         return h.Call(in.source, "ScaleQVT", {in.width / 2, in.height / 2, true});
-       }},
+       [](Host& h, Inputs& in) { return h.Call(in.source, "ScaleQVT", {in.width / 2, in.height / 2, true}); }},
       {"ScaleQVT(double)", "scale-double",
-       [](Host& h, Inputs& in) {
-         return h.Call(in.source, "ScaleQVT", {in.width * 2, in.height * 2, false});
-       }},
+       [](Host& h, Inputs& in) { return h.Call(in.source, "ScaleQVT", {in.width * 2, in.height * 2, false}); }},
       {"ScaleQVT(double,AntiAlias)", "scale-double",
-       [](Host& h, Inputs& in) {
-         return h.Call(in.source, "ScaleQVT", {in.width * 2, in.height * 2, true});
-       }},
+       [](Host& h, Inputs& in) { return h.Call(in.source, "ScaleQVT", {in.width * 2, in.height * 2, true}); }},
       {"ChangeBrightnessAbsoluteQVT", "read-write",
        [](Host& h, Inputs& in) { return h.Call(in.source, "ChangeBrightnessAbsoluteQVT", {20.0}); }},
       {"ChangeBrightnessLinearQVT", "read-write",
-       [](Host& h, Inputs& in) {
-         return h.Call(in.source, "ChangeBrightnessLinearQVT", {20.0, -10.0, 5.0});
-       }},
+       [](Host& h, Inputs& in) { return h.Call(in.source, "ChangeBrightnessLinearQVT", {20.0, -10.0, 5.0}); }},
       {"ChangeContrastQVT", "read-write",
        [](Host& h, Inputs& in) { return h.Call(in.source, "ChangeContrastQVT", {0.3}); }},
       {"ChangeCustomQVT", "read-write",
-       [](Host& h, Inputs& in) {
-         return h.Call(in.source, "ChangeCustomQVT", {1.2, -10.0});
-       }},
+       [](Host& h, Inputs& in) { return h.Call(in.source, "ChangeCustomQVT", {1.2, -10.0}); }},
       {"InvertQVT", "read-write",
-       [](Host& h, Inputs& in) {
-         return h.Call(in.source, "InvertQVT", {0, 0, in.width, in.height});
-       }},
+       [](Host& h, Inputs& in) { return h.Call(in.source, "InvertQVT", {0, 0, in.width, in.height}); }},
       {"AutoLevelQVT", "read-write", [](Host& h, Inputs& in) { return h.Call(in.source, "AutoLevelQVT"); }},
       {"TransformColorsQVT", "read-write",
        [](Host& h, Inputs& in) {
@@ -282,17 +267,11 @@ std::vector<Case> Cases() {
          return n;
        }},
       {"BlendPicturesQVT", "read2-write",
-       [](Host& h, Inputs& in) {
-         return h.CallGlobal("BlendPicturesQVT", {in.source, 0.3, in.second, 0.7});
-       }},
+       [](Host& h, Inputs& in) { return h.CallGlobal("BlendPicturesQVT", {in.source, 0.3, in.second, 0.7}); }},
       {"BlendPicturesWithMaskQVT", "read3-write",
-       [](Host& h, Inputs& in) {
-         return h.CallGlobal("BlendPicturesWithMaskQVT", {in.source, in.second, in.third});
-       }},
+       [](Host& h, Inputs& in) { return h.CallGlobal("BlendPicturesWithMaskQVT", {in.source, in.second, in.third}); }},
       {"CombinePicturesQVT", "read3-write",
-       [](Host& h, Inputs& in) {
-         return h.CallGlobal("CombinePicturesQVT", {in.source, in.second, in.third});
-       }},
+       [](Host& h, Inputs& in) { return h.CallGlobal("CombinePicturesQVT", {in.source, in.second, in.third}); }},
       {"TintPictureQVT", "read-write",
        [](Host& h, Inputs& in) {
          return h.CallGlobal("TintPictureQVT", {in.source, Color{0x4C9640}, Color{0xFFE0B0}});
@@ -306,17 +285,13 @@ std::vector<Case> Cases() {
       {"PictureMinMaxQVT.FindAll", "read",
        [](Host& h, Inputs& in) { return h.CallMethod(in.minmax, "FindAll", {in.source}); }},
       {"CopyRGBtoMemoryblockQVT", "read",
-       [](Host& h, Inputs& in) {
-         return h.Call(in.source, "CopyRGBtoMemoryblockQVT", {in.outBlock, 0});
-       }},
+       [](Host& h, Inputs& in) { return h.Call(in.source, "CopyRGBtoMemoryblockQVT", {in.outBlock, 0}); }},
       {"CopyARGBtoMemoryblockQVT", "read",
        [](Host& h, Inputs& in) {
          return h.Call(in.source, "CopyARGBtoMemoryblockQVT", {in.outBlock, 0, false, 255});
        }},
       {"CopyGtoMemoryblockQVT", "read",
-       [](Host& h, Inputs& in) {
-         return h.Call(in.source, "CopyGtoMemoryblockQVT", {in.outBlock, 0, 1});
-       }},
+       [](Host& h, Inputs& in) { return h.Call(in.source, "CopyGtoMemoryblockQVT", {in.outBlock, 0, 1}); }},
       {"MemoryblockRGBtoPictureQVT", "write",
        [](Host& h, Inputs& in) {
          return h.CallGlobal("MemoryblockRGBtoPictureQVT", {in.rgbBlock, 0, in.width, in.height});

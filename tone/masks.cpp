@@ -31,6 +31,14 @@ REALpictureStruct* GetEmbededMask(REALpictureStruct* picture, unsigned char swap
   });
 }
 
-// With no in-place access there is nothing through which a mask value could
-// reach the picture: it stays unchanged.
-void SetEmbededMask(REALpictureStruct*, unsigned char, REALpictureStruct*) {}
+// The picture and the mask are read, the mask's reader closing first; both
+// readers hold private copies of the pixels, and with no in-place access
+// there is nothing through which a mask value could reach the picture: it
+// stays unchanged.
+void SetEmbededMask(REALpictureStruct* picture, unsigned char, REALpictureStruct* mask) {
+  if (!mask) return;
+  PictureReader pictureReader;
+  if (!GetPictureReader(pictureReader, picture)) return;
+  PictureReader maskReader;
+  GetPictureReader(maskReader, mask);
+}

@@ -15,8 +15,7 @@ void PutWord(Bytes& s, size_t at, uint32_t v) {
 Bytes Handmade(uint32_t width, uint32_t height, uint32_t offset, const Bytes& pixels, uint32_t format = 32) {
   Bytes s = {'P', 'P', 'I', 'C'};
   s.resize(offset + pixels.size(), 0);
-  for (auto [at, v] : {std::pair{4, uint32_t(s.size())}, {8, width}, {12, height}, {16, format}, {20, offset}})
-    PutWord(s, at, v);
+  for (auto [at, v] : {std::pair{4, uint32_t(s.size())}, {8, width}, {12, height}, {16, format}, {20, offset}}) PutWord(s, at, v);
   std::copy(pixels.begin(), pixels.end(), s.begin() + offset);
   return s;
 }
@@ -70,15 +69,14 @@ TEST_F(BinaryStrings, MalformedStringsGiveNil) {
   ASSERT_FALSE(Read(good).IsNil());
   std::vector<Bytes> bad(7, good);
   for (size_t i = 0; i < 4; ++i) bad[i][i] ^= 0x20;  // "pPIC", "PpIC", ...
-  bad[4].push_back(0);                               // one byte more than the length field says
+  bad[4].push_back(0);  // one byte more than the length field says
   bad[5].pop_back();
   PutWord(bad[6], 20, 0xFFFFFFF0u);  // data far beyond the end
-  bad.insert(bad.end(),
-             {Handmade(0, 3, 40, {}), Handmade(3, 0, 40, {}), Handmade(0x80000000u, 1, 40, Bytes(6)),
-              // headers claiming more pixels than the string holds
-              Handmade(3, 1, 40, Bytes(6)), Handmade(2, 1, 41, Bytes(5)),
-              Handmade(0x55555556u, 1, 40, Bytes(6)),  // 3 w wraps in 32 bits
-              Handmade(0x7FFFFFFF, 0x7FFFFFFF, 40, Bytes(6)), Bytes(good.begin(), good.begin() + 8), Bytes{}});
+  bad.insert(bad.end(), {Handmade(0, 3, 40, {}), Handmade(3, 0, 40, {}), Handmade(0x80000000u, 1, 40, Bytes(6)),
+                         // headers claiming more pixels than the string holds
+                         Handmade(3, 1, 40, Bytes(6)), Handmade(2, 1, 41, Bytes(5)),
+                         Handmade(0x55555556u, 1, 40, Bytes(6)),  // 3 w wraps in 32 bits
+                         Handmade(0x7FFFFFFF, 0x7FFFFFFF, 40, Bytes(6)), Bytes(good.begin(), good.begin() + 8), Bytes{}});
   for (size_t i = 0; i < bad.size(); ++i) EXPECT_TRUE(Read(bad[i]).IsNil()) << "case " << i;
 }
 

@@ -29,17 +29,13 @@ class MemoryBlocks : public HostTest {
 TEST_F(MemoryBlocks, WorkedExamplesOfEachLayout) {
   ph::Ref two = TwoPixels();
   EXPECT_EQ(Copied(two, "CopyRGBtoMemoryblockQVT", Bytes(7, 0xAA), {1}), (Bytes{0xAA, 16, 32, 48, 64, 80, 96}));
-  EXPECT_EQ(Copied(two, "CopyARGBtoMemoryblockQVT", Bytes(8, 0xAA), {0, false, 255}),
-            (Bytes{255, 16, 32, 48, 255, 64, 80, 96}));
-  EXPECT_EQ(Copied(two, "CopyARGBtoMemoryblockQVT", Bytes(8, 0xAA), {0, true, 128}),
-            (Bytes{48, 32, 16, 128, 96, 80, 64, 128}));
+  EXPECT_EQ(Copied(two, "CopyARGBtoMemoryblockQVT", Bytes(8, 0xAA), {0, false, 255}), (Bytes{255, 16, 32, 48, 255, 64, 80, 96}));
+  EXPECT_EQ(Copied(two, "CopyARGBtoMemoryblockQVT", Bytes(8, 0xAA), {0, true, 128}), (Bytes{48, 32, 16, 128, 96, 80, 64, 128}));
   for (int32_t alpha : {-1, 256, INT32_MIN}) {  // the block's alpha bytes are kept
     EXPECT_EQ(Copied(two, "CopyARGBtoMemoryblockQVT", {1, 0, 0, 0, 2, 0, 0, 0}, {0, false, alpha}),
-              (Bytes{1, 16, 32, 48, 2, 64, 80, 96}))
-        << alpha;
+              (Bytes{1, 16, 32, 48, 2, 64, 80, 96})) << alpha;
     EXPECT_EQ(Copied(two, "CopyARGBtoMemoryblockQVT", {0, 0, 0, 1, 0, 0, 0, 2}, {0, true, alpha}),
-              (Bytes{48, 32, 16, 1, 96, 80, 64, 2}))
-        << alpha;
+              (Bytes{48, 32, 16, 1, 96, 80, 64, 2})) << alpha;
   }
   // Green with stride 4 fills the greens of a little-endian ARGB block.
   EXPECT_EQ(Copied(two, "CopyGtoMemoryblockQVT", {48, 0, 16, 200, 96, 0, 64, 200}, {1, 4}),
@@ -51,8 +47,7 @@ TEST_F(MemoryBlocks, WorkedExamplesOfEachLayout) {
   for (uint8_t k = 0; k < 3; ++k) {
     const uint8_t v = uint8_t(0x10 + 0x10 * k);
     EXPECT_EQ(Copied(three, channels[k], Bytes(9, 0xEE), {2, 3}),
-              (Bytes{0xEE, 0xEE, v, 0xEE, 0xEE, uint8_t(v + 0x30), 0xEE, 0xEE, uint8_t(v + 0x60)}))
-        << channels[k];
+              (Bytes{0xEE, 0xEE, v, 0xEE, 0xEE, uint8_t(v + 0x30), 0xEE, 0xEE, uint8_t(v + 0x60)})) << channels[k];
   }
   EXPECT_EQ(Built("MemoryblockRGBtoPictureQVT", {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12}, {1, 2, 2}),
             (std::vector<uint32_t>{0x010203, 0x040506, 0x070809, 0x0A0B0C}));
@@ -81,8 +76,7 @@ TEST_F(MemoryBlocks, RoundTripsReproduceThePicture) {
   // One channel at stride 1 comes back as a grey picture of that channel.
   std::vector<uint32_t> greys;
   for (uint32_t c : pixels) greys.push_back(testpix::Grey(testpix::R(c)));
-  EXPECT_EQ(Built("MemoryblockGrayToPictureQVT", Copied(picture, "CopyRtoMemoryblockQVT", Bytes(w * h, 0), {0, 1}),
-                  {0, w, h, 1}),
+  EXPECT_EQ(Built("MemoryblockGrayToPictureQVT", Copied(picture, "CopyRtoMemoryblockQVT", Bytes(w * h, 0), {0, 1}), {0, w, h, 1}),
             greys);
 }
 
@@ -95,10 +89,10 @@ TEST_F(MemoryBlocks, ShortBlocksAndBadArgumentsAreRefusedWithoutWriting) {
     std::vector<ph::Value> extra;  // after destination and offset
     int32_t needed;                // block bytes at offset 1; 0: no length suffices
   };
-  const Case cases[] = {{"CopyRGBtoMemoryblockQVT", {}, 7},          {"CopyARGBtoMemoryblockQVT", {false, 255}, 9},
-                        {"CopyARGBtoMemoryblockQVT", {true, -1}, 9}, {"CopyRtoMemoryblockQVT", {3}, 5},
-                        {"CopyGtoMemoryblockQVT", {4}, 6},           {"CopyBtoMemoryblockQVT", {1}, 3},
-                        {"CopyRtoMemoryblockQVT", {0}, 0},           {"CopyGtoMemoryblockQVT", {-3}, 0},
+  const Case cases[] = {{"CopyRGBtoMemoryblockQVT", {}, 7},           {"CopyARGBtoMemoryblockQVT", {false, 255}, 9},
+                        {"CopyARGBtoMemoryblockQVT", {true, -1}, 9},  {"CopyRtoMemoryblockQVT", {3}, 5},
+                        {"CopyGtoMemoryblockQVT", {4}, 6},            {"CopyBtoMemoryblockQVT", {1}, 3},
+                        {"CopyRtoMemoryblockQVT", {0}, 0},            {"CopyGtoMemoryblockQVT", {-3}, 0},
                         {"CopyBtoMemoryblockQVT", {INT32_MAX}, 0}};
   for (const Case& c : cases) {
     auto call = [&](int32_t size, int32_t offset) {
@@ -113,30 +107,22 @@ TEST_F(MemoryBlocks, ShortBlocksAndBadArgumentsAreRefusedWithoutWriting) {
     EXPECT_FALSE(call(64, c.needed > 0 ? -1 : 0) || call(64, INT32_MAX)) << c.method;
   }
   // Builds: width, height, offset and stride checked the same way.
-  const char *rgb = "MemoryblockRGBtoPictureQVT", *argb = "MemoryblockARGBtoPictureQVT",
-             *grey = "MemoryblockGrayToPictureQVT";
+  const char *rgb = "MemoryblockRGBtoPictureQVT", *argb = "MemoryblockARGBtoPictureQVT", *grey = "MemoryblockGrayToPictureQVT";
   struct Build {
     const char* global;
     int32_t size;
     std::vector<ph::Value> args;  // after the block
     bool made;
   };
-  const Build builds[] = {{rgb, 12, {0, 2, 2}, true},
-                          {rgb, 12, {1, 2, 2}, false},  // exactly 12 bytes, and one short
-                          {argb, 12, {4, 2, 1, true}, true},
-                          {argb, 12, {5, 2, 1, true}, false},
-                          {grey, 12, {1, 3, 2, 2}, true},
-                          {grey, 12, {2, 3, 2, 2}, false},  // 1 + 5 * 2 + 1 = 12
-                          {rgb, 64, {0, 0, 1}, false},
-                          {rgb, 64, {0, 1, -1}, false},
-                          {rgb, 64, {-1, 1, 1}, false},
-                          {grey, 64, {0, 2, 2, 0}, false},
-                          {grey, 64, {0, 2, 2, -1}, false},
-                          {argb, 12, {INT32_MAX, 1, 1, true}, false},
-                          // Sizes whose byte count wraps to a small number in 32 bits, or leaves 64.
-                          {argb, 64, {0, 65536, 16384, true}, false},
-                          {grey, 64, {0, 2, 1, INT32_MAX}, false},
-                          {rgb, 64, {0, INT32_MAX, INT32_MAX}, false}};
+  const Build builds[] = {
+      {rgb, 12, {0, 2, 2}, true},  {rgb, 12, {1, 2, 2}, false},  // exactly 12 bytes, and one short
+      {argb, 12, {4, 2, 1, true}, true}, {argb, 12, {5, 2, 1, true}, false},
+      {grey, 12, {1, 3, 2, 2}, true}, {grey, 12, {2, 3, 2, 2}, false},  // 1 + 5 * 2 + 1 = 12
+      {rgb, 64, {0, 0, 1}, false}, {rgb, 64, {0, 1, -1}, false}, {rgb, 64, {-1, 1, 1}, false},
+      {grey, 64, {0, 2, 2, 0}, false}, {grey, 64, {0, 2, 2, -1}, false}, {argb, 12, {INT32_MAX, 1, 1, true}, false},
+      // Sizes whose byte count wraps to a small number in 32 bits, or leaves 64.
+      {argb, 64, {0, 65536, 16384, true}, false}, {grey, 64, {0, 2, 1, INT32_MAX}, false},
+      {rgb, 64, {0, INT32_MAX, INT32_MAX}, false}};
   for (const Build& b : builds) {
     std::vector<ph::Value> args = b.args;
     args.insert(args.begin(), host().NewMemoryBlock(b.size));

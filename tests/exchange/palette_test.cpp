@@ -34,10 +34,8 @@ TEST_F(Palettes, FactoriesAndTheirDistinctColours) {
   host().CallMethod(palette, "Close");  // holds nothing to release: the palette stays usable
   EXPECT_EQ(CountColors(palette), 1);
 
-  const std::pair<const char*, uint32_t> ramps[] = {{"NewGrayPaletteQVT", 0x010101},
-                                                    {"NewRedPaletteQVT", 0x010000},
-                                                    {"NewGreenPaletteQVT", 0x000100},
-                                                    {"NewBluePaletteQVT", 0x000001}};
+  const std::pair<const char*, uint32_t> ramps[] = {{"NewGrayPaletteQVT", 0x010101}, {"NewRedPaletteQVT", 0x010000},
+                                                    {"NewGreenPaletteQVT", 0x000100}, {"NewBluePaletteQVT", 0x000001}};
   for (auto [factory, step] : ramps) {  // entry i is i steps
     ph::Ref ramp = Factory(factory);
     EXPECT_EQ(Count(ramp) * 1000 + CountColors(ramp), 256256) << factory;
@@ -67,8 +65,7 @@ TEST(PaletteTables, PalmFollowsItsCubeWalk) {
       for (int bi = 0; bi < 3; ++bi)
         for (uint32_t g : levels) expected.push_back(Rgb(r, g, levels[3 * half + bi]));
   expected.pop_back();
-  for (uint32_t grey : {0x11, 0x22, 0x44, 0x55, 0x77, 0x88, 0xAA, 0xBB, 0xDD, 0xEE})
-    expected.push_back(Rgb(grey, grey, grey));
+  for (uint32_t grey : {0x11, 0x22, 0x44, 0x55, 0x77, 0x88, 0xAA, 0xBB, 0xDD, 0xEE}) expected.push_back(Rgb(grey, grey, grey));
   for (uint32_t c : {0xCCCCCCu, 0x880000u, 0x880088u, 0x008800u, 0x008888u}) expected.push_back(c);
   expected.resize(256, 0);
   EXPECT_EQ(std::vector<uint32_t>(PalmColors, PalmColors + 256), expected);
@@ -101,8 +98,7 @@ TEST_F(Palettes, MemIsAViewOfTheColourEntries) {
   EXPECT_EQ(std::vector<uint8_t>(bytes.begin(), bytes.begin() + 4), (std::vector<uint8_t>{0x33, 0x22, 0x11, 0}));
   // Writing the block changes the palette: a little-endian ARGB copy with
   // alpha 0 is exactly the layout of two colour entries.
-  EXPECT_TRUE(
-      host().Call(Picture(2, 1, {0xA1B2C3, 0x0D0E0F}), "CopyARGBtoMemoryblockQVT", {block, 4, true, 0}).AsBool());
+  EXPECT_TRUE(host().Call(Picture(2, 1, {0xA1B2C3, 0x0D0E0F}), "CopyARGBtoMemoryblockQVT", {block, 4, true, 0}).AsBool());
   for (auto [i, colour] : {std::pair{0, 0x112233u}, {1, 0xA1B2C3u}, {2, 0x0D0E0Fu}, {3, 0x030303u}}) {
     EXPECT_EQ(Col(palette, i), colour) << i;
   }

@@ -61,8 +61,7 @@ TEST_F(TextConv, StringsAndBlocksFromBytesKeepTheExactBytesAndTag) {
   EXPECT_EQ(REALBuildMemoryblock(block, 0), nullptr);
   EXPECT_EQ(REALBuildMemoryblock(nullptr, 5), nullptr);
   // Folder item paths are in the system font's encoding, UTF-8, converted or not.
-  ph::Ref item = direct_->Adopt(
-      reinterpret_cast<void* (*)(const char*)>(ph::ResolveEntryPoint("FolderItemFromPath"))("/tmp/item"));
+  ph::Ref item = direct_->Adopt(reinterpret_cast<void* (*)(const char*)>(ph::ResolveEntryPoint("FolderItemFromPath"))("/tmp/item"));
   auto* handle = static_cast<REALfolderItemStruct*>(item.handle());
   EXPECT_EQ(Take(MyREALpathFromFolderItem(handle)), Text("/tmp/item", kEncodingUTF8));
   EXPECT_EQ(MyREALpathFromFolderItem(nullptr), nullptr);
@@ -77,9 +76,7 @@ TEST_F(TextConv, StringsAndBlocksFromBytesKeepTheExactBytesAndTag) {
 TEST_F(TextConv, FourCharacterCodes) {
   // Big-endian, tagged Mac Roman when a byte has its top bit set.
   EXPECT_EQ(Take(REALBuildOSTypeString(0x41424344)), Text("ABCD", kEncodingASCII));
-  EXPECT_EQ(Take(REALBuildOSTypeString(0x4142C344)), Text("AB\xC3"
-                                                          "D",
-                                                          kEncodingMacRoman));
+  EXPECT_EQ(Take(REALBuildOSTypeString(0x4142C344)), Text("AB\xC3" "D", kEncodingMacRoman));
   EXPECT_EQ(Take(REALBuildOSTypeString(0x00000080)).second, kEncodingMacRoman);
   EXPECT_EQ(Take(REALBuildOSTypeString(0x7F7F7F7F)).second, kEncodingASCII);
   EXPECT_EQ(REALstringToOSType(nullptr), 0x20202020u);
@@ -87,40 +84,25 @@ TEST_F(TextConv, FourCharacterCodes) {
   // Roman conversion is read (e-acute is 0x8E there); the original form
   // reads the bytes. Bytes, encoding, original form, record length -> code.
   const std::tuple<const char*, uint32_t, bool, int32_t, uint32_t> codes[] = {
-      {"ABCD", kEncodingUTF8, false, -1, 0x41424344u},
-      {"ABCDEFG", kEncodingUTF8, false, -1, 0x41424344u},
-      {"ABXY", 0xFFFF, true, 2, 0x41422020u},
-      {"", 0xFFFF, true, -1, 0x20202020u},
-      {"\xC3\xA9"
-       "AB",
-       kEncodingUTF8, false, -1, 0x8E414220u},
-      {"\xC3\xA9"
-       "AB",
-       kEncodingUTF8, true, -1, 0xC3A94142u}};
-  for (auto [bytes, encoding, original, length, code] : codes)
-    EXPECT_EQ(OSType(bytes, encoding, original, length), code) << bytes;
+      {"ABCD", kEncodingUTF8, false, -1, 0x41424344u},        {"ABCDEFG", kEncodingUTF8, false, -1, 0x41424344u},
+      {"ABXY", 0xFFFF, true, 2, 0x41422020u},                  {"", 0xFFFF, true, -1, 0x20202020u},
+      {"\xC3\xA9" "AB", kEncodingUTF8, false, -1, 0x8E414220u}, {"\xC3\xA9" "AB", kEncodingUTF8, true, -1, 0xC3A94142u}};
+  for (auto [bytes, encoding, original, length, code] : codes) EXPECT_EQ(OSType(bytes, encoding, original, length), code) << bytes;
   direct_->FailConversions(true);
-  EXPECT_EQ(OSType("\xC3\xA9"
-                   "AB",
-                   kEncodingUTF8),
-            0xC3A94142u);
+  EXPECT_EQ(OSType("\xC3\xA9" "AB", kEncodingUTF8), 0xC3A94142u);
 }
 
 TEST_F(TextConv, VersionCodesAreTruncatedAndTheVersionIsAskedOnce) {
   // The exact product of the double 2006.04 and 100 lies just below 200604,
   // although plain double multiplication rounds it up to 200604.0.
   EXPECT_EQ(2006.04 * 100.0, 200604.0);
-  const std::pair<double, int32_t> codes[] = {{2007.0, 200700},    {5.9, 590},     {2006.04, 200603},
-                                              {-2006.04, -200603}, {5.8, 579},     {2006.06, 200605},
-                                              {1.0 / 0.0, 0},      {0.0 / 0.0, 0}, {-1.5, -150}};
+  const std::pair<double, int32_t> codes[] = {{2007.0, 200700}, {5.9, 590},  {2006.04, 200603}, {-2006.04, -200603},
+                                              {5.8, 579},       {2006.06, 200605}, {1.0 / 0.0, 0}, {0.0 / 0.0, 0},
+                                              {-1.5, -150}};
   for (auto [version, code] : codes) EXPECT_EQ(VersionCode(version), code) << version;
   // code -> wants 64-bit, wants 32-bit.
-  for (auto [code, want64, want32] : {std::tuple{200700, true, false},
-                                      {590, false, true},
-                                      {200603, false, true},
-                                      {200604, true, false},
-                                      {299999, true, false},
-                                      {300000, true, true}}) {
+  for (auto [code, want64, want32] : {std::tuple{200700, true, false}, {590, false, true}, {200603, false, true},
+                                      {200604, true, false}, {299999, true, false}, {300000, true, true}}) {
     EXPECT_EQ(Want64bitFor(code), want64) << code;
     EXPECT_EQ(Want32bitFor(code), want32) << code;
   }
@@ -134,9 +116,7 @@ TEST_F(TextConv, VersionCodesAreTruncatedAndTheVersionIsAskedOnce) {
 
 TEST(TickCount, SixtyTicksPerSecondOfWallClockModulo32Bits) {
   // Seconds times 60 in 64 bits, then cut to 32: the 32-bit product wraps.
-  auto expected = [] {
-    return static_cast<uint32_t>(static_cast<uint64_t>(std::time(nullptr)) * 60 % (uint64_t{1} << 32));
-  };
+  auto expected = [] { return static_cast<uint32_t>(static_cast<uint64_t>(std::time(nullptr)) * 60 % (uint64_t{1} << 32)); };
   const uint32_t before = expected(), ticks = TickCount(), after = expected();
   EXPECT_TRUE(ticks == before || ticks == after) << ticks;
 }
@@ -153,22 +133,14 @@ T Parsed(const Char* text) {
 
 TEST(DecimalText, ParsingRules) {
   constexpr int64_t kMin = std::numeric_limits<int64_t>::min(), kMax = std::numeric_limits<int64_t>::max();
-  const std::pair<const char*, int64_t> narrow[] = {{"", 0},
-                                                    {"123", 123},
-                                                    {"-123", -123},
-                                                    {"12-3", -123},
-                                                    {"7x9", 7},
-                                                    {"-", 0},
-                                                    {" 5", 0},
-                                                    {"--5", 0},  // the second minus sign ends the scan
-                                                    {"-9223372036854775808", kMin},
-                                                    {"9223372036854775807", kMax},
-                                                    {"18446744073709551617", 1}};  // wraps
+  const std::pair<const char*, int64_t> narrow[] = {
+      {"", 0},       {"123", 123}, {"-123", -123}, {"12-3", -123}, {"7x9", 7}, {"-", 0}, {" 5", 0},
+      {"--5", 0},  // the second minus sign ends the scan
+      {"-9223372036854775808", kMin}, {"9223372036854775807", kMax}, {"18446744073709551617", 1}};  // wraps
   for (auto [text, value] : narrow) EXPECT_EQ((Parsed<int64_t>(text)), value) << text;
   const std::pair<const char16_t*, int64_t> wide[] = {
-      {u"--5", -5},      {u"1-2-3", -123},
-      {u"-", 0},         {u"", 0},                          // further minus signs change nothing
-      {u"42\u0663", 42}, {u"-9223372036854775808", kMin}};  // only ASCII digits count
+      {u"--5", -5}, {u"1-2-3", -123}, {u"-", 0}, {u"", 0},  // further minus signs change nothing
+      {u"42\u0663", 42}, {u"-9223372036854775808", kMin}};   // only ASCII digits count
   for (auto [text, value] : wide) EXPECT_EQ((Parsed<int64_t>(text)), value) << value;
   const std::pair<const char*, uint64_t> unsignedTexts[] = {
       {"", 0}, {"42abc", 42}, {"-5", 0}, {"+5", 0}, {"x1", 0}, {"18446744073709551615", ~uint64_t{0}}};

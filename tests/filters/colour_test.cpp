@@ -22,11 +22,7 @@ TEST_F(Matrix3D, CellsWeighOffsetAndClampEachChannel) {
   const std::vector<uint32_t> four = {Rgb(5, 100, 200), Rgb(10, 0, 255), Rgb(200, 50, 0), Grey(9)};
   std::vector<Setting> grey;
   for (int32_t j = 0; j < 3; ++j) grey = With(grey, {C(0, j, 0.25), C(1, j, 0.5), C(2, j, 0.25)});
-  struct Case {
-    std::vector<uint32_t> src;
-    std::vector<Setting> settings;
-    std::vector<uint32_t> expected;
-  };
+  struct Case { std::vector<uint32_t> src; std::vector<Setting> settings; std::vector<uint32_t> expected; };
   const Case cases[] = {
       {four, {}, {0, 0, 0, 0}},
       {four, kIdentity, four},
@@ -36,21 +32,17 @@ TEST_F(Matrix3D, CellsWeighOffsetAndClampEachChannel) {
       // Input offset of red, -10.
       {four, With(kIdentity, {C(3, 0, -10)}), {Rgb(0, 100, 200), Rgb(0, 0, 255), Rgb(190, 50, 0), Rgb(0, 9, 9)}},
       // The input offset is weighted: red = 2 * (green + 0.5).
-      {four,
-       {C(1, 0, 2), C(3, 1, 0.5), C(1, 1, 1), C(2, 2, 1)},
+      {four, {C(1, 0, 2), C(3, 1, 0.5), C(1, 1, 1), C(2, 2, 1)},
        {Rgb(201, 100, 200), Rgb(1, 0, 255), Rgb(101, 50, 0), Rgb(19, 9, 9)}},
       // Output offsets after weighting: +300 on red, -0.5 on blue (199.5 -> 199, -0.5 -> 0).
-      {four,
-       With(kIdentity, {C(0, 3, 300), C(2, 3, -0.5)}),
+      {four, With(kIdentity, {C(0, 3, 300), C(2, 3, -0.5)}),
        {Rgb(255, 100, 199), Rgb(255, 0, 254), Rgb(255, 50, 0), Rgb(255, 9, 8)}},
       // Not a number gives 0, infinity 255.
       {{Rgb(10, 20, 30)}, With(kIdentity, {C(1, 0, NAN), C(2, 3, INFINITY)}), {Rgb(0, 20, 255)}},
   };
   for (size_t i = 0; i < std::size(cases); ++i)
-    EXPECT_EQ(
-        RunOn(Make("PictureMatrix3DQVT", Picture(int32_t(cases[i].src.size()), 1, cases[i].src), cases[i].settings)),
-        cases[i].expected)
-        << "case " << i;
+    EXPECT_EQ(RunOn(Make("PictureMatrix3DQVT", Picture(int32_t(cases[i].src.size()), 1, cases[i].src), cases[i].settings)),
+              cases[i].expected) << "case " << i;
 }
 
 TEST_F(Matrix3D, UnusedCellsChangeNothing) {
@@ -61,8 +53,7 @@ TEST_F(Matrix3D, UnusedCellsChangeNothing) {
 }
 
 TEST_F(Matrix3D, RectangleLimitsTheMappedPixels) {
-  ph::Ref o =
-      Make("PictureMatrix3DQVT", Flat(100, 50, Rgb(10, 20, 30)), With(kIdentity, {{"MinX", {}, 10}, {"MaxX", {}, 20}}));
+  ph::Ref o = Make("PictureMatrix3DQVT", Flat(100, 50, Rgb(10, 20, 30)), With(kIdentity, {{"MinX", {}, 10}, {"MaxX", {}, 20}}));
   EXPECT_EQ(RunOn(o), Generate(100, 50, [](int32_t x, int32_t) { return x >= 10 && x < 20 ? Rgb(10, 20, 30) : 0u; }));
 }
 
@@ -73,10 +64,7 @@ Setting T(const char* channel, int32_t v) { return {std::string("Sepia") + chann
 std::vector<Setting> Weights(double r, double g, double b) { return {F("Red", r), F("Green", g), F("Blue", b)}; }
 
 TEST_F(Sepia, LuminanceInTenBitFixedPointPlusTints) {
-  struct Case {
-    std::vector<Setting> settings;
-    uint32_t colour, expected;
-  };
+  struct Case { std::vector<Setting> settings; uint32_t colour, expected; };
   const std::vector<Setting> tint10 = {T("Red", 10), T("Green", 10), T("Blue", 10)};
   const Case cases[] = {
       // Defaults 306 + 601 + 116 = 1023: white is 255 * 1023 / 1024 = 254.
@@ -109,8 +97,7 @@ TEST_F(Sepia, LuminanceInTenBitFixedPointPlusTints) {
       {Weights(NAN, 1, 0), Rgb(200, 30, 0), Grey(30)},
   };
   for (size_t i = 0; i < std::size(cases); ++i)
-    EXPECT_EQ(RunOn(Make("PictureSepiaQVT", Flat(1, 1, cases[i].colour), cases[i].settings))[0], cases[i].expected)
-        << "case " << i;
+    EXPECT_EQ(RunOn(Make("PictureSepiaQVT", Flat(1, 1, cases[i].colour), cases[i].settings))[0], cases[i].expected) << "case " << i;
   ph::Ref o = Make("PictureSepiaQVT", {}, {F("Blue", 0.5)});
   EXPECT_EQ(host().GetProperty(o, "FactorRed").AsDouble(), 0.299);
   EXPECT_EQ(host().GetProperty(o, "FactorGreen").AsDouble(), 0.587);

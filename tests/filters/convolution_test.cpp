@@ -9,7 +9,8 @@ namespace {
 
 class Convolution : public FilterTest {
  protected:
-  ph::Ref Kernel(const ph::Ref& source, int32_t n, const std::vector<double>& hor, const std::vector<double>& ver) {
+  ph::Ref Kernel(const ph::Ref& source, int32_t n, const std::vector<double>& hor,
+                 const std::vector<double>& ver) {
     ph::Ref o = Make("PictureConvolutionQVT", source);
     if (n) Set(o, "ValueCount", n);  // 0 keeps the constructor's count
     for (int32_t i = 0; i < int32_t(hor.size()); ++i) Apply(o, {{"Hor", {i}, hor[i]}});
@@ -23,14 +24,9 @@ class Convolution : public FilterTest {
 // h .. H - 2h: even counts lean left and up, and the right and bottom
 // margins are 2h wide.
 TEST_F(Convolution, TapsAndRegionFollowTheCentreAtHalfTheCount) {
-  struct Case {
-    int32_t n, w, h;
-    std::vector<int32_t> shifts;
-  };
-  const Case cases[] = {{2, 9, 8, {-1, 0}},
-                        {3, 9, 8, {-1, 0, 1}},
-                        {4, 11, 9, {-2, -1, 0, 1}},
-                        {5, 11, 9, {-2, 0, 2}},
+  struct Case { int32_t n, w, h; std::vector<int32_t> shifts; };
+  const Case cases[] = {{2, 9, 8, {-1, 0}},           {3, 9, 8, {-1, 0, 1}},
+                        {4, 11, 9, {-2, -1, 0, 1}},   {5, 11, 9, {-2, 0, 2}},
                         {20, 34, 33, {-10, 0, 9}}};
   for (const Case& c : cases) {
     const int32_t h = c.n / 2;
@@ -40,26 +36,20 @@ TEST_F(Convolution, TapsAndRegionFollowTheCentreAtHalfTheCount) {
       for (auto [dx, dy] : {std::pair{shift, 0}, std::pair{0, shift}}) {
         std::vector<double> hor(c.n, 0.0), ver(c.n, 0.0);
         hor[h + dx] = ver[h + dy] = 1.0;
-        EXPECT_EQ(RunOn(Kernel(p, c.n, hor, ver), "Run", {7}),
-                  Generate(c.w, c.h,
-                           [&](int32_t x, int32_t y) {
-                             if (x < h || x > c.w - 2 * h || y < h || y > c.h - 2 * h) return 0u;
-                             return src[size_t(y + dy) * c.w + (x + dx)];
-                           }))
-            << "n " << c.n << " dx " << dx << " dy " << dy;
+        EXPECT_EQ(RunOn(Kernel(p, c.n, hor, ver), "Run", {7}), Generate(c.w, c.h, [&](int32_t x, int32_t y) {
+                    if (x < h || x > c.w - 2 * h || y < h || y > c.h - 2 * h) return 0u;
+                    return src[size_t(y + dy) * c.w + (x + dx)];
+                  })) << "n " << c.n << " dx " << dx << " dy " << dy;
       }
     }
   }
   // Too small for any column (W < 3h): black, and still true.
-  EXPECT_EQ(RunOn(Kernel(Flat(5, 9, 0xFFFFFF), 5, {0, 0, 1}, {0, 0, 1}), "Run", {7}), std::vector<uint32_t>(45, 0u));
+  EXPECT_EQ(RunOn(Kernel(Flat(5, 9, 0xFFFFFF), 5, {0, 0, 1}, {0, 0, 1}), "Run", {7}),
+            std::vector<uint32_t>(45, 0u));
 }
 
 TEST_F(Convolution, HorizontalResultIsClampedAndTruncatedBeforeTheVerticalPass) {
-  struct Case {
-    uint32_t flat;
-    std::vector<double> hor, ver;
-    uint32_t expected;
-  };
+  struct Case { uint32_t flat; std::vector<double> hor, ver; uint32_t expected; };
   const Case cases[] = {
       {Grey(200), {}, {}, 0},                          // default weights: black
       {Grey(100), {1, 1, 1}, {0, 0.5, 0}, Grey(127)},  // 300 -> 255, then 127 (not 150)
@@ -80,16 +70,13 @@ TEST_F(Convolution, UnselectedChannelsAreCopiedInsideTheRegionOnly) {
   const std::vector<uint32_t> filtered = RunOn(Kernel(p, 3, blur, blur), "Run", {7});
   // Each channel is filtered from its own source channel; bits above 4 are ignored.
   for (int32_t channels : {0, 1, 2, 4, 5, 6, 8, 9, 0x7FFFFFF8}) {
-    EXPECT_EQ(RunOn(Kernel(p, 3, blur, blur), "Run", {channels}),
-              Generate(w, h,
-                       [&](int32_t x, int32_t y) {
-                         if (x < 1 || x > w - 2 || y < 1 || y > h - 2) return 0u;
-                         uint32_t v = 0;
-                         for (int k = 0; k < 3; ++k)
-                           v |= Channel((channels >> k & 1 ? filtered : src)[size_t(y) * w + x], k) << (16 - 8 * k);
-                         return v;
-                       }))
-        << "channels " << channels;
+    EXPECT_EQ(RunOn(Kernel(p, 3, blur, blur), "Run", {channels}), Generate(w, h, [&](int32_t x, int32_t y) {
+                if (x < 1 || x > w - 2 || y < 1 || y > h - 2) return 0u;
+                uint32_t v = 0;
+                for (int k = 0; k < 3; ++k)
+                  v |= Channel((channels >> k & 1 ? filtered : src)[size_t(y) * w + x], k) << (16 - 8 * k);
+                return v;
+              })) << "channels " << channels;
   }
 }
 

@@ -21,11 +21,7 @@ std::vector<uint32_t> Generate(int32_t width, int32_t height, F colour) {
 }
 
 // A property assignment (no index) or an indexed setter: o.Matrix(2, 2) = 1.
-struct Setting {
-  std::string name;
-  std::vector<ph::Value> index;
-  ph::Value value;
-};
+struct Setting { std::string name; std::vector<ph::Value> index; ph::Value value; };
 
 class FilterTest : public HostTest {
  protected:
@@ -41,9 +37,7 @@ class FilterTest : public HostTest {
       else host().AssignMethod(o, s.name, s.index, s.value);
     }
   }
-  void Set(const ph::Ref& o, const std::string& property, ph::Value v) {
-    host().SetProperty(o, property, std::move(v));
-  }
+  void Set(const ph::Ref& o, const std::string& property, ph::Value v) { host().SetProperty(o, property, std::move(v)); }
   bool Call(const ph::Ref& o, const std::string& method, std::vector<ph::Value> args = {}) {
     return host().CallMethod(o, method, std::move(args)).AsBool();
   }

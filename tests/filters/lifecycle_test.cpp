@@ -10,11 +10,9 @@ namespace {
 class Lifecycle : public FilterTest {};
 
 TEST_F(Lifecycle, CloseAndDestructionReleaseWhatTheObjectHolds) {
-  const std::pair<const char*, std::vector<ph::Value>> classes[] = {{"PictureMatrixQVT", {}},
-                                                                    {"PictureConvolutionQVT", {int32_t{7}}},
-                                                                    {"PictureMatrix3DQVT", {}},
-                                                                    {"PictureLut3DQVT", {}},
-                                                                    {"PictureSepiaQVT", {}}};
+  const std::pair<const char*, std::vector<ph::Value>> classes[] = {
+      {"PictureMatrixQVT", {}}, {"PictureConvolutionQVT", {int32_t{7}}}, {"PictureMatrix3DQVT", {}}, {"PictureLut3DQVT", {}},
+      {"PictureSepiaQVT", {}}};
   for (const auto& [name, runArgs] : classes) {
     SCOPED_TRACE(name);
     // Close releases both pictures, can be repeated, and leaves the object usable.

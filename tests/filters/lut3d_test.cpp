@@ -18,9 +18,7 @@ size_t Index(int32_t r, int32_t g, int32_t b, int32_t x) {
   return static_cast<size_t>(((r * kNodes + g) * kNodes + b) * 3 + x);
 }
 
-uint32_t Component(double v) {
-  return std::isnan(v) || v < 0 ? 0 : v > 255 ? 255 : static_cast<uint32_t>(std::trunc(v));
-}
+uint32_t Component(double v) { return std::isnan(v) || v < 0 ? 0 : v > 255 ? 255 : static_cast<uint32_t>(std::trunc(v)); }
 
 // The three fractions sorted from the largest; ties keep the axis order
 // red, green, blue (with equal fractions the order does not change the sum).
@@ -47,7 +45,8 @@ uint32_t Reference(const std::vector<double>& table, uint32_t colour) {
     std::copy(corner[step], corner[step] + 3, corner[step + 1]);
     corner[step + 1][order[step]] = high[order[step]];
   }
-  const double weight[4] = {1.0 - f[order[0]], f[order[0]] - f[order[1]], f[order[1]] - f[order[2]], f[order[2]]};
+  const double weight[4] = {1.0 - f[order[0]], f[order[0]] - f[order[1]],
+                            f[order[1]] - f[order[2]], f[order[2]]};
   uint32_t out = 0;
   for (int x = 0; x < 3; ++x) {
     double v = 0;
@@ -93,10 +92,10 @@ TEST_F(Lut3D, InterpolatesInsideOneTetrahedronPerPixel) {
   // ties, then random colours; every one of the six strict orders must occur.
   // Node colours (255 is node 15) sit on one node with weight 1.
   std::vector<uint32_t> colours = {
-      Rgb(22, 26, 19), Rgb(19, 26, 22), Rgb(17, 18, 20),    Rgb(20, 17, 22),  // g>=r>=b, g>=b>r, b>g>=r, b>=r>g
-      Rgb(22, 17, 20), Rgb(22, 20, 18), Rgb(25, 25, 25),    Rgb(25, 25, 20),  // r>b>=g, r>g>b, ties
+      Rgb(22, 26, 19), Rgb(19, 26, 22), Rgb(17, 18, 20), Rgb(20, 17, 22),  // g>=r>=b, g>=b>r, b>g>=r, b>=r>g
+      Rgb(22, 17, 20), Rgb(22, 20, 18), Rgb(25, 25, 25), Rgb(25, 25, 20),  // r>b>=g, r>g>b, ties
       Rgb(20, 25, 25), Rgb(25, 20, 25), Rgb(254, 253, 252), Rgb(255, 8, 254),
-      Rgb(8, 0, 0),    Rgb(0, 8, 0),    Rgb(0, 0, 8),       Rgb(238, 239, 240)};
+      Rgb(8, 0, 0),    Rgb(0, 8, 0),    Rgb(0, 0, 8),    Rgb(238, 239, 240)};
   for (uint32_t n = 0; n < 16 * 16 * 16; ++n) colours.push_back(Rgb(17 * (n / 256), 17 * (n / 16 % 16), 17 * (n % 16)));
   const std::vector<uint32_t> random = RandomPixels(3000, 99);
   colours.insert(colours.end(), random.begin(), random.end());
@@ -123,7 +122,8 @@ TEST_F(Lut3D, PixelEightZeroZeroReadsOnlyItsTetrahedron) {
     table[Index(1, 0, 0, x)] = b[x];
     table[Index(1, 0, 1, x)] = 50;
     table[Index(1, 1, 1, x)] = 60;
-    for (auto [r, g, bl] : {std::array{0, 1, 0}, std::array{0, 0, 1}, std::array{0, 1, 1}, std::array{1, 1, 0}})
+    for (auto [r, g, bl] : {std::array{0, 1, 0}, std::array{0, 0, 1}, std::array{0, 1, 1},
+                            std::array{1, 1, 0}})
       table[Index(r, g, bl, x)] = INFINITY;
   }
   ph::Ref o = WithTable(table);
@@ -133,9 +133,8 @@ TEST_F(Lut3D, PixelEightZeroZeroReadsOnlyItsTetrahedron) {
 
 TEST_F(Lut3D, EntriesAreClampedToTheChannelRange) {
   auto entry = [](int32_t r, int32_t g, int32_t b, int32_t x, double v) { return Setting{"Table", {r, g, b, x}, v}; };
-  ph::Ref o = Make(
-      "PictureLut3DQVT", {},
-      {entry(15, 15, 15, 0, 300.0), entry(15, 15, 15, 1, -5.0), entry(15, 15, 15, 2, NAN), entry(0, 0, 0, 0, 254.9)});
+  ph::Ref o = Make("PictureLut3DQVT", {}, {entry(15, 15, 15, 0, 300.0), entry(15, 15, 15, 1, -5.0), entry(15, 15, 15, 2, NAN),
+                                           entry(0, 0, 0, 0, 254.9)});
   EXPECT_EQ(Map(o, {0xFFFFFF, 0}), (std::vector<uint32_t>{Rgb(255, 0, 0), Rgb(254, 0, 0)}));
 }
 

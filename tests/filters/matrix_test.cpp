@@ -14,15 +14,13 @@ Setting S(double v) { return {"ScaleFactor", {}, v}; }
 
 class MatrixFilter : public FilterTest {
  protected:
-  ph::Ref Matrix(const ph::Ref& source, const std::vector<Setting>& s = {}) {
-    return Make("PictureMatrixQVT", source, s);
-  }
+  ph::Ref Matrix(const ph::Ref& source, const std::vector<Setting>& s = {}) { return Make("PictureMatrixQVT", source, s); }
 };
 
 // The identity kernel within the clipped rectangle [l, r) x [t, b): the
 // source two pixels inside its edges, black elsewhere.
-std::vector<uint32_t> Framed(const std::vector<uint32_t>& src, int32_t w, int32_t h, int32_t l, int32_t t, int32_t r,
-                             int32_t b) {
+std::vector<uint32_t> Framed(const std::vector<uint32_t>& src, int32_t w, int32_t h, int32_t l,
+                             int32_t t, int32_t r, int32_t b) {
   return Generate(w, h, [&](int32_t x, int32_t y) {
     return x >= l + 2 && x < r - 2 && y >= t + 2 && y < b - 2 ? src[size_t(y) * w + x] : 0u;
   });
@@ -37,13 +35,9 @@ TEST_F(MatrixFilter, EachCellWeighsItsOwnNeighbour) {
   EXPECT_EQ(RunOn(Matrix(p)), std::vector<uint32_t>(w * h, 0u));  // default cells
   for (int32_t k = 0; k < 25; ++k) {
     const int32_t kx = k % 5, ky = k / 5;
-    EXPECT_EQ(RunOn(Matrix(p, {M(kx, ky, 1)})), Generate(w, h,
-                                                         [&](int32_t x, int32_t y) {
-                                                           return x < 2 || x >= w - 2 || y < 2 || y >= h - 2
-                                                                      ? 0u
-                                                                      : src[size_t(y + ky - 2) * w + (x + kx - 2)];
-                                                         }))
-        << "cell (" << kx << ", " << ky << ")";
+    EXPECT_EQ(RunOn(Matrix(p, {M(kx, ky, 1)})), Generate(w, h, [&](int32_t x, int32_t y) {
+                return x < 2 || x >= w - 2 || y < 2 || y >= h - 2 ? 0u : src[size_t(y + ky - 2) * w + (x + kx - 2)];
+              })) << "cell (" << kx << ", " << ky << ")";
   }
   // Narrower than five pixels: nothing is computed, and the run succeeds.
   EXPECT_EQ(RunOn(Matrix(Flat(4, 9, 0xFFFFFF), {M(2, 2, 1)})), std::vector<uint32_t>(36, 0u));
@@ -53,11 +47,7 @@ TEST_F(MatrixFilter, EachCellWeighsItsOwnNeighbour) {
 TEST_F(MatrixFilter, SumsAreDisplacedScaledTruncatedAndClamped) {
   std::vector<Setting> nine = {S(1.0 / 9.0)};
   for (int32_t i = 0; i < 9; ++i) nine.push_back(M(1 + i % 3, 1 + i / 3, 1));
-  struct Case {
-    uint32_t flat;
-    std::vector<Setting> settings;
-    uint32_t expected;
-  };
+  struct Case { uint32_t flat; std::vector<Setting> settings; uint32_t expected; };
   const Case cases[] = {
       {Grey(1), {M(2, 2, 254)}, Grey(254)},
       // 255 and above contribute nothing (counted, 255 would make 509 -> 255).
@@ -88,14 +78,14 @@ TEST_F(MatrixFilter, RectangleIsClippedToThePicture) {
     int32_t left, top, right, bottom;  // as clipped
   };
   const Case cases[] = {
-      {3, 0, 8, 0, 3, 0, 8, h},    // MaxX = MinX + 5: one column, x = 5
-      {3, 0, 0, 0, 3, 0, w, h},    // MaxX 0: up to the right edge
-      {3, 0, 3, 0, 3, 0, w, h},    // MaxX <= MinX: the same
-      {3, 0, 100, 0, 3, 0, w, h},  // MaxX beyond the picture: cut
-      {0, 1, 0, 6, 0, 1, w, 6},    // MaxY = MinY + 5: one row, y = 3
-      {-4, -3, 9, 0, 0, 0, 9, h},  // negative MinX, MinY count as 0
-      {-4, 0, -2, 0, 0, 0, w, h},  // ... also against MaxX
-      {20, 0, 0, 0, w, 0, w, h},   // MinX beyond the picture: nothing
+      {3, 0, 8, 0, 3, 0, 8, h},     // MaxX = MinX + 5: one column, x = 5
+      {3, 0, 0, 0, 3, 0, w, h},     // MaxX 0: up to the right edge
+      {3, 0, 3, 0, 3, 0, w, h},     // MaxX <= MinX: the same
+      {3, 0, 100, 0, 3, 0, w, h},   // MaxX beyond the picture: cut
+      {0, 1, 0, 6, 0, 1, w, 6},     // MaxY = MinY + 5: one row, y = 3
+      {-4, -3, 9, 0, 0, 0, 9, h},   // negative MinX, MinY count as 0
+      {-4, 0, -2, 0, 0, 0, w, h},   // ... also against MaxX
+      {20, 0, 0, 0, w, 0, w, h},    // MinX beyond the picture: nothing
   };
   for (const Case& c : cases) {
     Apply(o, {{"MinX", {}, c.minX}, {"MinY", {}, c.minY}, {"MaxX", {}, c.maxX}, {"MaxY", {}, c.maxY}});
@@ -111,8 +101,7 @@ TEST_F(MatrixFilter, RunRGBComputesOnlyTheChosenChannels) {
   const std::vector<uint32_t> all = RunOn(o);
   for (uint32_t flags = 1; flags < 8; ++flags) {
     auto keep = [&](int k) { return [=](uint32_t v) { return flags >> k & 1 ? v : 0u; }; };
-    EXPECT_EQ(RunOn(o, "RunRGB", {bool(flags & 1), bool(flags & 2), bool(flags & 4)}),
-              MapChannels(all, keep(0), keep(1), keep(2)))
+    EXPECT_EQ(RunOn(o, "RunRGB", {bool(flags & 1), bool(flags & 2), bool(flags & 4)}), MapChannels(all, keep(0), keep(1), keep(2)))
         << flags;
   }
   // No channel: false at once, without even releasing the previous result

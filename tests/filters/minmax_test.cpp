@@ -17,10 +17,7 @@ const char* const kQuantities[4] = {"Red", "Green", "Blue", "Sum"};
 using Fields = std::map<std::string, int32_t>;
 
 // A search: the maximum or minimum of quantity q.
-struct Search {
-  int q;
-  bool max;
-};
+struct Search { int q; bool max; };
 
 // What one search finds: strictly greater (or less) replaces, in reading
 // order; maxima start at 0 and minima at 255 (the sum's above any sum).
@@ -41,8 +38,7 @@ class MinMax : public FilterTest {
     Fields f;
     for (const char* q : kQuantities)
       for (const char* m : {"Max", "Min"})
-        for (const char* x : {"X", "Y", ""})
-          f[std::string(q) + m + x] = host().GetProperty(o, std::string(q) + m + x).AsInt();
+        for (const char* x : {"X", "Y", ""}) f[std::string(q) + m + x] = host().GetProperty(o, std::string(q) + m + x).AsInt();
     return f;
   }
   bool Find(const ph::Ref& o, const std::string& method, const ph::Ref& picture) { return Call(o, method, {picture}); }
@@ -56,25 +52,22 @@ std::array<int32_t, 3> Triple(const Fields& f, const std::string& name) {
 TEST_F(MinMax, StrictComparisonsKeepTheFirstPixel) {
   // Largest red 200 at (5, 0) and (2, 1): the top row is walked first.
   // Smallest green 3 at (1, 1) and (4, 1); the sum's extremes tie as well.
-  const std::vector<uint32_t> pixels = {Rgb(10, 50, 50), Rgb(20, 50, 50), Rgb(30, 50, 50), Rgb(40, 50, 50),
-                                        Rgb(50, 50, 50), Rgb(200, 50, 9), Rgb(60, 50, 50), Rgb(70, 3, 50),
-                                        Rgb(200, 50, 9), Rgb(80, 50, 50), Rgb(90, 3, 50),  Rgb(100, 5, 5)};
+  const std::vector<uint32_t> pixels = {
+      Rgb(10, 50, 50), Rgb(20, 50, 50), Rgb(30, 50, 50), Rgb(40, 50, 50), Rgb(50, 50, 50), Rgb(200, 50, 9),
+      Rgb(60, 50, 50), Rgb(70, 3, 50),  Rgb(200, 50, 9), Rgb(80, 50, 50), Rgb(90, 3, 50),  Rgb(100, 5, 5)};
   ph::Ref o = Make("PictureMinMaxQVT", {});
   EXPECT_TRUE(Find(o, "FindAll", Picture(6, 2, pixels)));
   const Fields f = Read(o);
-  const std::pair<const char*, std::array<int32_t, 3>> handmade[] = {{"RedMax", {5, 0, 200}},
-                                                                     {"GreenMin", {1, 1, 3}},
-                                                                     {"SumMax", {5, 0, 259}},
-                                                                     {"RedMin", {0, 0, 10}},
-                                                                     {"SumMin", {0, 0, 110}}};
+  const std::pair<const char*, std::array<int32_t, 3>> handmade[] = {
+      {"RedMax", {5, 0, 200}}, {"GreenMin", {1, 1, 3}}, {"SumMax", {5, 0, 259}}, {"RedMin", {0, 0, 10}}, {"SumMin", {0, 0, 110}}};
   for (const auto& [name, triple] : handmade) EXPECT_EQ(Triple(f, name), triple) << name;
   // Extremes no pixel passes have no position: red 0 is never above the
   // starting maximum 0, red 255 never below the starting minimum 255; the
   // sum's minimum starts above 765.
   const std::tuple<uint32_t, const char*, std::array<int32_t, 3>> flats[] = {
-      {Rgb(0, 10, 10), "RedMax", {-1, -1, 0}},   {Rgb(0, 10, 10), "RedMin", {0, 0, 0}},
-      {Rgb(255, 10, 10), "RedMax", {0, 0, 255}}, {Rgb(255, 10, 10), "RedMin", {-1, -1, 255}},
-      {0xFFFFFF, "SumMax", {0, 0, 765}},         {0xFFFFFF, "SumMin", {0, 0, 765}}};
+      {Rgb(0, 10, 10), "RedMax", {-1, -1, 0}},    {Rgb(0, 10, 10), "RedMin", {0, 0, 0}},
+      {Rgb(255, 10, 10), "RedMax", {0, 0, 255}},  {Rgb(255, 10, 10), "RedMin", {-1, -1, 255}},
+      {0xFFFFFF, "SumMax", {0, 0, 765}},          {0xFFFFFF, "SumMin", {0, 0, 765}}};
   for (const auto& [colour, name, triple] : flats) {
     EXPECT_TRUE(Find(o, "FindAll", Flat(3, 2, colour)));
     EXPECT_EQ(Triple(Read(o), name), triple) << name << " on " << colour;
@@ -91,8 +84,7 @@ TEST_F(MinMax, EachMethodWritesOnlyItsOwnTriples) {
   for (int q = 0; q <= 4; ++q) {
     const std::string what = q < 4 ? kQuantities[q] : "All";
     for (int k = q < 4 ? q : 0; k <= (q < 4 ? q : 3); ++k) {
-      for (const std::string& name : {"Find" + what, "FindMax" + what})
-        methods[name].insert(methods[name].end(), {{k, true}, {k, false}});
+      for (const std::string& name : {"Find" + what, "FindMax" + what}) methods[name].insert(methods[name].end(), {{k, true}, {k, false}});
       methods["FindMin" + what].push_back({k, false});
     }
   }

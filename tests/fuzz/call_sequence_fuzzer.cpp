@@ -186,9 +186,9 @@ struct Size {
   int32_t w, h;
 };
 
-const Size kPictureSizes[] = {{1, 1},   {1, 2}, {2, 1},   {2, 2},   {3, 3},   {5, 3},   {3, 5},
-                              {7, 1},   {1, 7}, {16, 16}, {17, 13}, {64, 48}, {31, 33}, {100, 1},
-                              {1, 100}, {6, 6}, {20, 20}, {4, 9},   {9, 4},   {13, 2}};
+const Size kPictureSizes[] = {{1, 1},  {1, 2},   {2, 1},   {2, 2},   {3, 3},  {5, 3},   {3, 5},  {7, 1},
+                              {1, 7},  {16, 16}, {17, 13}, {64, 48}, {31, 33}, {100, 1}, {1, 100}, {6, 6},
+                              {20, 20}, {4, 9},  {9, 4},   {13, 2}};
 
 std::vector<uint32_t> PixelsFrom(fuzz::Input& in, int32_t w, int32_t h) {
   const size_t n = static_cast<size_t>(w) * h;
@@ -208,8 +208,7 @@ Size PictureSize(fuzz::Input& in) {
 }
 
 ph::Ref MakeBlock(ph::Host& host, fuzz::Input& in) {
-  static const int32_t kSizes[] = {0,   1,    2,    3,    4,    7,           8,           255,  256,
-                                   257, 1023, 1024, 1025, 1032, 3 * 64 * 48, 4 * 64 * 48, 65536};
+  static const int32_t kSizes[] = {0, 1, 2, 3, 4, 7, 8, 255, 256, 257, 1023, 1024, 1025, 1032, 3 * 64 * 48, 4 * 64 * 48, 65536};
   int32_t size = in.Bool() ? in.Pick(kSizes) : static_cast<int32_t>(in.U16() % 20000);
   std::vector<uint8_t> bytes(static_cast<size_t>(size));
   fuzz::FillFrom(in.Take(in.Byte() % 32), bytes.data(), bytes.size());

@@ -23,8 +23,9 @@
 
 namespace {
 
-const char* const kNames[] = {"CopyRGBtoMemoryblockQVT",     "CopyARGBtoMemoryblockQVT",   "CopyRtoMemoryblockQVT",
-                              "CopyGtoMemoryblockQVT",       "CopyBtoMemoryblockQVT",      "MemoryblockRGBtoPictureQVT",
+const char* const kNames[] = {"CopyRGBtoMemoryblockQVT",     "CopyARGBtoMemoryblockQVT",
+                              "CopyRtoMemoryblockQVT",       "CopyGtoMemoryblockQVT",
+                              "CopyBtoMemoryblockQVT",       "MemoryblockRGBtoPictureQVT",
                               "MemoryblockARGBtoPictureQVT", "MemoryblockGrayToPictureQVT"};
 
 const int32_t kEdges[] = {0,          1,          -1,         2,          3,         4,
@@ -90,8 +91,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const int64_t needed = Needed(offset, w, h, layout);
   if (flags & 128) {
     const int64_t delta = static_cast<int8_t>(blockSize & 0xFF) % 4;
-    if (needed >= 0 && needed + delta >= 0 && needed + delta <= (1 << 18))
-      blockSize = static_cast<uint32_t>(needed + delta);
+    if (needed >= 0 && needed + delta >= 0 && needed + delta <= (1 << 18)) blockSize = static_cast<uint32_t>(needed + delta);
   }
   blockSize %= (1u << 18) + 1;  // at most 256 KiB per block
 

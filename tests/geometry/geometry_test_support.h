@@ -12,9 +12,7 @@ namespace geometry_test {
 using testpix::Grey;
 using testpix::Rgb;
 
-inline std::vector<uint32_t> RandomPixels(int32_t w, int32_t h, uint32_t seed) {
-  return testpix::RandomPixels(size_t(w) * h, seed);
-}
+inline std::vector<uint32_t> RandomPixels(int32_t w, int32_t h, uint32_t seed) { return testpix::RandomPixels(size_t(w) * h, seed); }
 
 // A reader over a test-owned copy of `pixels`: rows padded to 4 bytes with
 // 0xEE bytes, so a kernel that took padding for pixels would show it.

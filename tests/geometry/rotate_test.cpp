@@ -26,17 +26,9 @@ double WholeRemainder360(double v) {
 }
 
 TEST(GeometryRotateAngle, ReductionEndsAndIsExact) {
-  const std::pair<double, double> cases[] = {{720, 0},
-                                             {-360, 0},
-                                             {-90, 270},
-                                             {450, 90},
-                                             {-1e-20, 0},
-                                             {359.5, 359.5},
-                                             {-0.25, 359.75},
-                                             {30, 30},
-                                             {1e300, WholeRemainder360(1e300)},
-                                             {-1e300, WholeRemainder360(-1e300)},
-                                             {1e20, WholeRemainder360(1e20)},
+  const std::pair<double, double> cases[] = {{720, 0}, {-360, 0}, {-90, 270}, {450, 90}, {-1e-20, 0}, {359.5, 359.5},
+                                             {-0.25, 359.75}, {30, 30}, {1e300, WholeRemainder360(1e300)},
+                                             {-1e300, WholeRemainder360(-1e300)}, {1e20, WholeRemainder360(1e20)},
                                              {-3.0e17, WholeRemainder360(-3.0e17)}};
   for (auto [v, expected] : cases) {
     double a = -1;
@@ -55,17 +47,16 @@ TEST(GeometryRotateShear, LineBlendsWithNeighbourAndBackground) {
   const uint32_t p0 = Rgb(150, 75, 128), p1 = Rgb(56, 25, 131), tail = Rgb(105, 50, 3);
   ReaderImage row(2, 1, {Rgb(100, 50, 255), Rgb(11, 0, 7)});
   ReaderImage column(1, 2, {Rgb(100, 50, 255), Rgb(11, 0, 7)});
-  const std::pair<int32_t, std::vector<uint32_t>> cases[] = {{1, {bg, p0, p1, tail, bg, bg}},
-                                                             {-1, {p1, tail, bg, bg, bg, bg}},
-                                                             {4, {bg, bg, bg, bg, p0, p1}},
-                                                             {-3, {bg, bg, bg, bg, bg, bg}}};
+  const std::pair<int32_t, std::vector<uint32_t>> cases[] = {
+      {1, {bg, p0, p1, tail, bg, bg}}, {-1, {p1, tail, bg, bg, bg, bg}},
+      {4, {bg, bg, bg, bg, p0, p1}},   {-3, {bg, bg, bg, bg, bg, bg}}};
   for (const auto& [shift, expected] : cases) {
     WriterImage h(6, 1), v(1, 6);
     HorzSkew(row.reader, h.writer, 0, shift, 0.5, bg);
     VertSkew(column.reader, v.writer, 0, shift, 0.5, bg);
     EXPECT_TRUE(h.Pixels() == expected && v.Pixels() == expected) << shift;
   }
-  WriterImage plain(4, 1);                                    // weight 0: a plain shifted copy, the background after it
+  WriterImage plain(4, 1);  // weight 0: a plain shifted copy, the background after it
   HorzSkew(row.reader, plain.writer, 0, 1, 0.0, 0xFF00FFFF);  // the word is written unchanged
   EXPECT_EQ(plain.Pixels(), (std::vector<uint32_t>{0xFF00FFFF, Rgb(100, 50, 255), Rgb(11, 0, 7), 0x00FFFF}));
 }
@@ -85,8 +76,7 @@ TEST(GeometryRotateShear, BlockedColumnsMatchSingleColumns) {
     VertSkew(src.reader, single.writer, k, shifts[k], weights[k], 0x8899AA);
   }
   for (int32_t first : {0, kColumnBlock})
-    VertSkewColumns(src.reader, blocked.writer, first, first ? 5 : kColumnBlock, &shifts[first], &weights[first],
-                    0x8899AA);
+    VertSkewColumns(src.reader, blocked.writer, first, first ? 5 : kColumnBlock, &shifts[first], &weights[first], 0x8899AA);
   EXPECT_EQ(blocked.Pixels(), single.Pixels());
 }
 
@@ -113,9 +103,9 @@ TEST(GeometryRotateShear, PassSizes) {
 // and -0.5 into 3 rows; pass 3 shifts rows by -0.5, 0 and 0.5 into 3 columns.
 TEST_F(GeometryRotateMethod, EachPassShearsByItsOffsets) {
   const uint32_t bg = Grey(100);
-  const auto p1 = testpix::Greys({25, 150, 80, 85, 125, 150, 25, 100});                      // 4 x 2
-  const auto p2 = testpix::Greys({100, 125, 80, 92, 25, 150, 25, 100, 125, 125, 100, 100});  // 4 x 3
-  const auto p3 = testpix::Greys({113, 102, 86, 25, 150, 25, 113, 125, 112});                // 3 x 3
+  const auto p1 = testpix::Greys({25, 150, 80, 85, 125, 150, 25, 100});                        // 4 x 2
+  const auto p2 = testpix::Greys({100, 125, 80, 92, 25, 150, 25, 100, 125, 125, 100, 100});    // 4 x 3
+  const auto p3 = testpix::Greys({113, 102, 86, 25, 150, 25, 113, 125, 112});                  // 3 x 3
   ReaderImage source(3, 2, testpix::Greys({0, 200, 40, 200, 0, 100})), pass1(4, 2, p1), pass2(4, 3, p2);
   DirectCalls direct(host());
   const double theta = M_PI / 3;
@@ -130,11 +120,7 @@ TEST_F(GeometryRotateMethod, EachPassShearsByItsOffsets) {
 }
 
 TEST_F(GeometryRotateMethod, ResultSizesAndExactTurns) {
-  struct Case {
-    int32_t w, h;
-    double angle;
-    int32_t rw, rh;
-  };
+  struct Case { int32_t w, h; double angle; int32_t rw, rh; };
   for (Case c : {Case{100, 50, 30, 112, 94}, Case{100, 100, 45, 142, 142}, Case{1, 1, 45, 2, 2},
                  Case{100, 50, 0.5, 101, 51}, Case{100, 50, 90.5, 51, 101}, Case{100, 50, -330, 112, 94}}) {
     ph::Ref out = Rotated(Flat(c.w, c.h, 0), c.angle);
@@ -143,10 +129,10 @@ TEST_F(GeometryRotateMethod, ResultSizesAndExactTurns) {
   // Exact multiples of 90 degrees are the turns, without blending.
   const auto px = RandomPixels(5, 3, 3);
   ph::Ref pic = Picture(5, 3, px);
-  const std::pair<double, const char*> turns[] = {{0, "CloneQVT"},        {360, "CloneQVT"},     {-360, "CloneQVT"},
-                                                  {720, "CloneQVT"},      {-1e-20, "CloneQVT"},  {90, "Rotate90QVT"},
-                                                  {-270, "Rotate90QVT"},  {450, "Rotate90QVT"},  {180, "Rotate180QVT"},
-                                                  {-180, "Rotate180QVT"}, {270, "Rotate270QVT"}, {-90, "Rotate270QVT"}};
+  const std::pair<double, const char*> turns[] = {
+      {0, "CloneQVT"},       {360, "CloneQVT"},      {-360, "CloneQVT"},    {720, "CloneQVT"},
+      {-1e-20, "CloneQVT"},  {90, "Rotate90QVT"},    {-270, "Rotate90QVT"}, {450, "Rotate90QVT"},
+      {180, "Rotate180QVT"}, {-180, "Rotate180QVT"}, {270, "Rotate270QVT"}, {-90, "Rotate270QVT"}};
   for (auto [angle, method] : turns) {
     ph::Ref out = Rotated(pic, angle, 0x123456), expected = AsPicture(host().Call(pic, method));
     EXPECT_NE(out.handle(), pic.handle());

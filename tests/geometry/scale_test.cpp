@@ -14,10 +14,8 @@ using testpix::R;
 namespace {
 
 TEST(GeometryScaleKernels, CubicWeightsAreTheHermitePair) {
-  const std::pair<double, std::array<float, 4>> cases[] = {{0.0, {0, 1, 0, 0}},
-                                                           {0.5, {0, 0.5f, 0.5f, 0}},
-                                                           {0.25, {0, 0.84375f, 0.15625f, 0}},
-                                                           {0.75, {0, 0.15625f, 0.84375f, 0}}};
+  const std::pair<double, std::array<float, 4>> cases[] = {
+      {0.0, {0, 1, 0, 0}}, {0.5, {0, 0.5f, 0.5f, 0}}, {0.25, {0, 0.84375f, 0.15625f, 0}}, {0.75, {0, 0.15625f, 0.84375f, 0}}};
   for (const auto& [u, expected] : cases) {
     float w[4];
     CubicWeights(u, w);
@@ -30,13 +28,7 @@ TEST(GeometryScaleKernels, CubicWeightsAreTheHermitePair) {
 // the double product would fall one short: (30 / 22) * 11 truncates to 14,
 // not 15, and (26 / 46) * 23 to 12, not 13.
 TEST(GeometryScaleKernels, BoxMatchesPerPixelMeans) {
-  for (auto [sw, sh, dw, dh] : {std::array{7, 5, 3, 2},
-                                {10, 9, 4, 6},
-                                {9, 4, 6, 4},
-                                {5, 3, 5, 7},
-                                {6, 6, 1, 1},
-                                {30, 30, 22, 22},
-                                {26, 26, 46, 46}}) {
+  for (auto [sw, sh, dw, dh] : {std::array{7, 5, 3, 2}, {10, 9, 4, 6}, {9, 4, 6, 4}, {5, 3, 5, 7}, {6, 6, 1, 1}, {30, 30, 22, 22}, {26, 26, 46, 46}}) {
     const auto px = RandomPixels(sw, sh, static_cast<uint32_t>(sw * 31 + dw));
     ReaderImage src(sw, sh, px);
     WriterImage dst(dw, dh);
@@ -46,8 +38,7 @@ TEST(GeometryScaleKernels, BoxMatchesPerPixelMeans) {
       const int x = i % dw, y = i / dw;
       uint32_t sum[3] = {0, 0, 0};
       for (int j = 0; j < bw * bh; ++j)
-        for (int k = 0; k < 3; ++k)
-          sum[k] += testpix::Channel(px[size_t(y * sh / dh + j / bw) * sw + (x * sw / dw + j % bw)], k);
+        for (int k = 0; k < 3; ++k) sum[k] += testpix::Channel(px[size_t(y * sh / dh + j / bw) * sw + (x * sw / dw + j % bw)], k);
       const uint32_t n = uint32_t(bw * bh);
       ASSERT_EQ(dst.At(x, y), Rgb(sum[0] / n, sum[1] / n, sum[2] / n)) << sw << "x" << sh << " " << x << "," << y;
     }
@@ -66,10 +57,11 @@ class GeometryScaleMethod : public HostTest {
 
 TEST_F(GeometryScaleMethod, ReductionAveragesBlocksEitherWay) {
   // Blocks: the four quadrants, means truncated per channel.
-  const std::vector<uint32_t> px = {Rgb(0, 0, 0),    Rgb(1, 10, 255), Rgb(100, 0, 0),     Rgb(101, 0, 0),
-                                    Rgb(2, 20, 255), Rgb(3, 30, 254), Rgb(102, 0, 0),     Rgb(104, 0, 1),
-                                    Rgb(9, 9, 9),    Rgb(9, 9, 9),    Rgb(255, 255, 255), Rgb(255, 255, 255),
-                                    Rgb(9, 9, 9),    Rgb(10, 10, 10), Rgb(255, 255, 255), Rgb(0, 0, 0)};
+  const std::vector<uint32_t> px = {
+      Rgb(0, 0, 0), Rgb(1, 10, 255), Rgb(100, 0, 0), Rgb(101, 0, 0),
+      Rgb(2, 20, 255), Rgb(3, 30, 254), Rgb(102, 0, 0), Rgb(104, 0, 1),
+      Rgb(9, 9, 9), Rgb(9, 9, 9), Rgb(255, 255, 255), Rgb(255, 255, 255),
+      Rgb(9, 9, 9), Rgb(10, 10, 10), Rgb(255, 255, 255), Rgb(0, 0, 0)};
   const std::vector<uint32_t> means = {Rgb(1, 15, 191), Rgb(101, 0, 0), Rgb(9, 9, 9), Rgb(191, 191, 191)};
   ph::Ref pic = Picture(4, 4, px);
   EXPECT_EQ(Scaled(pic, 2, 2, false), means);
@@ -86,8 +78,8 @@ TEST_F(GeometryScaleMethod, ReductionAveragesBlocksEitherWay) {
 TEST_F(GeometryScaleMethod, EnlargementReplicatesOrInterpolates) {
   const std::vector<uint32_t> px = {0x102030, 0x405060, 0x708090, 0xA0B0C0};
   EXPECT_EQ(Scaled(Picture(2, 2, px), 4, 4, false),
-            (std::vector<uint32_t>{px[0], px[0], px[1], px[1], px[0], px[0], px[1], px[1], px[2], px[2], px[3], px[3],
-                                   px[2], px[2], px[3], px[3]}));
+            (std::vector<uint32_t>{px[0], px[0], px[1], px[1], px[0], px[0], px[1], px[1],
+                                   px[2], px[2], px[3], px[3], px[2], px[2], px[3], px[3]}));
   // Red 0, 100, 200 to 6 x 2: the last column and the last row fade because
   // their outer taps fall outside the source.
   const auto cubic = Scaled(Picture(3, 1, {Rgb(0, 7, 255), Rgb(100, 7, 255), Rgb(200, 7, 255)}), 6, 2, true);

@@ -19,30 +19,12 @@ struct Turn {
 
 const Turn kTurns[] = {
     // ClonePicture is drawn by the host: no kernel of ours, checked through the host only.
-    {"CloneQVT", nullptr, false,
-     [](int32_t x, int32_t y, int32_t, int32_t) {
-       return std::pair{x, y};
-     }},
-    {"HMirrorQVT", HMirror, false,
-     [](int32_t x, int32_t y, int32_t w, int32_t) {
-       return std::pair{w - 1 - x, y};
-     }},
-    {"VMirrorQVT", VMirror, false,
-     [](int32_t x, int32_t y, int32_t, int32_t h) {
-       return std::pair{x, h - 1 - y};
-     }},
-    {"Rotate90QVT", Rotate90, true,
-     [](int32_t x, int32_t y, int32_t w, int32_t) {
-       return std::pair{y, w - 1 - x};
-     }},
-    {"Rotate180QVT", Rotate180, false,
-     [](int32_t x, int32_t y, int32_t w, int32_t h) {
-       return std::pair{w - 1 - x, h - 1 - y};
-     }},
-    {"Rotate270QVT", Rotate270, true,
-     [](int32_t x, int32_t y, int32_t, int32_t h) {
-       return std::pair{h - 1 - y, x};
-     }},
+    {"CloneQVT", nullptr, false, [](int32_t x, int32_t y, int32_t, int32_t) { return std::pair{x, y}; }},
+    {"HMirrorQVT", HMirror, false, [](int32_t x, int32_t y, int32_t w, int32_t) { return std::pair{w - 1 - x, y}; }},
+    {"VMirrorQVT", VMirror, false, [](int32_t x, int32_t y, int32_t, int32_t h) { return std::pair{x, h - 1 - y}; }},
+    {"Rotate90QVT", Rotate90, true, [](int32_t x, int32_t y, int32_t w, int32_t) { return std::pair{y, w - 1 - x}; }},
+    {"Rotate180QVT", Rotate180, false, [](int32_t x, int32_t y, int32_t w, int32_t h) { return std::pair{w - 1 - x, h - 1 - y}; }},
+    {"Rotate270QVT", Rotate270, true, [](int32_t x, int32_t y, int32_t, int32_t h) { return std::pair{h - 1 - y, x}; }},
 };
 
 std::vector<uint32_t> RunKernel(const Turn& t, int32_t w, int32_t h, const std::vector<uint32_t>& px) {

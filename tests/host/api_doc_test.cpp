@@ -4,9 +4,9 @@
 // command line runs.
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <map>
 #include <set>
-#include <sstream>
 
 #include "cli/call.h"
 #include "tests/support/host_fixture.h"
@@ -16,12 +16,7 @@ namespace {
 
 using Key = std::pair<std::string, std::string>;  // owner ("Picture", "graphics", "global", "class:NAME"), text
 
-struct Entry {
-  Key key;
-  bool assignable = false;
-  int line = 0;
-  std::vector<std::string> examples;
-};
+struct Entry { Key key; bool assignable = false; int line = 0; std::vector<std::string> examples; };
 
 struct Doc {
   std::vector<Entry> entries;
@@ -47,9 +42,7 @@ Doc ReadDoc() {
     const std::string where = "line " + std::to_string(number) + ": ";
     if (line.rfind("## ", 0) == 0) {
       const std::string heading = line.substr(3);
-      owner = owners.count(heading)             ? owners.at(heading)
-              : heading.rfind("Class ", 0) == 0 ? "class:" + heading.substr(6)
-                                                : "";
+      owner = owners.count(heading) ? owners.at(heading) : heading.rfind("Class ", 0) == 0 ? "class:" + heading.substr(6) : "";
     } else if (line.rfind("#### ", 0) == 0) {
       if (owner.empty()) doc.problems.push_back(where + "an entry outside the API sections");
       doc.entries.push_back({{owner, Quoted(line)}, line.find("*(assignable)*") != std::string::npos, number, {}});
@@ -80,15 +73,14 @@ TEST_F(ApiDoc, DocumentsExactlyTheRegisteredDeclarationsAndProperties) {
   for (const std::string& p : doc.problems) ADD_FAILURE() << p;
   std::map<Key, const Entry*> documented;
   for (const Entry& e : doc.entries) {
-    EXPECT_TRUE(declarations.count(e.key))
-        << "line " << e.line << ": \"" << e.key.second << "\" is no registered declaration of " << e.key.first;
+    EXPECT_TRUE(declarations.count(e.key)) << "line " << e.line << ": \"" << e.key.second
+                                           << "\" is no registered declaration of " << e.key.first;
     EXPECT_TRUE(documented.emplace(e.key, &e).second) << "line " << e.line << ": documented twice";
   }
   for (const auto& [key, setter] : declarations) {
     const auto it = documented.find(key);
     if (it == documented.end()) ADD_FAILURE() << key.first << ": \"" << key.second << "\" is not documented";
-    else
-      EXPECT_EQ(it->second->assignable, setter) << "line " << it->second->line << ": \"" << key.second << "\" setter";
+    else EXPECT_EQ(it->second->assignable, setter) << "line " << it->second->line << ": \"" << key.second << "\" setter";
   }
   EXPECT_EQ(doc.properties, properties);  // the extensions have none
 }

@@ -31,14 +31,13 @@ class Batch : public HostTest {
 TEST_F(Batch, TwentyFilesGiveTwentyResultsWithProgress) {
   fs::create_directories(dir_ / "in");
   for (int i = 0; i < 20; ++i) Save("in/photo" + std::to_string(i) + ".png", 5 + i, 3 + i % 4);
-  const Outcome run = Picturehost(
-      {"call", "--on", dir_ / "in/*.png", "Rotate90QVT", "--out", dir_ / "thumbs/new/%n-r90.png", "--progress"});
+  const Outcome run =
+      Picturehost({"call", "--on", dir_ / "in/*.png", "Rotate90QVT", "--out", dir_ / "thumbs/new/%n-r90.png", "--progress"});
   ASSERT_EQ(run.status, 0) << run.err;
   EXPECT_EQ(run.out, "");  // picture results go to files only
   for (int i = 0; i < 20; ++i)
     EXPECT_EQ(host().Pixels(Load("thumbs/new/photo" + std::to_string(i) + "-r90.png")),
-              testpix::QuarterTurn(ph::SamplePixels(5 + i, 3 + i % 4), 5 + i, 3 + i % 4))
-        << i;
+              testpix::QuarterTurn(ph::SamplePixels(5 + i, 3 + i % 4), 5 + i, 3 + i % 4)) << i;
   // The bar counts up to all twenty, with a rate and the time left on the way.
   for (const char* part : {"1/20", "20/20", "files/s", "left", "20 of 20 file(s) processed"})
     EXPECT_TRUE(Has(run.err, part)) << part << " in " << run.err;
@@ -114,12 +113,11 @@ TEST_F(Batch, ValuesArePrintedWithTheirInputAndRunTakesEachInput) {
   ASSERT_EQ(found.status, 0) << found.err;
   for (int i = 0; i < 3; ++i) {
     const std::string file = dir_ / ("n" + std::to_string(i) + ".png");
-    for (const std::string& line : {std::string(": FindAll(%i) = true\n"), std::string(": RedMinX=0\n"),
-                                    ": RedMaxX=" + std::to_string(i + 1) + "\n"})
+    for (const std::string& line :
+         {std::string(": FindAll(%i) = true\n"), std::string(": RedMinX=0\n"), ": RedMaxX=" + std::to_string(i + 1) + "\n"})
       EXPECT_TRUE(Has(found.out, file + line)) << found.out;
   }
-  const Outcome sepia =
-      Picturehost({"run", "PictureSepiaQVT", "--on", dir_ / "n*.png", "Run", "--out", dir_ / "%n-s.png"});
+  const Outcome sepia = Picturehost({"run", "PictureSepiaQVT", "--on", dir_ / "n*.png", "Run", "--out", dir_ / "%n-s.png"});
   ASSERT_EQ(sepia.status, 0) << sepia.err;
   for (int i = 0; i < 3; ++i) EXPECT_EQ(host().Width(Load("n" + std::to_string(i) + "-s.png")), 3 + i);
 }
@@ -132,8 +130,7 @@ TEST_F(Batch, OneFileKeepsTheSingleFileBehaviour) {
   EXPECT_EQ(value.err, "");         // and no progress bar
   EXPECT_EQ(Picturehost({"call", "--on", dir_ / "one.png", "PicHandleQVT"}).status, 3);
   // A graphics method is called on the picture's graphics; --out saves the picture.
-  const Outcome paint =
-      Picturehost({"call", "--on", dir_ / "one.png", "PaintDesktopQVT", "--out", dir_ / "painted.png"});
+  const Outcome paint = Picturehost({"call", "--on", dir_ / "one.png", "PaintDesktopQVT", "--out", dir_ / "painted.png"});
   ASSERT_EQ(paint.status, 0) << paint.err;
   EXPECT_EQ(host().Pixels(Load("painted.png")), ph::SamplePixels(6, 4));
 }

@@ -61,8 +61,7 @@ TEST_F(Demo, RunsCleanlyAndWritesPageGalleryAndImages) {
     ph::Ref p = Load(m[1]);
     EXPECT_EQ(std::pair(host().Width(p), host().Height(p)), std::pair(std::stoi(m[2]), std::stoi(m[3]))) << m[1];
   }
-  for (const std::smatch& m : All(*page_, "<a href=\"([^\"#]+)\""))
-    EXPECT_TRUE(fs::exists(dir_->path() / m[1].str())) << m[1];
+  for (const std::smatch& m : All(*page_, "<a href=\"([^\"#]+)\"")) EXPECT_TRUE(fs::exists(dir_->path() / m[1].str())) << m[1];
 }
 
 // Each registration has a section that a call reached and a summary line, the
@@ -83,8 +82,7 @@ TEST_F(Demo, EveryRegistrationIsShownAndSummarised) {
   }
   ASSERT_GT(keys.size(), 60u);
   std::map<std::string, int> onPage;
-  for (const std::smatch& m : All(*page_, "data-key=\"([^\"]*)\" data-results=\"([0-9]+)\""))
-    onPage[m[1]] = std::stoi(m[2]);
+  for (const std::smatch& m : All(*page_, "data-key=\"([^\"]*)\" data-results=\"([0-9]+)\"")) onPage[m[1]] = std::stoi(m[2]);
   EXPECT_EQ(onPage.size(), keys.size());
   for (const std::string& key : keys) EXPECT_GE(onPage[key], 1) << "no call reached " << key;
   const size_t start = run_->out.find("\nresults in ");
@@ -109,8 +107,7 @@ TEST_F(Demo, ShownResultsAreTrueToTheInput) {
   // The bar of every level holds the number of input pixels at that level.
   const std::map<std::string, int> channel{{"red", 0}, {"green", 1}, {"blue", 2}};
   std::set<std::string> seen;
-  for (const std::smatch& m :
-       All(*page_, "<svg class=\"histogram\" data-channel=\"([a-z]+)\" data-total=\"([0-9]+)\"")) {
+  for (const std::smatch& m : All(*page_, "<svg class=\"histogram\" data-channel=\"([a-z]+)\" data-total=\"([0-9]+)\"")) {
     ASSERT_TRUE(channel.count(m[1])) << m[1];
     seen.insert(m[1]);
     EXPECT_EQ(std::stoi(m[2]), kW * kH) << m[1];
@@ -118,8 +115,7 @@ TEST_F(Demo, ShownResultsAreTrueToTheInput) {
     std::map<uint32_t, int> expected;
     for (uint32_t p : pixels) ++expected[testpix::Channel(p, channel.at(m[1]))];
     for (const auto& [level, count] : expected)
-      EXPECT_NE(svg.find("<title>" + std::to_string(level) + ": " + std::to_string(count) + "</title>"),
-                std::string::npos)
+      EXPECT_NE(svg.find("<title>" + std::to_string(level) + ": " + std::to_string(count) + "</title>"), std::string::npos)
           << m[1] << " level " << level;
   }
   EXPECT_EQ(seen.size(), 3u);
@@ -128,17 +124,14 @@ TEST_F(Demo, ShownResultsAreTrueToTheInput) {
   ph::Ref finder = host().NewInstance("PictureMinMaxQVT");
   ASSERT_TRUE(host().CallMethod(finder, "FindAll", {Picture(kW, kH, pixels)}).AsBool());
   std::map<std::string, std::string> marked;
-  for (
-      const std::smatch& m :
-      All(*page_,
-          "<g class=\"mark\" data-name=\"([A-Za-z]+)\" data-x=\"(-?[0-9]+)\" data-y=\"(-?[0-9]+)\" data-value=\"([0-9]+)\""))
+  for (const std::smatch& m :
+       All(*page_, "<g class=\"mark\" data-name=\"([A-Za-z]+)\" data-x=\"(-?[0-9]+)\" data-y=\"(-?[0-9]+)\" data-value=\"([0-9]+)\""))
     marked[m[1]] = m[2].str() + "," + m[3].str() + "=" + m[4].str();
   for (const char* q : {"Red", "Green", "Blue", "Sum"}) {
     for (const char* e : {"Max", "Min"}) {
       const std::string name = std::string(q) + e;
       auto get = [&](const std::string& p) { return std::to_string(host().GetProperty(finder, name + p).AsInt()); };
-      EXPECT_EQ(marked.count(name) ? marked[name] : "none",
-                get("X") == "-1" ? "none" : get("X") + "," + get("Y") + "=" + get(""))
+      EXPECT_EQ(marked.count(name) ? marked[name] : "none", get("X") == "-1" ? "none" : get("X") + "," + get("Y") + "=" + get(""))
           << name;
     }
   }
@@ -148,10 +141,8 @@ TEST_F(Demo, ShownResultsAreTrueToTheInput) {
   const std::string grey = Section("global:NewGrayPaletteQVT as PaletteQVT");
   const std::string web = Section("global:NewWebPaletteQVT as PaletteQVT");
   EXPECT_NE(grey.find("<svg class=\"palette\" data-count=\"256\""), std::string::npos);
-  for (const auto& [section, swatch] : {std::pair{grey, "\"128\" data-colour=\"#808080\""},
-                                        {grey, "\"255\" data-colour=\"#FFFFFF\""},
-                                        {web, "\"0\" data-colour=\"#FFFFFF\""},
-                                        {web, "\"5\" data-colour=\"#FFFF00\""},
+  for (const auto& [section, swatch] : {std::pair{grey, "\"128\" data-colour=\"#808080\""}, {grey, "\"255\" data-colour=\"#FFFFFF\""},
+                                        {web, "\"0\" data-colour=\"#FFFFFF\""}, {web, "\"5\" data-colour=\"#FFFF00\""},
                                         {web, "\"215\" data-colour=\"#000000\""}})
     EXPECT_NE(section.find(std::string("data-index=") + swatch), std::string::npos) << swatch;
 }

@@ -40,8 +40,7 @@ void WritePastInstance(REALobjectStruct* self) {
   reinterpret_cast<uint8_t*>(self)[gOverrun.instanceDataOffset + gOverrun.dataSize] = 1;
 }
 
-REALmethodDefinition gPictureMethods[] = {
-    {reinterpret_cast<void*>(Release), nullptr, "ReleaseQVT(times as Integer)", 0}};
+REALmethodDefinition gPictureMethods[] = {{reinterpret_cast<void*>(Release), nullptr, "ReleaseQVT(times as Integer)", 0}};
 REALmethodDefinition gGlobals[] = {
     {reinterpret_cast<void*>(WritePastBlock), nullptr, "WritePastBlockQVT(m as MemoryBlock)", 0},
     {reinterpret_cast<void*>(ReadPastString), nullptr, "ReadPastStringQVT(s as String) as Integer", 0},

@@ -41,7 +41,8 @@ TEST_F(StrictHost, PicturesLargerThanTheHostMakesAreRefusedBeforeAnythingIsAlloc
   const std::string jpeg = Claiming("big.jpg", "\xFF\xC0", 5, "\x2E\xE0\x2E\xE0");
   const std::string bmp = Claiming("wide.bmp", "BM", 18, std::string("\x40\x9C\x00\x00", 4));
   for (const std::string source : {"sample:32768x1", "sample:100000x100000", "sample:11586x11586",
-                                   "sample:4294967297x1", "sample:99999999999999999999x1", jpeg.c_str(), bmp.c_str()}) {
+                                    "sample:4294967297x1", "sample:99999999999999999999x1", jpeg.c_str(),
+                                    bmp.c_str()}) {
     const Outcome run = Picturehost({"call", "--on", source, "CloneQVT"});
     EXPECT_EQ(run.status, 1) << source << ": " << run.err;
     EXPECT_TRUE(Has(run.err, "larger than the host makes")) << source << ": " << run.err;
@@ -66,11 +67,9 @@ TEST_F(StrictHost, EachFaultOfAPlugInIsReportedWithItsOwnStatus) {
     int status;
     std::string report;
   } faults[] = {
-      {{"call", "--on", "sample:8x8", "ReleaseQVT", "1"},
-       4,
+      {{"call", "--on", "sample:8x8", "ReleaseQVT", "1"}, 4,
        picture + "after ReleaseQVT it has 1 reference(s) while the caller holds 2"},
-      {{"call", "--on", "sample:8x8", "ReleaseQVT", "2"},
-       4,
+      {{"call", "--on", "sample:8x8", "ReleaseQVT", "2"}, 4,
        picture + "last released by REALUnlockObject in ReleaseQVT, then again by caller after the call"},
       {{"call", "WritePastBlockQVT", "zeros:16"}, 5, "heap-buffer-overflow"},
       {{"call", "ReadPastStringQVT", dir_ / "abc"}, 5, "heap-buffer-overflow"},

@@ -23,8 +23,7 @@ class PixelAccess : public HostTest {
   // Every pixel of an open reader, row by row.
   static std::vector<uint32_t> Read(const PictureReader& r) {
     std::vector<uint32_t> pixels;
-    for (int32_t i = 0; i < r.width * r.height; ++i)
-      pixels.push_back(ReaderPixel(ReaderRow(r, i / r.width) + 3 * (i % r.width)));
+    for (int32_t i = 0; i < r.width * r.height; ++i) pixels.push_back(ReaderPixel(ReaderRow(r, i / r.width) + 3 * (i % r.width)));
     return pixels;
   }
 };
@@ -55,15 +54,8 @@ TEST_F(PixelAccess, WritersRenderTheirWordsAndRefuseSizesTheyCannotHold) {
   ph::Ref made = ph::Ref::Adopt(host().state().Find(RenderPictureWriter(w), "test"));
   EXPECT_EQ(w.buffer, nullptr);
   EXPECT_EQ(host().Pixels(made), (std::vector<uint32_t>{0x123456, 0, 0, 0, 0, 0, 0, 0, 0, 0xFF0000}));
-  for (auto [width, height] : {std::pair{0, 5},
-                               {5, 0},
-                               {5, -1},
-                               {-3, 4},
-                               {INT32_MIN, 1},
-                               {32768, 1},
-                               {2, 32768},
-                               {16384, 32767},
-                               {INT32_MAX, INT32_MAX}}) {
+  for (auto [width, height] : {std::pair{0, 5}, {5, 0}, {5, -1}, {-3, 4}, {INT32_MIN, 1}, {32768, 1}, {2, 32768},
+                               {16384, 32767}, {INT32_MAX, INT32_MAX}}) {
     EXPECT_FALSE(NewPictureWriter(w, width, height)) << width << " x " << height;
     EXPECT_TRUE(w.buffer == nullptr && w.width == 0);
   }

@@ -127,12 +127,10 @@ TEST(FastKernels, RowConversionsAndMirror) {
     SCOPED_TRACE(n);
     const int32_t w = r.Width();
     SourceRow src(r, w);
-    ExpectSameOutput(
-        4 * w, [&](uint8_t* d) { Rgb24ToXrgbRow(src.data(), reinterpret_cast<uint32_t*>(d), w); },
-        [&](uint8_t* d) { Rgb24ToXrgbRowFast(src.data(), reinterpret_cast<uint32_t*>(d), w); });
-    ExpectSameOutput(
-        4 * w, [&](uint8_t* d) { Rgb24ToXrgbMirrorRow(src.data(), reinterpret_cast<uint32_t*>(d), w); },
-        [&](uint8_t* d) { Rgb24ToXrgbMirrorRowFast(src.data(), reinterpret_cast<uint32_t*>(d), w); });
+    ExpectSameOutput(4 * w, [&](uint8_t* d) { Rgb24ToXrgbRow(src.data(), reinterpret_cast<uint32_t*>(d), w); },
+                     [&](uint8_t* d) { Rgb24ToXrgbRowFast(src.data(), reinterpret_cast<uint32_t*>(d), w); });
+    ExpectSameOutput(4 * w, [&](uint8_t* d) { Rgb24ToXrgbMirrorRow(src.data(), reinterpret_cast<uint32_t*>(d), w); },
+                     [&](uint8_t* d) { Rgb24ToXrgbMirrorRowFast(src.data(), reinterpret_cast<uint32_t*>(d), w); });
   }
 }
 
@@ -170,20 +168,13 @@ TEST(FastKernels, ChannelTables) {
         case 2: ContrastTable(r.Real(-3, 3), table); break;
         case 3: LinearCurveTable(r.Real(-4, 4), r.Real(-300, 300), table); break;
         case 4: LevelsTable({r.Int(0, 255), r.Int(0, 255)}, table); break;
-        case 5:
-          for (int s = 0; s < 256; ++s) table[s] = static_cast<uint8_t>(r.Int(0, 255));
-          break;
-        default:
-          for (int s = 0; s < 256; ++s) table[s] = static_cast<uint8_t>(255 - s);
-          break;
+        case 5: for (int s = 0; s < 256; ++s) table[s] = static_cast<uint8_t>(r.Int(0, 255)); break;
+        default: for (int s = 0; s < 256; ++s) table[s] = static_cast<uint8_t>(255 - s); break;
       }
     }
     ExpectSameOutput(
-        4 * w,
-        [&](uint8_t* d) { ChannelTableRow(src.data(), reinterpret_cast<uint32_t*>(d), w, t.red, t.green, t.blue); },
-        [&](uint8_t* d) {
-          ChannelTableRowFast(src.data(), reinterpret_cast<uint32_t*>(d), w, t.red, t.green, t.blue);
-        });
+        4 * w, [&](uint8_t* d) { ChannelTableRow(src.data(), reinterpret_cast<uint32_t*>(d), w, t.red, t.green, t.blue); },
+        [&](uint8_t* d) { ChannelTableRowFast(src.data(), reinterpret_cast<uint32_t*>(d), w, t.red, t.green, t.blue); });
   }
 }
 
@@ -218,28 +209,22 @@ TEST(FastKernels, BlendsCombineTintSepia) {
     // Weights around 100 % and, now and then, beyond the 32-bit path.
     const int32_t ws = r.Chance(80) ? FixedWeight(r.Real(-3, 3)) : FixedWeight(r.Real(-3e6, 3e6));
     const int32_t wd = r.Chance(80) ? FixedWeight(r.Real(-3, 3)) : FixedWeight(r.Real(-3e6, 3e6));
-    ExpectSameOutput(
-        4 * w, [&](uint8_t* d) { BlendRow(a.data(), b.data(), words(d), w, ws, wd); },
-        [&](uint8_t* d) { BlendRowFast(a.data(), b.data(), words(d), w, ws, wd); });
-    ExpectSameOutput(
-        4 * w, [&](uint8_t* d) { BlendMaskRow(a.data(), b.data(), m.data(), words(d), w); },
-        [&](uint8_t* d) { BlendMaskRowFast(a.data(), b.data(), m.data(), words(d), w); });
-    ExpectSameOutput(
-        4 * w, [&](uint8_t* d) { CombineRow(a.data(), b.data(), m.data(), words(d), w); },
-        [&](uint8_t* d) { CombineRowFast(a.data(), b.data(), m.data(), words(d), w); });
+    ExpectSameOutput(4 * w, [&](uint8_t* d) { BlendRow(a.data(), b.data(), words(d), w, ws, wd); },
+                     [&](uint8_t* d) { BlendRowFast(a.data(), b.data(), words(d), w, ws, wd); });
+    ExpectSameOutput(4 * w, [&](uint8_t* d) { BlendMaskRow(a.data(), b.data(), m.data(), words(d), w); },
+                     [&](uint8_t* d) { BlendMaskRowFast(a.data(), b.data(), m.data(), words(d), w); });
+    ExpectSameOutput(4 * w, [&](uint8_t* d) { CombineRow(a.data(), b.data(), m.data(), words(d), w); },
+                     [&](uint8_t* d) { CombineRowFast(a.data(), b.data(), m.data(), words(d), w); });
     const TintWeights tint =
         MakeTintWeights(static_cast<uint32_t>(r.Int(0, 0xFFFFFF)), static_cast<uint32_t>(r.Int(0, 0xFFFFFF)));
-    ExpectSameOutput(
-        4 * w, [&](uint8_t* d) { TintRow(a.data(), words(d), w, tint); },
-        [&](uint8_t* d) { TintRowFast(a.data(), words(d), w, tint); });
+    ExpectSameOutput(4 * w, [&](uint8_t* d) { TintRow(a.data(), words(d), w, tint); },
+                     [&](uint8_t* d) { TintRowFast(a.data(), words(d), w, tint); });
     const double range = r.Chance(80) ? 2 : 1e7;
-    SepiaWeights sepia = {FixedWeight(r.Real(-range, range)),
-                          FixedWeight(r.Real(-range, range)),
+    SepiaWeights sepia = {FixedWeight(r.Real(-range, range)), FixedWeight(r.Real(-range, range)),
                           FixedWeight(r.Real(-range, range)),
                           {r.Int(-300, 300), r.Int(-300, 300), r.Chance(90) ? r.Int(-300, 300) : INT32_MIN}};
-    ExpectSameOutput(
-        4 * w, [&](uint8_t* d) { SepiaRow(a.data(), words(d), w, sepia); },
-        [&](uint8_t* d) { SepiaRowFast(a.data(), words(d), w, sepia); });
+    ExpectSameOutput(4 * w, [&](uint8_t* d) { SepiaRow(a.data(), words(d), w, sepia); },
+                     [&](uint8_t* d) { SepiaRowFast(a.data(), words(d), w, sepia); });
   }
 }
 
@@ -259,9 +244,8 @@ TEST(FastKernels, ColourMatrix) {
     }
     if (r.Chance(10)) m.weight[r.Int(0, 2)][r.Int(0, 2)] = std::numeric_limits<double>::quiet_NaN();
     if (r.Chance(10)) m.weight[r.Int(0, 2)][r.Int(0, 2)] = -std::numeric_limits<double>::infinity();
-    ExpectSameOutput(
-        4 * w, [&](uint8_t* d) { ColorMatrixRow(src.data(), reinterpret_cast<uint32_t*>(d), w, m); },
-        [&](uint8_t* d) { ColorMatrixRowFast(src.data(), reinterpret_cast<uint32_t*>(d), w, m); });
+    ExpectSameOutput(4 * w, [&](uint8_t* d) { ColorMatrixRow(src.data(), reinterpret_cast<uint32_t*>(d), w, m); },
+                     [&](uint8_t* d) { ColorMatrixRowFast(src.data(), reinterpret_cast<uint32_t*>(d), w, m); });
   }
 }
 
@@ -282,9 +266,9 @@ TEST(FastKernels, MatrixFilterRows) {
     kernel.displacement = r.Chance(50) ? 0 : r.Int(-1000, 1000);
     kernel.scale = r.Chance(30) ? 1.0 : r.Real(-0.1, 0.1);
     kernel.channels = static_cast<uint32_t>(r.Int(0, 7));
-    ExpectSameOutput(
-        4 * count, [&](uint8_t* d) { MatrixRow(rows, reinterpret_cast<uint32_t*>(d), count, kernel); },
-        [&](uint8_t* d) { MatrixRowFast(rows, reinterpret_cast<uint32_t*>(d), count, kernel); });
+    ExpectSameOutput(4 * count,
+                     [&](uint8_t* d) { MatrixRow(rows, reinterpret_cast<uint32_t*>(d), count, kernel); },
+                     [&](uint8_t* d) { MatrixRowFast(rows, reinterpret_cast<uint32_t*>(d), count, kernel); });
   }
 }
 
@@ -300,23 +284,18 @@ TEST(FastKernels, ConvolutionPasses) {
     const int32_t e = r.Int(0, 12);
     const int32_t reach = kind == 2 && r.Chance(30) ? (1 << 22) : r.Chance(50) ? (2 << e) : (16 << e) / k.count;
     for (int32_t t = 0; t < k.count; ++t) {
-      k.weights[t] = r.Chance(10) ? 0.0
-                     : kind == 0  ? r.Real(-1, 1)
-                                  : r.Int(-reach, reach) / static_cast<double>(1 << e);
+      k.weights[t] = r.Chance(10) ? 0.0 : kind == 0 ? r.Real(-1, 1) : r.Int(-reach, reach) / static_cast<double>(1 << e);
     }
     k.channels = static_cast<uint32_t>(r.Int(0, 7));
     const int32_t count = r.Width();
     SourceRow src(r, count + k.count - 1);  // the last tap of the last result ends the row
-    ExpectSameOutput(
-        3 * count, [&](uint8_t* d) { ConvolveRowHorizontal(src.data(), d, count, k); },
-        [&](uint8_t* d) { ConvolveRowHorizontalFast(src.data(), d, count, k); });
+    ExpectSameOutput(3 * count, [&](uint8_t* d) { ConvolveRowHorizontal(src.data(), d, count, k); },
+                     [&](uint8_t* d) { ConvolveRowHorizontalFast(src.data(), d, count, k); });
     const int32_t stride = 3 * count + 3 * r.Int(0, 2);
     GuardedImage column(r, count, k.count, stride);
     ExpectSameOutput(
         4 * count,
-        [&](uint8_t* d) {
-          ConvolveRowVertical(column.buffer.data(), stride, reinterpret_cast<uint32_t*>(d), count, k);
-        },
+        [&](uint8_t* d) { ConvolveRowVertical(column.buffer.data(), stride, reinterpret_cast<uint32_t*>(d), count, k); },
         [&](uint8_t* d) {
           ConvolveRowVerticalFast(column.buffer.data(), stride, reinterpret_cast<uint32_t*>(d), count, k);
         });
@@ -329,8 +308,7 @@ TEST(FastKernels, CountsHistogramsAndExtremes) {
     SCOPED_TRACE(n);
     const int32_t w = r.Width();
     SourceRow src(r, w);
-    const uint32_t col =
-        r.Chance(50) ? ReaderPixel(src.data() + 3 * r.Int(0, w - 1)) : static_cast<uint32_t>(r.Int(0, 0xFFFFFF));
+    const uint32_t col = r.Chance(50) ? ReaderPixel(src.data() + 3 * r.Int(0, w - 1)) : static_cast<uint32_t>(r.Int(0, 0xFFFFFF));
     EXPECT_EQ(CountColorRow(src.data(), w, col), CountColorRowFast(src.data(), w, col));
 
     // Counts are added to what the histogram holds.
@@ -369,19 +347,16 @@ TEST(FastKernels, MemoryBlockRows) {
     SourceRow src(r, w);
     const bool little = r.Chance(50);
     const uint32_t alpha = r.Chance(80) ? static_cast<uint32_t>(r.Int(0, 255)) : 256u + r.Int(0, 5);
-    ExpectSameOutput(
-        4 * w, [&](uint8_t* d) { Rgb24ToArgbRow(src.data(), d, w, little, alpha); },
-        [&](uint8_t* d) { Rgb24ToArgbRowFast(src.data(), d, w, little, alpha); });
+    ExpectSameOutput(4 * w, [&](uint8_t* d) { Rgb24ToArgbRow(src.data(), d, w, little, alpha); },
+                     [&](uint8_t* d) { Rgb24ToArgbRowFast(src.data(), d, w, little, alpha); });
     const int32_t stride = r.Chance(60) ? 1 : r.Int(2, 5), channel = r.Int(0, 2);
-    ExpectSameOutput(
-        static_cast<size_t>(w - 1) * stride + 1,
-        [&](uint8_t* d) { Rgb24ChannelToStrideRow(src.data(), d, w, channel, stride); },
-        [&](uint8_t* d) { Rgb24ChannelToStrideRowFast(src.data(), d, w, channel, stride); });
+    ExpectSameOutput(static_cast<size_t>(w - 1) * stride + 1,
+                     [&](uint8_t* d) { Rgb24ChannelToStrideRow(src.data(), d, w, channel, stride); },
+                     [&](uint8_t* d) { Rgb24ChannelToStrideRowFast(src.data(), d, w, channel, stride); });
     GuardedBuffer argb(4 * static_cast<size_t>(w));
     r.Fill(argb.data(), argb.size());
-    ExpectSameOutput(
-        4 * w, [&](uint8_t* d) { ArgbToXrgbRow(argb.data(), reinterpret_cast<uint32_t*>(d), w, little); },
-        [&](uint8_t* d) { ArgbToXrgbRowFast(argb.data(), reinterpret_cast<uint32_t*>(d), w, little); });
+    ExpectSameOutput(4 * w, [&](uint8_t* d) { ArgbToXrgbRow(argb.data(), reinterpret_cast<uint32_t*>(d), w, little); },
+                     [&](uint8_t* d) { ArgbToXrgbRowFast(argb.data(), reinterpret_cast<uint32_t*>(d), w, little); });
     GuardedBuffer grey(static_cast<size_t>(w - 1) * stride + 1);
     r.Fill(grey.data(), grey.size());
     ExpectSameOutput(

@@ -42,12 +42,7 @@ const char* Text(const void* base, size_t at) { return static_cast<const char*>(
 // property as "Name:offset" (the host's standard accessors, the value at that
 // offset) or "Name@offset" (a Double with its own accessors, kept there).
 // Properties named ...Picture are pictures, the others integers.
-struct ClassDoc {
-  const char* name;
-  bool extension;
-  uint32_t dataSize, methodCount;
-  std::string properties;
-};
+struct ClassDoc { const char* name; bool extension; uint32_t dataSize, methodCount; std::string properties; };
 
 std::string FinderProperties() {  // red, green, blue, sum: max X Y value, min X Y value, 4 bytes each
   std::ostringstream s;
@@ -72,11 +67,7 @@ const ClassDoc kDocs[] = {
     {"PictureMinMaxQVT", false, 96, 16, FinderProperties()},
 };
 
-struct PropertyDoc {
-  std::string name, type;
-  bool custom;
-  uint32_t offset;
-};
+struct PropertyDoc { std::string name, type; bool custom; uint32_t offset; };
 
 std::vector<PropertyDoc> Properties(const ClassDoc& doc) {
   std::vector<PropertyDoc> list;
@@ -85,11 +76,8 @@ std::vector<PropertyDoc> Properties(const ClassDoc& doc) {
     const size_t mark = item.find_first_of(":@");
     const std::string name = item.substr(0, mark);
     const bool custom = item[mark] == '@';
-    list.push_back({name,
-                    custom                      ? "Double"
-                    : name.ends_with("Picture") ? "Picture"
-                                                : "Integer",
-                    custom, static_cast<uint32_t>(std::stoul(item.substr(mark + 1)))});
+    list.push_back({name, custom ? "Double" : name.ends_with("Picture") ? "Picture" : "Integer", custom,
+                    static_cast<uint32_t>(std::stoul(item.substr(mark + 1)))});
   }
   return list;
 }
@@ -146,8 +134,7 @@ TEST_F(Layout, RegistrationRecordsHaveTheDocumentedWords) {
       const auto d = std::find_if(properties.begin(), properties.end(), [&](auto& q) { return q.name == name; });
       ASSERT_NE(d, properties.end()) << "undocumented property " << name;
       EXPECT_STREQ(Text(p, 8), d->type.c_str()) << name;
-      EXPECT_EQ(Word(p, 0) | Word(p, 12) | Word(p, 28) | Word(p, 32) | Word(p, 36), 0u)
-          << name << ": group, flags, reserved";
+      EXPECT_EQ(Word(p, 0) | Word(p, 12) | Word(p, 28) | Word(p, 32) | Word(p, 36), 0u) << name << ": group, flags, reserved";
       if (d->custom) {
         for (size_t at : {16, 20}) EXPECT_TRUE(Word(p, at) != 0 && Word(p, at) != 0xFFFFFFFFu) << name << " accessor";
         EXPECT_EQ(Word(p, 24), 0u) << name;
@@ -174,13 +161,8 @@ TEST_F(Layout, RegistrationRecordsHaveTheDocumentedWords) {
 // records of four words; older ones, or one that cannot say, three words
 // without flags. Global methods keep the full form.
 TEST_F(Layout, MethodRecordsAreFourWordsForNewHostsThreeForOldOnes) {
-  struct Case {
-    double version;
-    std::set<std::string> without;
-    size_t words;
-  };
-  for (const Case& c :
-       {Case{5.9, {}, 4}, Case{2007.0, {}, 4}, Case{5.8, {}, 3}, Case{2007.0, {"REALGetRBVersion"}, 3}}) {
+  struct Case { double version; std::set<std::string> without; size_t words; };
+  for (const Case& c : {Case{5.9, {}, 4}, Case{2007.0, {}, 4}, Case{5.8, {}, 3}, Case{2007.0, {"REALGetRBVersion"}, 3}}) {
     SCOPED_TRACE(testing::Message() << c.version << " " << c.without.size());
     const std::unique_ptr<ph::Host> privateHost = PrivateHost(c.without, c.version);
     ph::Host& host = *privateHost;
@@ -194,9 +176,7 @@ TEST_F(Layout, MethodRecordsAreFourWordsForNewHostsThreeForOldOnes) {
       const auto* record = static_cast<const REALclassDefinition*>(r.record);
       const ph::ClassInfo& mine = Registered(record->name);
       ASSERT_EQ(record->methodCount, mine.methods.size());
-      auto word = [&](uint32_t i, size_t k) {
-        return reinterpret_cast<void* const*>(record->methods)[c.words * i + k];
-      };
+      auto word = [&](uint32_t i, size_t k) { return reinterpret_cast<void* const*>(record->methods)[c.words * i + k]; };
       for (uint32_t i = 0; i < record->methodCount; ++i) {
         EXPECT_NE(word(i, 0), nullptr);
         EXPECT_EQ(word(i, 1) != nullptr, mine.methods[i].setter != nullptr);
@@ -255,8 +235,7 @@ TEST_F(Layout, PaletteAndFinderDataArePlatformIndependent) {
   const std::vector<PropertyDoc> documented = Properties(kDocs[8]);
   ASSERT_EQ(finder.properties.size(), documented.size());
   for (const PropertyDoc& d : documented) {
-    const auto p =
-        std::find_if(finder.properties.begin(), finder.properties.end(), [&](auto& q) { return q.name == d.name; });
+    const auto p = std::find_if(finder.properties.begin(), finder.properties.end(), [&](auto& q) { return q.name == d.name; });
     ASSERT_NE(p, finder.properties.end()) << d.name;
     EXPECT_TRUE(p->type == "Integer" && p->getter == nullptr && p->offset == d.offset) << d.name;
   }

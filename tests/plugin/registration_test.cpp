@@ -8,9 +8,7 @@ namespace {
 
 using ph::Registration;
 
-size_t Count(const std::vector<std::string>& names, const char* name) {
-  return std::count(names.begin(), names.end(), name);
-}
+size_t Count(const std::vector<std::string>& names, const char* name) { return std::count(names.begin(), names.end(), name); }
 
 void ExpectNoProblems(ph::Host& host) {
   for (const std::string& p : host.TakeProblems()) ADD_FAILURE() << p;

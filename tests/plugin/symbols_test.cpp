@@ -27,12 +27,10 @@ std::vector<Symbol> DynamicSymbols(const char* which) {
   while (std::fgets(line, sizeof line, pipe)) {
     char kind, name[1000];
     // "ADDRESS KIND NAME" for definitions, "KIND NAME" for references.
-    if (std::sscanf(line, "%*x %c %999s", &kind, name) != 2 && std::sscanf(line, " %c %999s", &kind, name) != 2)
-      continue;
+    if (std::sscanf(line, "%*x %c %999s", &kind, name) != 2 && std::sscanf(line, " %c %999s", &kind, name) != 2) continue;
     const std::string text = name;
     const size_t at = text.find('@');
-    symbols.push_back(
-        {kind, text.substr(0, at), at == std::string::npos ? "" : text.substr(text.find_last_of('@') + 1)});
+    symbols.push_back({kind, text.substr(0, at), at == std::string::npos ? "" : text.substr(text.find_last_of('@') + 1)});
   }
   pclose(pipe);
   return symbols;
@@ -46,12 +44,10 @@ bool Allowed(const std::string& file, const std::string& symbol) {
   const std::string soname = file.substr(file.find_last_of('/') + 1);
   if (soname.rfind("libgcc_s.so.", 0) == 0) return symbol.rfind("_Unwind_", 0) == 0;
   // The C runtime may hand out the kernel's vDSO for a call such as time().
-  for (const char* prefix : {
-         "libc.so.", "linux-vdso.so.", "linux-gate.so.", "libm.so.", "libstdc++.so.", "ld-linux", "libgdk-x11-2.0.so.",
-             "libgdk_pixbuf-2.0.so."
+  for (const char* prefix : {"libc.so.", "linux-vdso.so.", "linux-gate.so.", "libm.so.", "libstdc++.so.", "ld-linux",
+                             "libgdk-x11-2.0.so.", "libgdk_pixbuf-2.0.so."
 #if defined(__SANITIZE_ADDRESS__)
-             ,
-             "libasan.so.", "libubsan.so."
+                             , "libasan.so.", "libubsan.so."
 #endif
        })
     if (soname.rfind(prefix, 0) == 0) return true;
@@ -96,11 +92,9 @@ TEST(Symbols, EveryReferenceIsResolvedByAnAllowedLibrary) {
   for (const Symbol& s : DynamicSymbols("--undefined-only")) {
     if (s.kind == 'w' && optional.count(s.name)) continue;
     ++references;
-    void* address =
-        s.version.empty() ? dlsym(library, s.name.c_str()) : dlvsym(library, s.name.c_str(), s.version.c_str());
+    void* address = s.version.empty() ? dlsym(library, s.name.c_str()) : dlvsym(library, s.name.c_str(), s.version.c_str());
     Dl_info info{};
-    ASSERT_TRUE(address && dladdr(address, &info) && info.dli_fname)
-        << s.name << "@" << s.version << " is not resolved";
+    ASSERT_TRUE(address && dladdr(address, &info) && info.dli_fname) << s.name << "@" << s.version << " is not resolved";
     EXPECT_TRUE(Allowed(info.dli_fname, s.name)) << s.name << "@" << s.version << " is taken from " << info.dli_fname;
   }
   EXPECT_GT(references, 0u);

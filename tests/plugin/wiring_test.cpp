@@ -107,11 +107,9 @@ struct Row {
 };
 
 // Members that do the same thing by design, so no argument can tell them apart.
-const std::set<std::pair<std::string, std::string>> kSameByDesign = {{"FindRed", "FindMaxRed"},
-                                                                     {"FindGreen", "FindMaxGreen"},
-                                                                     {"FindBlue", "FindMaxBlue"},
-                                                                     {"FindSum", "FindMaxSum"},
-                                                                     {"FindAll", "FindMaxAll"}};
+const std::set<std::pair<std::string, std::string>> kSameByDesign = {
+    {"FindRed", "FindMaxRed"}, {"FindGreen", "FindMaxGreen"}, {"FindBlue", "FindMaxBlue"},
+    {"FindSum", "FindMaxSum"}, {"FindAll", "FindMaxAll"}};
 
 // The lines `picturehost list` prints for the sections and rows.
 std::vector<std::string> ExpectedList(const std::vector<Row>& rows) {
@@ -149,11 +147,7 @@ class Wiring : public HostTest {
     switch (v.storage().index()) {
       case 0: return "nil";  // also no result
       case 1: return std::to_string(v.AsInt());
-      case 2: {
-        char t[32];
-        std::snprintf(t, sizeof t, "%g", v.AsDouble());
-        return t;
-      }
+      case 2: { char t[32]; std::snprintf(t, sizeof t, "%g", v.AsDouble()); return t; }
       case 3: return v.AsBool() ? "true" : "false";
       case 4: return Hex(v.AsColor());
       case 6: return Print(*v.Target(), self);
@@ -162,12 +156,10 @@ class Wiring : public HostTest {
     if (!r) return "nil";
     switch (r.get()->kind) {
       case ph::ObjectKind::Picture:
-        if (host().Depth(r) != 32)
-          return std::to_string(host().Width(r)) + "x" + std::to_string(host().Height(r)) + " depth " +
-                 std::to_string(host().Depth(r));
+        if (host().Depth(r) != 32) return std::to_string(host().Width(r)) + "x" + std::to_string(host().Height(r)) +
+                                          " depth " + std::to_string(host().Depth(r));
         return (r.get() == self.get() ? "self " : "") + Pic(host().Width(r), host().Height(r), host().Pixels(r));
-      case ph::ObjectKind::MemoryBlock:
-        return "mb" + std::to_string(host().Bytes(r).size()) + ":" + Bytes(host().Bytes(r), 16);
+      case ph::ObjectKind::MemoryBlock: return "mb" + std::to_string(host().Bytes(r).size()) + ":" + Bytes(host().Bytes(r), 16);
       case ph::ObjectKind::String: return "str:" + Bytes(host().Bytes(r), 64);
       default:
         if (host().ClassOf(r) != "PaletteQVT") return host().ClassOf(r);
@@ -237,8 +229,7 @@ TEST_F(Wiring, ListedInOrderAndEachMemberGivesItsOwnAnswer) {
   };
   // A PPIC string of one pixel (1, 2, 3): header fields length 43, width 1,
   // height 1, 32, data offset 40, then zeros.
-  const std::string ppic = std::string("PPIC\0\0\0\x2B\0\0\0\x01\0\0\0\x01\0\0\0\x20\0\0\0\x28", 24) +
-                           std::string(16, '\0') + "\x01\x02\x03";
+  const std::string ppic = std::string("PPIC\0\0\0\x2B\0\0\0\x01\0\0\0\x01\0\0\0\x20\0\0\0\x28", 24) + std::string(16, '\0') + "\x01\x02\x03";
   const std::string ppicHex = "505049430000002B00000001000000010000002000000028" + std::string(32, '0') + "010203";
   // Filters: one pixel (17, 34, 51), whose components are lookup-table nodes.
   const auto filter = [&](const char* cls, std::vector<std::pair<std::pair<const char*, Args>, ph::Value>> assigned,
@@ -265,16 +256,14 @@ TEST_F(Wiring, ListedInOrderAndEachMemberGivesItsOwnAnswer) {
                          {{{"Matrix", {2, 2}}, 3}})};
   };
   const auto sepia = [&] {
-    return filter(
-        "PictureSepiaQVT", {},
-        {{"FactorRed", 1.0}, {"FactorGreen", 0.5}, {"FactorBlue", 0.25}, {"SepiaRed", 10}, {"SepiaBlue", -10}});
+    return filter("PictureSepiaQVT", {},
+                  {{"FactorRed", 1.0}, {"FactorGreen", 0.5}, {"FactorBlue", 0.25}, {"SepiaRed", 10}, {"SepiaBlue", -10}});
   };
   std::array<ph::Value, 4> outputs;  // CountColorsQVT's byref variables
   const auto palette = [&] {
     return Args{instance("PaletteQVT", {}, {{{"Col", {0}}, ph::Color{0x123456}}, {{"Col", {1}}, ph::Color{0xABCDEF}}})};
   };
-  const std::string copyChannel =
-      "(destination as memoryblock, offset as integer, PixelByteSize as integer) as boolean";
+  const std::string copyChannel = "(destination as memoryblock, offset as integer, PixelByteSize as integer) as boolean";
 
   std::vector<Row> rows = {
       // L = (17 x 1024 + 34 x 512 + 51 x 256) / 1024 = 46, plus the tints 10, 0, -10.
@@ -284,160 +273,88 @@ TEST_F(Wiring, ListedInOrderAndEachMemberGivesItsOwnAnswer) {
       {"PictureSepiaQVT", "property FactorGreen", sepia, "0.5 dest nil"},
       {"PictureSepiaQVT", "property FactorBlue", sepia, "0.25 dest nil"},
       {"PictureConvolutionQVT", "Close", closing("PictureConvolutionQVT"), "nil dest nil"},
-      {"PictureConvolutionQVT", "Run(channels as integer) as boolean",
-       [&] {
-         return Args{convolution().front(), 1};
-       },
+      {"PictureConvolutionQVT", "Run(channels as integer) as boolean", [&] { return Args{convolution().front(), 1}; },
        "true dest " + OnePixel(3, 3, 4, 0x7F2814)},
-      {"PictureConvolutionQVT", "Ver(index as integer) as double =",
-       [&] {
-         return Args{convolution().front(), 1};
-       },
+      {"PictureConvolutionQVT", "Ver(index as integer) as double =", [&] { return Args{convolution().front(), 1}; },
        "0.5 dest nil"},
-      {"PictureConvolutionQVT", "Hor(index as integer) as double =",
-       [&] {
-         return Args{convolution().front(), 1};
-       },
+      {"PictureConvolutionQVT", "Hor(index as integer) as double =", [&] { return Args{convolution().front(), 1}; },
        "3 dest nil"},
       // Node (1, 2, 3) maps to (200, 100, 50).
       {"PictureLut3DQVT", "Close", closing("PictureLut3DQVT"), "nil dest nil"},
       {"PictureLut3DQVT", "Run as boolean",
-       [&] {
-         return filter(
-             "PictureLut3DQVT",
-             {{{"Table", {1, 2, 3, 0}}, 200.0}, {{"Table", {1, 2, 3, 1}}, 100.0}, {{"Table", {1, 2, 3, 2}}, 50.0}});
-       },
+       [&] { return filter("PictureLut3DQVT", {{{"Table", {1, 2, 3, 0}}, 200.0}, {{"Table", {1, 2, 3, 1}}, 100.0},
+                                               {{"Table", {1, 2, 3, 2}}, 50.0}}); },
        "true dest " + Pic(1, 1, {0xC86432})},
       {"PictureLut3DQVT", "Table(r as integer, g as integer, b as integer, x as integer) as double =",
-       [&] {
-         return Args{filter("PictureLut3DQVT", {{{"Table", {1, 2, 3, 1}}, 100.0}}).front(), 1, 2, 3, 1};
-       },
+       [&] { return Args{filter("PictureLut3DQVT", {{{"Table", {1, 2, 3, 1}}, 100.0}}).front(), 1, 2, 3, 1}; },
        "100 dest nil"},
-      {"PaletteQVT", "Col(i as integer) as color =",
-       [&] {
-         return Args{palette().front(), 1};
-       },
-       "ABCDEF"},
+      {"PaletteQVT", "Col(i as integer) as color =", [&] { return Args{palette().front(), 1}; }, "ABCDEF"},
       {"PaletteQVT", "Mem as Memoryblock", palette, "mb1024:56341200EFCDAB000000000000000000"},
       {"PaletteQVT", "CountColors as integer", palette, "3"},
       {"PaletteQVT", "Close", palette, "nil"},
       {"PaletteQVT", "NewPicture(width as integer,height as integer) as picture",
-       [&] {
-         return Args{palette().front(), 3, 2};
-       },
-       "3x2 depth 8"},
+       [&] { return Args{palette().front(), 3, 2}; }, "3x2 depth 8"},
       {"PictureMatrixQVT", "Close", closing("PictureMatrixQVT"), "nil dest nil"},
       {"PictureMatrixQVT", "Run as boolean", matrix, "true dest " + OnePixel(5, 5, 12, 0x963C1E)},
       {"PictureMatrixQVT", "RunRGB(red as boolean, green as boolean, blue as boolean) as boolean",
-       [&] {
-         return Args{matrix().front(), true, false, true};
-       },
-       "true dest " + OnePixel(5, 5, 12, 0x96001E)},
+       [&] { return Args{matrix().front(), true, false, true}; }, "true dest " + OnePixel(5, 5, 12, 0x96001E)},
       {"PictureMatrixQVT", "Matrix(x as integer, y as integer) as integer =",
-       [&] {
-         return Args{instance("PictureMatrixQVT", {}, {{{"Matrix", {1, 2}}, 7}}), 1, 2};
-       },
-       "7 dest nil"},
+       [&] { return Args{instance("PictureMatrixQVT", {}, {{{"Matrix", {1, 2}}, 7}}), 1, 2}; }, "7 dest nil"},
       {"PictureMatrixQVT", "property ScaleFactor", matrix, "0.5 dest nil"},
       // Red and blue exchanged.
       {"PictureMatrix3DQVT", "Close", closing("PictureMatrix3DQVT"), "nil dest nil"},
       {"PictureMatrix3DQVT", "Run as boolean",
-       [&] {
-         return filter("PictureMatrix3DQVT",
-                       {{{"Matrix", {2, 0}}, 1.0}, {{"Matrix", {1, 1}}, 1.0}, {{"Matrix", {0, 2}}, 1.0}});
-       },
+       [&] { return filter("PictureMatrix3DQVT", {{{"Matrix", {2, 0}}, 1.0}, {{"Matrix", {1, 1}}, 1.0}, {{"Matrix", {0, 2}}, 1.0}}); },
        "true dest " + Pic(1, 1, {0x332211})},
       {"PictureMatrix3DQVT", "Matrix(x as integer, y as integer) as double =",
-       [&] {
-         return Args{filter("PictureMatrix3DQVT", {{{"Matrix", {1, 2}}, 0.75}}).front(), 1, 2};
-       },
-       "0.75 dest nil"},
+       [&] { return Args{filter("PictureMatrix3DQVT", {{{"Matrix", {1, 2}}, 0.75}}).front(), 1, 2}; }, "0.75 dest nil"},
       {"graphics", "PaintDesktopQVT", [&] { return Args{host().GraphicsOf(quad)}; }, "nil"},
 
       // Scrolling never moves pixels here: horizontal reports true, vertical only for 0.
       {"Picture", "ScrollVerticalQVT(delta as integer, wrap as boolean, scrollmask as boolean) as boolean",
-       [&] {
-         return Args{quad, 1, true, false};
-       },
-       "false"},
+       [&] { return Args{quad, 1, true, false}; }, "false"},
       {"Picture", "ScrollHorizontalQVT(delta as integer, wrap as boolean, scrollmask as boolean) as boolean",
-       [&] {
-         return Args{quad, 1, true, false};
-       },
-       "true"},
+       [&] { return Args{quad, 1, true, false}; }, "true"},
       {"Picture", "ScrollQVT(deltaX as integer, deltaY as integer, wrap as boolean, scrollmask as boolean) as boolean",
-       [&] {
-         return Args{quad, 1, 0, true, false};
-       },
-       "true"},
+       [&] { return Args{quad, 1, 0, true, false}; }, "true"},
       {"Picture", "HasMaskQVT as boolean", masked, "true"},
       // 100 + d; 100 x (255 - |d|) / 255 (+ d when d >= 0); (100 - 127) x (1 + d) + 127.
       {"Picture", "ChangeBrightnessAbsoluteQVT(r as double, g as double, b as double) as picture",
-       [&] {
-         return grey100({50.0, -50.0, 10.0});
-       },
-       Pic(1, 1, {0x96326E})},
+       [&] { return grey100({50.0, -50.0, 10.0}); }, Pic(1, 1, {0x96326E})},
       {"Picture", "ChangeBrightnessLinearQVT(r as double, g as double, b as double) as picture",
-       [&] {
-         return grey100({50.0, -50.0, 10.0});
-       },
-       Pic(1, 1, {0x82506A})},
-      {"Picture", "ChangeBrightnessAbsoluteQVT(x as double) as picture", [&] { return grey100({50.0}); },
-       Pic(1, 1, {0x969696})},
-      {"Picture", "ChangeBrightnessLinearQVT(x as double) as picture", [&] { return grey100({50.0}); },
-       Pic(1, 1, {0x828282})},
-      {"Picture", "ChangeCustomQVT(a as double, b as double) as picture",
-       [&] {
-         return grey100({0.5, 7.0});
-       },
+       [&] { return grey100({50.0, -50.0, 10.0}); }, Pic(1, 1, {0x82506A})},
+      {"Picture", "ChangeBrightnessAbsoluteQVT(x as double) as picture", [&] { return grey100({50.0}); }, Pic(1, 1, {0x969696})},
+      {"Picture", "ChangeBrightnessLinearQVT(x as double) as picture", [&] { return grey100({50.0}); }, Pic(1, 1, {0x828282})},
+      {"Picture", "ChangeCustomQVT(a as double, b as double) as picture", [&] { return grey100({0.5, 7.0}); },
        Pic(1, 1, {0x393939})},
       {"Picture", "ChangeContrastQVT(x as double) as picture", [&] { return grey100({0.5}); }, Pic(1, 1, {0x565656})},
       {"Picture", "ChangeContrastQVT(xr as double, xg as double, xb as double) as picture",
-       [&] {
-         return grey100({0.5, -0.5, 0.0});
-       },
-       Pic(1, 1, {0x567164})},
+       [&] { return grey100({0.5, -0.5, 0.0}); }, Pic(1, 1, {0x567164})},
       {"Picture", "PaletteQVT as PaletteQVT =", q, "nil"},
       {"Picture", "DataTypeQVT as integer", q, "6"},
       {"Picture", "DataHandleQVT as integer", q, std::to_string(handle)},
       {"Picture", "MakeHBITMAPQVT as integer", q, "0"},
       {"Picture", "InvertQVT(left as integer,top as integer,width as integer,height as integer) as picture",
-       [&] {
-         return Args{quad, 1, 0, 1, 2};
-       },
-       Pic(2, 2, {0, ~B & 0xFFFFFF, 0, ~D & 0xFFFFFF})},
+       [&] { return Args{quad, 1, 0, 1, 2}; }, Pic(2, 2, {0, ~B & 0xFFFFFF, 0, ~D & 0xFFFFFF})},
       {"Picture", "Rotate90QVT as picture", q, Pic(2, 2, {B, D, A, C})},
       {"Picture", "Rotate180QVT as picture", q, Pic(2, 2, {D, C, B, A})},
       {"Picture", "Rotate270QVT as picture", q, Pic(2, 2, {C, A, D, B})},
       {"Picture", "RotateQVT(angle as double,background as color) as picture",
-       [&] {
-         return Args{quad, 180.0, ph::Color{0xFFFFFF}};
-       },
-       Pic(2, 2, {D, C, B, A})},
+       [&] { return Args{quad, 180.0, ph::Color{0xFFFFFF}}; }, Pic(2, 2, {D, C, B, A})},
       {"Picture", "VMirrorQVT as picture", q, Pic(2, 2, {C, D, A, B})},
       {"Picture", "HMirrorQVT as picture", q, Pic(2, 2, {B, A, D, C})},
       {"Picture", "CloneQVT as picture", q, Pic(2, 2, {A, B, C, D})},
       {"Picture", "BitmapQVT as picture", q, "self " + Pic(2, 2, {A, B, C, D})},
       {"Picture", "ScaleQVT(width as integer, height as integer, AntiAlias as boolean) as picture",
-       [&] {
-         return Args{quad, 1, 1, false};
-       },
-       Pic(1, 1, {0x586878})},
-      {"Picture", "EmbeddedMaskQVT(swap as boolean) as picture =",
-       [&] {
-         return Args{quad, false};
-       },
+       [&] { return Args{quad, 1, 1, false}; }, Pic(1, 1, {0x586878})},
+      {"Picture", "EmbeddedMaskQVT(swap as boolean) as picture =", [&] { return Args{quad, false}; },
        Pic(2, 2, {0xFFFFFF, 0xFFFFFF, 0xFFFFFF, 0xFFFFFF})},
       {"Picture", "PicHandleQVT as picture", q, "nil"},
       // Luminance levels (0.177 R + 0.813 G + 0.01 B) 29 (A) to 173 (D): lo = 28,
       // hi = 172, each channel s to trunc((s - 28) x 255 / 144).
       {"Picture", "AutoLevelQVT as picture", q, Pic(2, 2, {0x000723, 0x3F5C78, 0x94B1CD, 0xE9FFFF})},
       {"Picture", "PicHandleDataQVT as string", q, "nil"},
-      {"Picture", "CountColorQVT(col as color) as integer",
-       [&] {
-         return Args{quad, ph::Color{B}};
-       },
-       "1"},
+      {"Picture", "CountColorQVT(col as color) as integer", [&] { return Args{quad, ph::Color{B}}; }, "1"},
       // Histograms of red, blue, green (in that order): one pixel at 1, 3, 2.
       {"Picture",
        "CountColorsQVT(byref red as memoryblock, byref blue as memoryblock, byref green as memoryblock, byref count as integer)",
@@ -456,57 +373,30 @@ TEST_F(Wiring, ListedInOrderAndEachMemberGivesItsOwnAnswer) {
        Pic(1, 1, {0x112233}) + " mb256:11111111111111111111111111111111 mb256:33333333333333333333333333333333 "
                                "mb256:22222222222222222222222222222222"},
       {"Picture", "CopyRGBtoMemoryblockQVT(destination as memoryblock, offset as integer) as boolean",
-       [&] {
-         return rgb123({block(std::vector<uint8_t>(8)), 1});
-       },
-       "true mb8:0001020300000000"},
+       [&] { return rgb123({block(std::vector<uint8_t>(8)), 1}); }, "true mb8:0001020300000000"},
       {"Picture",
        "CopyARGBtoMemoryblockQVT(destination as memoryblock, offset as integer, LittleEndian as boolean, AlphaValue as integer) as boolean",
-       [&] {
-         return rgb123({block(std::vector<uint8_t>(8)), 0, true, 0x7F});
-       },
-       "true mb8:0302017F00000000"},
-      {"Picture", "CopyRtoMemoryblockQVT" + copyChannel,
-       [&] {
-         return rgb123({block(std::vector<uint8_t>(8)), 1, 2});
-       },
+       [&] { return rgb123({block(std::vector<uint8_t>(8)), 0, true, 0x7F}); }, "true mb8:0302017F00000000"},
+      {"Picture", "CopyRtoMemoryblockQVT" + copyChannel, [&] { return rgb123({block(std::vector<uint8_t>(8)), 1, 2}); },
        "true mb8:0001000000000000"},
-      {"Picture", "CopyGtoMemoryblockQVT" + copyChannel,
-       [&] {
-         return rgb123({block(std::vector<uint8_t>(8)), 1, 2});
-       },
+      {"Picture", "CopyGtoMemoryblockQVT" + copyChannel, [&] { return rgb123({block(std::vector<uint8_t>(8)), 1, 2}); },
        "true mb8:0002000000000000"},
-      {"Picture", "CopyBtoMemoryblockQVT" + copyChannel,
-       [&] {
-         return rgb123({block(std::vector<uint8_t>(8)), 1, 2});
-       },
+      {"Picture", "CopyBtoMemoryblockQVT" + copyChannel, [&] { return rgb123({block(std::vector<uint8_t>(8)), 1, 2}); },
        "true mb8:0003000000000000"},
 
-      {"global",
-       "MemoryblockRGBtoPictureQVT(source as memoryblock, offset as integer, width as integer, height as integer) as picture",
-       [&] {
-         return Args{block({1, 2, 3, 4, 5, 6, 7}), 1, 2, 1};
-       },
-       Pic(2, 1, {0x020304, 0x050607}) + " mb7:01020304050607"},
+      {"global", "MemoryblockRGBtoPictureQVT(source as memoryblock, offset as integer, width as integer, height as integer) as picture",
+       [&] { return Args{block({1, 2, 3, 4, 5, 6, 7}), 1, 2, 1}; }, Pic(2, 1, {0x020304, 0x050607}) + " mb7:01020304050607"},
       {"global",
        "MemoryblockARGBtoPictureQVT(source as memoryblock, offset as integer, width as integer, height as integer, LittleEndian as boolean) as picture",
-       [&] {
-         return Args{block({1, 2, 3, 4, 5, 6, 7, 8}), 0, 2, 1, false};
-       },
+       [&] { return Args{block({1, 2, 3, 4, 5, 6, 7, 8}), 0, 2, 1, false}; },
        Pic(2, 1, {0x020304, 0x060708}) + " mb8:0102030405060708"},
       {"global",
        "MemoryblockGrayToPictureQVT(source as memoryblock, offset as integer, width as integer, height as integer, PixelByteSize as integer) as picture",
-       [&] {
-         return Args{block({1, 2, 3, 4, 5, 6, 7, 8}), 0, 2, 1, 3};
-       },
+       [&] { return Args{block({1, 2, 3, 4, 5, 6, 7, 8}), 0, 2, 1, 3}; },
        Pic(2, 1, {0x010101, 0x040404}) + " mb8:0102030405060708"},
-      {"global", "BuildPictureWithPicHandleDataQVT(data as string) as picture",
-       [&] { return Args{host().NewString(ppic)}; }, "nil"},
+      {"global", "BuildPictureWithPicHandleDataQVT(data as string) as picture", [&] { return Args{host().NewString(ppic)}; }, "nil"},
       {"global", "BuildPictureWithGWorldHandleQVT(handle as integer, ByPassOwernerShip as boolean) as picture",
-       [] {
-         return Args{1, true};
-       },
-       "nil"},
+       [] { return Args{1, true}; }, "nil"},
       {"global", "NewGrayPaletteQVT as PaletteQVT", [] { return Args{}; }, "256 010101"},
       {"global", "NewWebPaletteQVT as PaletteQVT", [] { return Args{}; }, "216 FFFFCC"},
       {"global", "NewRedPaletteQVT as PaletteQVT", [] { return Args{}; }, "256 010000"},
@@ -524,52 +414,33 @@ TEST_F(Wiring, ListedInOrderAndEachMemberGivesItsOwnAnswer) {
       // green of the third, blue of the second; or the mask weight 128 mixing
       // (s x 127 + d x 128) / 255.
       {"global", "CombinePicturesQVT(red as picture, blue as picture, green as picture) as picture",
-       [&] {
-         return Args{picture(1, 1, A), picture(1, 1, B), picture(1, 1, C)};
-       },
-       Pic(1, 1, {0x108060})},
-      {"global",
-       "BlendPicturesQVT(source as picture, sourcepercent as double, dest as picture, destpercent as double) as picture",
-       [&] {
-         return Args{picture(1, 1, A), 0.5, picture(1, 1, B), 0.25};
-       },
-       Pic(1, 1, {0x182430})},
+       [&] { return Args{picture(1, 1, A), picture(1, 1, B), picture(1, 1, C)}; }, Pic(1, 1, {0x108060})},
+      {"global", "BlendPicturesQVT(source as picture, sourcepercent as double, dest as picture, destpercent as double) as picture",
+       [&] { return Args{picture(1, 1, A), 0.5, picture(1, 1, B), 0.25}; }, Pic(1, 1, {0x182430})},
       {"global", "BlendPicturesWithMaskQVT(source as picture, dest as picture, mask as picture) as picture",
-       [&] {
-         return Args{picture(1, 1, A), picture(1, 1, B), picture(1, 1, C)};
-       },
-       Pic(1, 1, {0x283848})},
+       [&] { return Args{picture(1, 1, A), picture(1, 1, B), picture(1, 1, C)}; }, Pic(1, 1, {0x283848})},
       {"global", "TintPictureQVT(source as picture, GreyBase as color, SepiaBase as color) as picture",
-       [&] {
-         return Args{picture(1, 1, A), ph::Color{0xFF0000}, ph::Color{0xFF8000}};
-       },
-       Pic(1, 1, {0x100800})},
+       [&] { return Args{picture(1, 1, A), ph::Color{0xFF0000}, ph::Color{0xFF8000}}; }, Pic(1, 1, {0x100800})},
   };
   // The finder on (10, 200, 30) (50, 20, 90), as (X Y value) triples of the
   // maximum and the minimum of red, green, blue and the sum: each method
   // writes its own, the others stay 0.
   const char* const quantities[] = {"All", "Red", "Green", "Blue", "Sum"};
-  const std::string maxima[] = {"1 0 50", "0 0 200", "1 0 90", "0 0 240"},
-                    minima[] = {"0 0 10", "1 0 20", "0 0 30", "1 0 160"};
-  const auto finder = [&] {
-    return Args{instance("PictureMinMaxQVT", {}), ph::Value(Picture(2, 1, {0x0AC81E, 0x32145A}))};
-  };
+  const std::string maxima[] = {"1 0 50", "0 0 200", "1 0 90", "0 0 240"}, minima[] = {"0 0 10", "1 0 20", "0 0 30", "1 0 160"};
+  const auto finder = [&] { return Args{instance("PictureMinMaxQVT", {}), ph::Value(Picture(2, 1, {0x0AC81E, 0x32145A}))}; };
   auto found = [&](long only, bool max) {  // only: 0 all, 1..4 one quantity, -1 none
     std::string s = only < 0 ? "nil" : "true";
-    for (long k = 1; k <= 4; ++k)
-      s += only == k || only == 0 ? " " + (max ? maxima[k - 1] : "0 0 0") + " " + minima[k - 1] : " 0 0 0 0 0 0";
+    for (long k = 1; k <= 4; ++k) s += only == k || only == 0 ? " " + (max ? maxima[k - 1] : "0 0 0") + " " + minima[k - 1] : " 0 0 0 0 0 0";
     return s;
   };
-  std::istringstream finds(
-      "All Red Green Blue Sum MinRed MinGreen MinBlue MinSum MinAll MaxRed MaxGreen MaxBlue MaxSum MaxAll");
+  std::istringstream finds("All Red Green Blue Sum MinRed MinGreen MinBlue MinSum MinAll MaxRed MaxGreen MaxBlue MaxSum MaxAll");
   for (std::string what; finds >> what;) {
     const bool minOnly = what.rfind("Min", 0) == 0;
     const std::string quantity = minOnly || what.rfind("Max", 0) == 0 ? what.substr(3) : what;
     const long k = std::find(quantities, quantities + 5, quantity) - quantities;
     rows.push_back({"PictureMinMaxQVT", "Find" + what + "(p as picture) as boolean", finder, found(k, !minOnly)});
   }
-  rows.push_back(
-      {"PictureMinMaxQVT", "Close", [&] { return Args{instance("PictureMinMaxQVT", {})}; }, found(-1, false)});
+  rows.push_back({"PictureMinMaxQVT", "Close", [&] { return Args{instance("PictureMinMaxQVT", {})}; }, found(-1, false)});
 
   // The list, the first difference named.
   const Outcome run = Picturehost({"list"});

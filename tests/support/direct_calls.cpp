@@ -36,17 +36,14 @@ void LoggedUnlock(void* picture) {
   Real<void (*)(void*)>(entry_point::UnlockDescription)(picture);
 }
 void* MaybeNewPicture(int32_t w, int32_t h, int32_t depth) {
-  return gHooks.refuseNewPictures ? nullptr
-                                  : Real<void* (*)(int32_t, int32_t, int32_t)>(entry_point::NewPicture)(w, h, depth);
+  return gHooks.refuseNewPictures ? nullptr : Real<void* (*)(int32_t, int32_t, int32_t)>(entry_point::NewPicture)(w, h, depth);
 }
 void* MaybeBuild(int32_t w, int32_t h, int32_t type, void* buffer, int32_t rowBytes) {
   if (++gHooks.builds >= gHooks.failBuildsFrom && gHooks.failBuildsFrom > 0) return nullptr;
-  return Real<void* (*)(int32_t, int32_t, int32_t, void*, int32_t)>(entry_point::BuildPictureFromBuffer)(
-      w, h, type, buffer, rowBytes);
+  return Real<void* (*)(int32_t, int32_t, int32_t, void*, int32_t)>(entry_point::BuildPictureFromBuffer)(w, h, type, buffer, rowBytes);
 }
 void* MaybeConvert(void* text, uint32_t encoding) {
-  return gHooks.failConversions ? nullptr
-                                : Real<void* (*)(void*, uint32_t)>(entry_point::ConvertString)(text, encoding);
+  return gHooks.failConversions ? nullptr : Real<void* (*)(void*, uint32_t)>(entry_point::ConvertString)(text, encoding);
 }
 void* MaybeBlockData(void* block) {
   return gHooks.hideBlockData ? nullptr : Real<void* (*)(void*)>(entry_point::MemoryBlockGetPtr)(block);

@@ -8,11 +8,7 @@
 
 #include "tests/support/host_fixture.h"
 
-struct LockEvent {
-  bool lock;
-  const void* picture;
-  bool operator==(const LockEvent&) const = default;
-};
+struct LockEvent { bool lock; const void* picture; bool operator==(const LockEvent&) const = default; };
 
 class DirectCalls {
  public:
@@ -25,7 +21,7 @@ class DirectCalls {
   void RefuseNewPictures(bool refuse);
   // "REALBuildPictureFromBuffer" fails from its n-th call on (0: never); counts anew.
   void FailBuildsFrom(int n);
-  int Builds() const;               // builds asked for since
+  int Builds() const;  // builds asked for since
   void FailConversions(bool fail);  // "REALConvertString" gives nil
   void HideBlockData(bool hide);    // "memoryBlockGetPtr" gives null
   int VersionQuestions() const;     // "REALGetRBVersion" calls so far

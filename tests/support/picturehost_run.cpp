@@ -31,16 +31,15 @@ std::string Slurp(const fs::path& path) {
 
 Outcome Picturehost(const std::vector<std::string>& words, const std::string& directory) {
   static std::atomic<int> counter{0};
-  const fs::path err =
-      fs::temp_directory_path() / ("picturehost-err-" + std::to_string(getpid()) + "-" + std::to_string(counter++));
+  const fs::path err = fs::temp_directory_path() /
+                       ("picturehost-err-" + std::to_string(getpid()) + "-" + std::to_string(counter++));
   std::string command = Quote(PICTUREHOST_PATH) + " --plugin " + Quote(PluginPath());
   for (const std::string& w : words) command += " " + Quote(w);
   // Fontconfig, which draws the demo's labels, keeps caches for the life of
   // the process; a sanitizer build run without the project's suppressions
   // would report them as leaks.
   if (!std::getenv("LSAN_OPTIONS")) {
-    command =
-        "LSAN_OPTIONS=suppressions=" + Quote(std::string(PICTURE_SOURCE_DIR) + "/tools/lsan.supp") + " " + command;
+    command = "LSAN_OPTIONS=suppressions=" + Quote(std::string(PICTURE_SOURCE_DIR) + "/tools/lsan.supp") + " " + command;
   }
   if (!directory.empty()) command = "cd " + Quote(directory) + " && " + command;
   command += " 2>" + Quote(err.string());

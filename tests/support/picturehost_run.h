@@ -5,10 +5,7 @@
 #include <string>
 #include <vector>
 
-struct Outcome {
-  int status = -1;
-  std::string out, err;
-};
+struct Outcome { int status = -1; std::string out, err; };
 
 // picturehost WORDS..., with standard output and standard error kept apart;
 // `directory` is the working directory (empty: the test's own).

@@ -60,15 +60,8 @@ std::string PpicString(int32_t w, int32_t h, int32_t lengthDelta, uint32_t width
   std::string s = "PPIC" + std::string(36 + 3 * static_cast<size_t>(w) * h, '\x5A');
   const uint32_t length = static_cast<uint32_t>(s.size() + lengthDelta), height = static_cast<uint32_t>(h);
   // Length, width, height, format 32, data offset 40, then 16 reserved zero bytes.
-  for (auto [at, v] : {std::pair<size_t, uint32_t>{4, length},
-                       {8, widthField},
-                       {12, height},
-                       {16, 32},
-                       {20, 40},
-                       {24, 0},
-                       {28, 0},
-                       {32, 0},
-                       {36, 0}})
+  for (auto [at, v] : {std::pair<size_t, uint32_t>{4, length}, {8, widthField}, {12, height}, {16, 32}, {20, 40}, {24, 0},
+                       {28, 0}, {32, 0}, {36, 0}})
     for (int i = 0; i < 4; ++i) s[at + i] = static_cast<char>(v >> (24 - 8 * i));
   return s;
 }
@@ -87,16 +80,9 @@ struct Tables {
     };
     // The receivers: nil, tiny, odd and ordinary pictures; the last one is the
     // ordinary receiver and every picture argument of its size matches it.
-    receivers = {kNilArg,
-                 picture(1, 1),
-                 picture(1, 7),
-                 picture(7, 1),
-                 picture(3, 5),
-                 picture(5, 3, true),
-                 picture(6, 4, false, true),
-                 picture(64, 48)};
-    pictures = {kNilArg,        picture(1, 1), picture(3, 5), picture(64, 48, true), picture(64, 48, false, true),
-                picture(64, 48)};
+    receivers = {kNilArg, picture(1, 1), picture(1, 7), picture(7, 1), picture(3, 5), picture(5, 3, true),
+                 picture(6, 4, false, true), picture(64, 48)};
+    pictures = {kNilArg, picture(1, 1), picture(3, 5), picture(64, 48, true), picture(64, 48, false, true), picture(64, 48)};
     blocks = {kNilArg};
     for (int32_t size : {0, 1, 255, 256, 1024, 4 * 64 * 48 + 16}) {
       std::vector<uint8_t> bytes(static_cast<size_t>(size));
@@ -106,20 +92,16 @@ struct Tables {
     }
     strings = {kNilArg};
     const std::pair<std::string, const char*> texts[] = {
-        {"", "empty string"},
-        {"PPIC", "PPIC alone"},
-        {PpicString(0, 0, 0, 0), "PPIC 0x0"},
-        {PpicString(3, 2, 1, 3), "PPIC with a wrong length"},
-        {PpicString(3, 2, 0, 0x7FFFFFFF), "PPIC claiming 2^31-1 columns"},
-        {PpicString(3, 2, 0, 0x80000000u), "PPIC with a negative width"},
-        {PpicString(3, 2, 0, 3), "PPIC 3x2"}};
+        {"", "empty string"}, {"PPIC", "PPIC alone"}, {PpicString(0, 0, 0, 0), "PPIC 0x0"},
+        {PpicString(3, 2, 1, 3), "PPIC with a wrong length"}, {PpicString(3, 2, 0, 0x7FFFFFFF), "PPIC claiming 2^31-1 columns"},
+        {PpicString(3, 2, 0, 0x80000000u), "PPIC with a negative width"}, {PpicString(3, 2, 0, 3), "PPIC 3x2"}};
     for (const auto& [bytes, text] : texts) strings.push_back({host.NewString(bytes), text});
     strings.back().readable = true;  // the last only
-    for (int32_t v : {0,  1,   -1,  2,     3,     4,     5,       17,          18,      19,          20,
-                      21, 255, 256, 32767, 32768, 65536, kMaxInt, kMaxInt - 1, kMinInt, kMinInt + 1, 0x40000000})
+    for (int32_t v : {0, 1, -1, 2, 3, 4, 5, 17, 18, 19, 20, 21, 255, 256, 32767, 32768, 65536, kMaxInt, kMaxInt - 1,
+                      kMinInt, kMinInt + 1, 0x40000000})
       integers.push_back({v, std::to_string(v)});
-    for (double d : {0.0, -0.0, 1.0, -1.0, 0.5, 255.0, 256.0, -255.0, 360.0, 1e300, -1e300, 4.9e-324, 2147483648.0,
-                     kInf, -kInf, std::nan("")})
+    for (double d : {0.0, -0.0, 1.0, -1.0, 0.5, 255.0, 256.0, -255.0, 360.0, 1e300, -1e300, 4.9e-324, 2147483648.0, kInf,
+                     -kInf, std::nan("")})
       doubles.push_back({d, Format("%.17g", d)});
     for (uint32_t c : {0x000000u, 0xFFFFFFu, 0x808080u, 0xFF000000u, 0xFFFFFFFFu, 0x80808080u})
       colors.push_back({ph::Color{c}, Format("&h%X", c)});
@@ -129,7 +111,7 @@ struct Tables {
   // The values of one type (objects: palettes).
   const std::vector<Arg>& Of(Type type) const {
     const std::map<Type, const std::vector<Arg>*> of = {
-        {Type::Integer, &integers}, {Type::Double, &doubles},     {Type::Boolean, &booleans}, {Type::Color, &colors},
+        {Type::Integer, &integers}, {Type::Double, &doubles},   {Type::Boolean, &booleans},  {Type::Color, &colors},
         {Type::Picture, &pictures}, {Type::MemoryBlock, &blocks}, {Type::String, &strings}};
     return of.count(type) ? *of.at(type) : palettes;
   }
@@ -137,14 +119,11 @@ struct Tables {
   // 48 picture, a block large enough for any layout of it, a readable
   // string, a palette.
   const Arg& Ordinary(Type type) const {
-    return type == Type::Integer  ? integers[1]
-           : type == Type::Double ? doubles[4]
-           : type == Type::Color  ? colors[2]
-                                  : Of(type).back();
+    return type == Type::Integer ? integers[1] : type == Type::Double ? doubles[4] : type == Type::Color ? colors[2] : Of(type).back();
   }
 
-  std::vector<Arg> receivers, pictures, blocks, strings, integers, doubles, booleans{{false, "false"}, {true, "true"}},
-      colors, palettes;
+  std::vector<Arg> receivers, pictures, blocks, strings, integers, doubles, booleans{{false, "false"}, {true, "true"}}, colors,
+      palettes;
 };
 
 // --- Expected results -------------------------------------------------------------------------
@@ -199,14 +178,13 @@ const std::map<std::string, Rule>& Rules() {
     std::map<std::string, Rule> m;
     // Picture methods that make a new picture from any readable receiver,
     // whatever the numbers: nil exactly for a nil receiver.
-    for (const char* name : {"ChangeBrightnessAbsoluteQVT", "ChangeBrightnessLinearQVT", "ChangeCustomQVT",
-                             "ChangeContrastQVT", "InvertQVT", "Rotate90QVT", "Rotate180QVT", "Rotate270QVT",
-                             "VMirrorQVT", "HMirrorQVT", "CloneQVT", "BitmapQVT", "AutoLevelQVT", "EmbeddedMaskQVT"})
+    for (const char* name :
+         {"ChangeBrightnessAbsoluteQVT", "ChangeBrightnessLinearQVT", "ChangeCustomQVT", "ChangeContrastQVT",
+          "InvertQVT", "Rotate90QVT", "Rotate180QVT", "Rotate270QVT", "VMirrorQVT", "HMirrorQVT", "CloneQVT",
+          "BitmapQVT", "AutoLevelQVT", "EmbeddedMaskQVT"})
       m[name] = [](const Arg& r, Args) { return PictureOrNil(!r.nil); };
     m["RotateQVT"] = [](const Arg& r, Args a) { return PictureOrNil(!r.nil && std::isfinite(a[0].value.AsDouble())); };
-    m["ScaleQVT"] = [](const Arg& r, Args a) {
-      return PictureOrNil(!r.nil && HostSize(a[0].value.AsInt(), a[1].value.AsInt()));
-    };
+    m["ScaleQVT"] = [](const Arg& r, Args a) { return PictureOrNil(!r.nil && HostSize(a[0].value.AsInt(), a[1].value.AsInt())); };
     // Scrolling works in place, which this platform never allows: only the
     // moves that change nothing report success.
     m["ScrollHorizontalQVT"] = [](const Arg& r, Args) { return Bool(!r.nil); };
@@ -220,14 +198,11 @@ const std::map<std::string, Rule>& Rules() {
                              "BuildPictureWithGWorldHandleQVT", "NewSystemPaletteQVT"})
       m[name] = Always(kGivesNil);
     // Colours with bits set above the 24 colour bits match no pixel.
-    m["CountColorQVT"] = [](const Arg& r, Args a) {
-      return r.nil ? Int(-1) : a[0].value.AsColor() > 0xFFFFFF ? Int(0) : kAny;
-    };
+    m["CountColorQVT"] = [](const Arg& r, Args a) { return r.nil ? Int(-1) : a[0].value.AsColor() > 0xFFFFFF ? Int(0) : kAny; };
     // The byref count (the histogram blocks are checked by the sweep itself).
     m["CountColorsQVT"] = [](const Arg& r, Args) { return Int(r.nil ? -1 : r.width * r.height); };
     m["TransformColorsQVT"] = [](const Arg& r, Args a) {
-      return PictureOrNil(!r.nil &&
-                          std::all_of(a.begin(), a.end(), [](const Arg& b) { return !b.nil && b.bytes >= 256; }));
+      return PictureOrNil(!r.nil && std::all_of(a.begin(), a.end(), [](const Arg& b) { return !b.nil && b.bytes >= 256; }));
     };
     m["CopyRGBtoMemoryblockQVT"] = BlockRule(true, 3, -1);
     m["CopyARGBtoMemoryblockQVT"] = BlockRule(true, 4, -1);
@@ -246,8 +221,7 @@ const std::map<std::string, Rule>& Rules() {
     // masked blend all three, BlendPictures its first and third.
     auto sameSized = [](std::vector<int> used) {
       return [used](const Arg&, Args a) {
-        return PictureOrNil(
-            std::all_of(used.begin(), used.end(), [&](int i) { return !a[i].nil && SameSize(a[i], a[0]); }));
+        return PictureOrNil(std::all_of(used.begin(), used.end(), [&](int i) { return !a[i].nil && SameSize(a[i], a[0]); }));
       };
     };
     m["CombinePicturesQVT"] = m["BlendPicturesWithMaskQVT"] = sameSized({0, 1, 2});
@@ -339,13 +313,11 @@ TEST_F(Sweep, MethodsAndGlobalsRefuseInvalidInputsAndKeepAccountsClean) {
       std::vector<std::vector<Arg>> variations = Variations(t, d);
       if (&r != &receivers.back()) variations.resize(1);
       for (const std::vector<Arg>& args : variations) {
-        const std::string call =
-            Describe(owner.empty() ? "" : "Picture(" + r.text + ")" + (graphics ? ".Graphics" : ""), d.name, args);
+        const std::string call = Describe(owner.empty() ? "" : "Picture(" + r.text + ")" + (graphics ? ".Graphics" : ""), d.name, args);
         const uint64_t mark = host().Mark();
         {
           const ph::Ref receiver = graphics ? host().GraphicsOf(r.value.AsRef()) : r.value.AsRef();
-          const std::vector<uint32_t> before =
-              r.nil || owner.empty() ? std::vector<uint32_t>() : host().Pixels(r.value.AsRef());
+          const std::vector<uint32_t> before = r.nil || owner.empty() ? std::vector<uint32_t>() : host().Pixels(r.value.AsRef());
           std::vector<ph::Value> byref;
           Check(rule->second(r, args), CallWith(host(), d, owner.empty() ? nullptr : &receiver, args, byref), call);
           ++calls;
@@ -354,8 +326,7 @@ TEST_F(Sweep, MethodsAndGlobalsRefuseInvalidInputsAndKeepAccountsClean) {
             EXPECT_TRUE(byref[i].IsNil() || host().Bytes(byref[i].AsRef()).size() == 1024) << call << ": 1024 bytes";
           }
           // Nothing works in place on this platform: the receiver keeps its pixels.
-          EXPECT_EQ(before.empty() ? before : host().Pixels(r.value.AsRef()), before)
-              << call << " changed its receiver";
+          EXPECT_EQ(before.empty() ? before : host().Pixels(r.value.AsRef()), before) << call << " changed its receiver";
         }
         ExpectCleanAccounting(mark, call);
         if (!m->setter) continue;
@@ -375,11 +346,10 @@ TEST_F(Sweep, MethodsAndGlobalsRefuseInvalidInputsAndKeepAccountsClean) {
 // --- Classes ----------------------------------------------------------------------------------
 
 // Index accessors: the bound of each index (valid indices 0 .. bound - 1).
-const std::map<std::string, std::vector<int32_t>> kIndexBounds = {{"PictureMatrixQVT.Matrix", {5, 5}},
-                                                                  {"PictureMatrix3DQVT.Matrix", {5, 5}},
-                                                                  {"PictureLut3DQVT.Table", {18, 18, 18, 3}},
-                                                                  {"PictureConvolutionQVT.Ver", {20}},
-                                                                  {"PictureConvolutionQVT.Hor", {20}}};
+const std::map<std::string, std::vector<int32_t>> kIndexBounds = {
+    {"PictureMatrixQVT.Matrix", {5, 5}},         {"PictureMatrix3DQVT.Matrix", {5, 5}},
+    {"PictureLut3DQVT.Table", {18, 18, 18, 3}},  {"PictureConvolutionQVT.Ver", {20}},
+    {"PictureConvolutionQVT.Hor", {20}}};
 
 bool IsFilter(const ph::ClassInfo& c) {
   return std::any_of(c.properties.begin(), c.properties.end(), [](auto& p) { return Same(p.name, "SourcePicture"); });
@@ -459,8 +429,7 @@ TEST_F(Sweep, IndexAccessorsIgnoreOutOfRangeIndices) {
             for (size_t edge : {size_t{0}, entries - 1}) {
               std::vector<ph::Value> index = entry(edge);
               index[pos] = bad;
-              EXPECT_EQ(host().CallMethod(instance, m.declaration.name, index).AsDouble(), 0)
-                  << name << " index " << pos << " at " << bad;
+              EXPECT_EQ(host().CallMethod(instance, m.declaration.name, index).AsDouble(), 0) << name << " index " << pos << " at " << bad;
               host().AssignMethod(instance, m.declaration.name, index, isDouble ? ph::Value(-7.5) : ph::Value(-7));
             }
           }
@@ -506,17 +475,14 @@ TEST_F(Sweep, ClassMethodsRefuseWithoutAPictureAndKeepAccountsClean) {
               if (withSource) {
                 EXPECT_EQ(destination ? host().Width(destination) : 0, 64) << call << " left no result";
               } else {
-                EXPECT_EQ(destination.get(), keepResultOnFailure.count(c.name) ? earlier.get() : nullptr)
-                    << call << " result";
+                EXPECT_EQ(destination.get(), keepResultOnFailure.count(c.name) ? earlier.get() : nullptr) << call << " result";
               }
             }
             const std::string name = c.name + "." + d.name;
             EXPECT_TRUE(!find || result.AsBool() == !args[0].nil) << call;
             EXPECT_TRUE(name != "PaletteQVT.NewPicture" ||
-                        result.IsNil() == !HostSize(args[0].value.AsInt(), args[1].value.AsInt()))
-                << call;
-            EXPECT_TRUE(name != "PaletteQVT.Mem" || (!result.IsNil() && host().Bytes(result.AsRef()).size() >= 1024))
-                << call;
+                        result.IsNil() == !HostSize(args[0].value.AsInt(), args[1].value.AsInt())) << call;
+            EXPECT_TRUE(name != "PaletteQVT.Mem" || (!result.IsNil() && host().Bytes(result.AsRef()).size() >= 1024)) << call;
             // The setter with every value of its type, at the same indices.
             if (m.setter)
               for (const Arg& v : t.Of(d.result)) host().AssignMethod(instance, d.name, Values(args), v.value);
@@ -546,8 +512,7 @@ TEST_F(Sweep, OutOfRangeCountsAreRefused) {
     ASSERT_TRUE(palette) << "NewPaletteQVT(" << n << ")";
     EXPECT_EQ(host().GetProperty(palette, "Count").AsInt(), n);
     EXPECT_EQ(host().CallMethod(palette, "NewPicture", {3, 2}).IsNil(), n < 1 || n > 256) << n;
-    EXPECT_EQ(host().CallMethod(palette, "CountColors").AsInt(), n <= 1 ? n : 1)
-        << "NewPaletteQVT(" << n << ").CountColors";
+    EXPECT_EQ(host().CallMethod(palette, "CountColors").AsInt(), n <= 1 ? n : 1) << "NewPaletteQVT(" << n << ").CountColors";
   }
 }
 

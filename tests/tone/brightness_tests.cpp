@@ -37,11 +37,7 @@ class Tone : public HostTest {
 };
 
 TEST_F(Tone, WorkedExamplesTruncateClampAndWrap) {
-  struct Case {
-    const char* method;
-    std::vector<ph::Value> args;
-    std::vector<uint32_t> in, out;
-  };
+  struct Case { const char* method; std::vector<ph::Value> args; std::vector<uint32_t> in, out; };
   const Case cases[] = {
       {"ChangeBrightnessAbsoluteQVT", {0.9}, Greys({10, 0, 250}), Greys({10, 0, 250})},  // truncated, not rounded
       {"ChangeBrightnessAbsoluteQVT", {-0.5}, Greys({10, 0, 250}), Greys({9, 0, 249})},
@@ -75,8 +71,7 @@ TEST_F(Tone, WorkedExamplesTruncateClampAndWrap) {
     EXPECT_EQ(Apply(sample, 13, method, {0.0}), sample) << method;
   EXPECT_EQ(Apply(sample, 13, "ChangeCustomQVT", {1.0, 0.0}), sample);
   auto inverse = [](uint32_t s) { return 255 - s; };
-  EXPECT_EQ(Apply(AllLevels(), 16, "ChangeCustomQVT", {-1.0, 255.0}),
-            MapChannels(AllLevels(), inverse, inverse, inverse));
+  EXPECT_EQ(Apply(AllLevels(), 16, "ChangeCustomQVT", {-1.0, 255.0}), MapChannels(AllLevels(), inverse, inverse, inverse));
 }
 
 TEST_F(Tone, LinearBrightnessMatchesPerPixelDoubleArithmetic) {
@@ -96,16 +91,11 @@ TEST_F(Tone, InvertLeavesBlackOutsideTheClippedRectangle) {
     int32_t left, top, width, height;  // the arguments
     int32_t l, t, r, b;                // the inverted rectangle
   };
-  const Case cases[] = {{-5, -5, 10, 10, 0, 0, 5, 5},
-                        {0, 0, 20, 20, 0, 0, 20, 20},
-                        {3, 17, 4, 100, 3, 17, 7, 20},
-                        {0, 0, 0, 0, 0, 0, 0, 0},
-                        {25, 0, 10, 10, 0, 0, 0, 0},
-                        {5, 5, -3, 10, 0, 0, 0, 0},
-                        // Right and bottom are formed from the arguments without overflowing.
-                        {-10, -10, big, big, 0, 0, 20, 20},
-                        {big, big, big, big, 0, 0, 0, 0},
-                        {small, small, big, big, 0, 0, 0, 0}};
+  const Case cases[] = {
+      {-5, -5, 10, 10, 0, 0, 5, 5},   {0, 0, 20, 20, 0, 0, 20, 20},     {3, 17, 4, 100, 3, 17, 7, 20},
+      {0, 0, 0, 0, 0, 0, 0, 0},       {25, 0, 10, 10, 0, 0, 0, 0},      {5, 5, -3, 10, 0, 0, 0, 0},
+      // Right and bottom are formed from the arguments without overflowing.
+      {-10, -10, big, big, 0, 0, 20, 20}, {big, big, big, big, 0, 0, 0, 0}, {small, small, big, big, 0, 0, 0, 0}};
   for (const Case& c : cases) {
     std::vector<uint32_t> expected(src.size(), 0);
     for (int32_t i = 0; i < 400; ++i)
@@ -122,16 +112,11 @@ TEST_F(Tone, AutoLevelOnePixelAndFlatColours) {
   // is at the threshold and goes to 0, the levels above it to 255.
   EXPECT_EQ(Apply({Rgb(100, 150, 200)}, 1, "AutoLevelQVT"), (std::vector<uint32_t>{Rgb(0, 255, 255)}));
   EXPECT_EQ(Apply({Rgb(140, 143, 0)}, 1, "AutoLevelQVT"), (std::vector<uint32_t>{Rgb(0, 255, 0)}));
-  const std::map<uint32_t, uint32_t> flat = {{Grey(1), 0xFFFFFF},
-                                             {Grey(4), 0xFFFFFF},
-                                             {Grey(128), 0xFFFFFF},
-                                             {Grey(255), 0xFFFFFF},
-                                             {0, 0},
-                                             {0xFF0000, 0xFF0000},
+  const std::map<uint32_t, uint32_t> flat = {{Grey(1), 0xFFFFFF}, {Grey(4), 0xFFFFFF}, {Grey(128), 0xFFFFFF},
+                                             {Grey(255), 0xFFFFFF}, {0, 0}, {0xFF0000, 0xFF0000},
                                              {Rgb(0, 0, 99), Rgb(0, 0, 255)}};
   for (auto [colour, result] : flat) {
-    EXPECT_EQ(Apply(std::vector<uint32_t>(100, colour), 10, "AutoLevelQVT"), std::vector<uint32_t>(100, result))
-        << colour;
+    EXPECT_EQ(Apply(std::vector<uint32_t>(100, colour), 10, "AutoLevelQVT"), std::vector<uint32_t>(100, result)) << colour;
   }
 }
 

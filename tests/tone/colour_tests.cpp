@@ -49,18 +49,16 @@ TEST_F(ToneColours, CountColorsBuildsChannelHistograms) {
   EXPECT_EQ(host().References(oldBlue), 1);
   ASSERT_FALSE(red.IsNil() || blue.IsNil() || green.IsNil());
   EXPECT_EQ(count.AsInt(), 1200);
-  const std::vector<uint8_t> blocks[3] = {host().Bytes(red.AsRef()), host().Bytes(green.AsRef()),
-                                          host().Bytes(blue.AsRef())};
+  const std::vector<uint8_t> blocks[3] = {host().Bytes(red.AsRef()), host().Bytes(green.AsRef()), host().Bytes(blue.AsRef())};
   for (int k = 0; k < 3; ++k) {
     ASSERT_EQ(blocks[k].size(), 1024u) << k;
-    for (int i = 0; i < 256; ++i)
-      ASSERT_EQ(Counter(blocks[k], i), AtLevel(sample, k, i)) << "channel " << k << " level " << i;
+    for (int i = 0; i < 256; ++i) ASSERT_EQ(Counter(blocks[k], i), AtLevel(sample, k, i)) << "channel " << k << " level " << i;
   }
 
   // An unreadable picture: -1, every block released and set to nil.
   ph::Ref foreign = host().NewForeignPicture(2, 2, std::vector<uint32_t>(4, 0));
   DirectCalls direct(host());
-  direct.RefuseNewPictures(true);   // the foreign picture's clone cannot be made
+  direct.RefuseNewPictures(true);  // the foreign picture's clone cannot be made
   ph::Ref r = oldRed, g = oldBlue;  // references handed to the plug-in
   auto* redBlock = static_cast<REALmemoryBlockStruct*>(r.handle());
   auto* greenBlock = static_cast<REALmemoryBlockStruct*>(g.handle());
@@ -85,15 +83,11 @@ TEST_F(ToneColours, TransformColorsMapsEachChannelThroughItsTable) {
   };
   ph::Ref identity = table([](int i) { return uint8_t(i); }), zeros = host().NewMemoryBlock(256);
   ph::Ref inverse = table([](int i) { return uint8_t(255 - i); }), half = table([](int i) { return uint8_t(i / 2); });
-  auto call = [&](const ph::Ref& a, const ph::Ref& b, const ph::Ref& c) {
-    return host().Call(p, "TransformColorsQVT", {a, b, c});
-  };
+  auto call = [&](const ph::Ref& a, const ph::Ref& b, const ph::Ref& c) { return host().Call(p, "TransformColorsQVT", {a, b, c}); };
   EXPECT_EQ(host().Pixels(AsPicture(call(identity, identity, identity))), sample);
   // Arguments are red, blue, green: the second table acts on blue.
-  EXPECT_EQ(
-      host().Pixels(AsPicture(call(half, inverse, zeros))),
-      MapChannels(
-          sample, [](uint32_t s) { return s / 2; }, [](uint32_t) { return 0u; }, [](uint32_t s) { return 255 - s; }));
+  EXPECT_EQ(host().Pixels(AsPicture(call(half, inverse, zeros))),
+            MapChannels(sample, [](uint32_t s) { return s / 2; }, [](uint32_t) { return 0u; }, [](uint32_t s) { return 255 - s; }));
   EXPECT_EQ(host().Pixels(p), sample);
   // (Tables missing or one byte short are refused: see the sweep.)
   // A histogram block is read as bytes: byte 255 is the top byte of counter 63.
@@ -136,8 +130,7 @@ TEST(ToneCommandLine, HistogramsAreWrittenBesideTheOutput) {
   for (auto [channel, k] : {std::pair{"red", 0}, {"green", 1}, {"blue", 2}}) {
     const std::string bytes = Slurp(dir / (std::string("hist.") + channel));
     ASSERT_EQ(bytes.size(), 1024u) << channel;
-    for (int i : {0, 128, 255})
-      EXPECT_EQ(Counter({bytes.begin(), bytes.end()}, i), AtLevel(sample, k, i)) << channel << " " << i;
+    for (int i : {0, 128, 255}) EXPECT_EQ(Counter({bytes.begin(), bytes.end()}, i), AtLevel(sample, k, i)) << channel << " " << i;
   }
 }
 
