@@ -7,6 +7,7 @@
 // checks are skipped; the layouts without pointers (palette, minimum and
 // maximum finder, RB::Rect) and the method-record strides (in words) are
 // checked in both builds.
+#include <cmath>
 #include <cstring>
 #include <set>
 #include <sstream>
@@ -157,12 +158,14 @@ TEST_F(Layout, RegistrationRecordsHaveTheDocumentedWords) {
   }
 }
 
-// Hosts from 5.9 on (and any host that answers its version) get method
-// records of four words; older ones, or one that cannot say, three words
-// without flags. Global methods keep the full form.
+// Hosts from 5.9 on get method records of four words, and so does one whose
+// answer is not a number (it cannot be shown to be old); older ones, or one
+// that cannot say, three words without flags. Global methods keep the full
+// form.
 TEST_F(Layout, MethodRecordsAreFourWordsForNewHostsThreeForOldOnes) {
   struct Case { double version; std::set<std::string> without; size_t words; };
-  for (const Case& c : {Case{5.9, {}, 4}, Case{2007.0, {}, 4}, Case{5.8, {}, 3}, Case{2007.0, {"REALGetRBVersion"}, 3}}) {
+  for (const Case& c : {Case{5.9, {}, 4}, Case{2007.0, {}, 4}, Case{std::nan(""), {}, 4}, Case{5.8, {}, 3},
+                        Case{2007.0, {"REALGetRBVersion"}, 3}}) {
     SCOPED_TRACE(testing::Message() << c.version << " " << c.without.size());
     const std::unique_ptr<ph::Host> privateHost = PrivateHost(c.without, c.version);
     ph::Host& host = *privateHost;
