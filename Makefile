@@ -132,7 +132,7 @@ coverage: setup-test
 
 # Plants each fault of tools/mutants.txt alone in a scratch copy and runs the
 # 64-bit suite on it; prints caught or missed per fault and the score. Takes
-# about an hour; not part of `make test`.
+# about half an hour; not part of `make test`.
 mutants: setup-test
 	@tools/setup.sh python3
 	python3 tools/mutants.py
