@@ -1,6 +1,6 @@
 // Pictures shared by the benchmarks: the built-in sample picture with a little
 // noise on every channel (as a camera picture has; it keeps data-dependent
-// branches honest), laid out as a reader sees it and as a writer holds it.
+// branches honest).
 #pragma once
 
 #include <cstdint>
@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "host/host.h"
-#include "pixels/picture_access.h"
+#include "tests/support/images.h"
 
 namespace bench {
 
@@ -36,45 +36,10 @@ inline std::vector<uint32_t> BenchPixels(int32_t width, int32_t height, uint32_t
   return pixels;
 }
 
-// A reader over memory of its own: 3 bytes per pixel, rows padded to 4 bytes.
-struct ReaderImage {
-  std::vector<uint8_t> bytes;
-  PictureReader reader{};
-
-  ReaderImage(int32_t width, int32_t height, const std::vector<uint32_t>& pixels) {
-    const int32_t rowBytes = (3 * width + 3) & ~3;
-    bytes.assign(static_cast<size_t>(rowBytes) * height, 0);
-    for (int32_t y = 0; y < height; ++y) {
-      uint8_t* row = bytes.data() + static_cast<size_t>(y) * rowBytes;
-      for (int32_t x = 0; x < width; ++x) {
-        const uint32_t p = pixels[static_cast<size_t>(y) * width + x];
-        row[3 * x] = static_cast<uint8_t>(p >> 16);
-        row[3 * x + 1] = static_cast<uint8_t>(p >> 8);
-        row[3 * x + 2] = static_cast<uint8_t>(p);
-      }
-    }
-    reader.rowBytes = rowBytes;
-    reader.base = bytes.data();
-    reader.width = width;
-    reader.height = height;
-  }
-  const uint8_t* Row(int32_t y) const { return ReaderRow(reader, y); }
-};
-
-// A writer over memory of its own, allocated (and touched) once, so that a
-// kernel benchmark measures the kernel and not the first touch of new pages.
-struct WriterImage {
-  std::vector<uint32_t> words;
-  PictureWriter writer{};
-
-  WriterImage(int32_t width, int32_t height) {
-    words.assign(static_cast<size_t>(width) * (height + 1), 0);
-    writer.rowBytes = 4 * width;
-    writer.base = reinterpret_cast<uint8_t*>(words.data());
-    writer.width = width;
-    writer.height = height;
-  }
-  uint32_t* Row(int32_t y) { return WriterRow(writer, y); }
-};
+// Readers and writers over memory of their own, allocated (and touched) once,
+// so that a kernel benchmark measures the kernel and not the first touch of
+// new pages.
+using testpix::ReaderImage;
+using testpix::WriterImage;
 
 }  // namespace bench

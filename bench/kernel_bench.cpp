@@ -89,10 +89,6 @@ struct ShearPasses {
   WriterImage* out3 = nullptr;
 };
 
-std::vector<uint32_t> Words(WriterImage& w) {
-  return std::vector<uint32_t>(w.words.begin(), w.words.end() - w.writer.width);
-}
-
 void Pass1(const PictureReader& src, PictureWriter& dst, const ShearPasses& sp, uint32_t background) {
   for (int32_t k = 0; k < src.height; ++k) {
     const double o = (k + 0.5) * sp.t;
@@ -135,9 +131,9 @@ ShearPasses& Shears() {
     p->out2 = new WriterImage(p->sizes.width1, p->sizes.height2);
     p->out3 = new WriterImage(p->sizes.width3, p->sizes.height2);
     Pass1(P().source.reader, p->out1->writer, *p, 0xFFFFFF);
-    p->pass1 = new ReaderImage(p->sizes.width1, kHeight, Words(*p->out1));
+    p->pass1 = new ReaderImage(p->sizes.width1, kHeight, p->out1->Pixels());
     Pass2(p->pass1->reader, p->out2->writer, *p, 0xFFFFFF);
-    p->pass2 = new ReaderImage(p->sizes.width1, p->sizes.height2, Words(*p->out2));
+    p->pass2 = new ReaderImage(p->sizes.width1, p->sizes.height2, p->out2->Pixels());
     return p;
   }();
   return *sp;

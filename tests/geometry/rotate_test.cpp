@@ -7,9 +7,11 @@
 
 #include "geometry/handlers.h"
 #include "geometry/kernels.h"
-#include "tests/geometry/geometry_test_support.h"
+#include "tests/support/direct_calls.h"
+#include "tests/support/images.h"
+#include "tests/support/pixels.h"
 
-using namespace geometry_test;
+using namespace testpix;
 
 namespace {
 
@@ -67,7 +69,7 @@ TEST(GeometryRotateShear, LineBlendsWithNeighbourAndBackground) {
 TEST(GeometryRotateShear, BlockedColumnsMatchSingleColumns) {
   std::mt19937 rng(42);
   const int32_t w = kColumnBlock + 5;
-  ReaderImage src(w, 13, RandomPixels(w, 13, 1));
+  ReaderImage src(w, 13, RandomPixels(w * 13, 1));
   WriterImage blocked(w, 30), single(w, 30);
   std::vector<int32_t> shifts(w);
   std::vector<double> weights(w);
@@ -127,7 +129,7 @@ TEST_F(GeometryRotateMethod, ResultSizesAndExactTurns) {
     EXPECT_EQ(std::pair(host().Width(out), host().Height(out)), std::pair(c.rw, c.rh)) << c.angle;
   }
   // Exact multiples of 90 degrees are the turns, without blending.
-  const auto px = RandomPixels(5, 3, 3);
+  const auto px = RandomPixels(5 * 3, 3);
   ph::Ref pic = Picture(5, 3, px);
   const std::pair<double, const char*> turns[] = {
       {0, "CloneQVT"},       {360, "CloneQVT"},      {-360, "CloneQVT"},    {720, "CloneQVT"},
@@ -175,7 +177,7 @@ TEST_F(GeometryRotateMethod, MatchesGeometricRotation) {
 }
 
 TEST_F(GeometryRotateMethod, TinyResidualAddsOneBackgroundRowAndColumn) {
-  const auto px = RandomPixels(7, 5, 5);
+  const auto px = RandomPixels(7 * 5, 5);
   ph::Ref pic = Picture(7, 5, px);
   const auto quarter = testpix::QuarterTurn(px, 7, 5);  // 5 x 7
   ph::Ref out = Rotated(pic, 90.0000001, 0x0000FF);
@@ -204,7 +206,7 @@ TEST_F(GeometryRotateMethod, BadInputGivesNilAndReleasesEverything) {
     REALpictureStruct* ok = Rotate(handle, angle, 0);
     EXPECT_NE(ok, nullptr);
     EXPECT_EQ(direct.Builds(), builds);
-    Release(ok);
+    direct.Adopt(ok);
   }
   // 32767 x 12 sheared by 10 degrees: the first pass would be 32767 +
   // trunc(tan 5 * 12) = 32768 wide, so nothing is turned or built (the result,

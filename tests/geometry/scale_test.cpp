@@ -4,9 +4,11 @@
 
 #include "geometry/handlers.h"
 #include "geometry/kernels.h"
-#include "tests/geometry/geometry_test_support.h"
+#include "tests/support/direct_calls.h"
+#include "tests/support/images.h"
+#include "tests/support/pixels.h"
 
-using namespace geometry_test;
+using namespace testpix;
 using testpix::B;
 using testpix::G;
 using testpix::R;
@@ -29,7 +31,7 @@ TEST(GeometryScaleKernels, CubicWeightsAreTheHermitePair) {
 // not 15, and (26 / 46) * 23 to 12, not 13.
 TEST(GeometryScaleKernels, BoxMatchesPerPixelMeans) {
   for (auto [sw, sh, dw, dh] : {std::array{7, 5, 3, 2}, {10, 9, 4, 6}, {9, 4, 6, 4}, {5, 3, 5, 7}, {6, 6, 1, 1}, {30, 30, 22, 22}, {26, 26, 46, 46}}) {
-    const auto px = RandomPixels(sw, sh, static_cast<uint32_t>(sw * 31 + dw));
+    const auto px = RandomPixels(sw * sh, static_cast<uint32_t>(sw * 31 + dw));
     ReaderImage src(sw, sh, px);
     WriterImage dst(dw, dh);
     ScaleBox(src.reader, dst.writer);

@@ -1,9 +1,11 @@
 // Right-angle turns and mirrors: exact permutations, sizes, and refusals.
 #include "geometry/handlers.h"
 #include "geometry/kernels.h"
-#include "tests/geometry/geometry_test_support.h"
+#include "tests/support/direct_calls.h"
+#include "tests/support/images.h"
+#include "tests/support/pixels.h"
 
-using namespace geometry_test;
+using namespace testpix;
 
 namespace {
 
@@ -47,9 +49,10 @@ std::vector<uint32_t> Mapped(const Turn& t, int32_t w, int32_t h, const std::vec
 
 TEST(GeometryTurnKernels, MatchPixelMapping) {
   for (auto [w, h] : {std::pair{1, 1}, {3, 1}, {2, 2}, {37, 70}, {70, 37}, {1, 65}, {65, 1}, {64, 64}}) {
-    const auto px = RandomPixels(w, h, static_cast<uint32_t>(w * 1000 + h));
-    for (const Turn& t : kTurns)
+    const auto px = RandomPixels(w * h, static_cast<uint32_t>(w * 1000 + h));
+    for (const Turn& t : kTurns) {
       if (t.kernel) EXPECT_EQ(RunKernel(t, w, h, px), Mapped(t, w, h, px)) << t.method << " " << w << "x" << h;
+    }
   }
 }
 
@@ -58,7 +61,7 @@ class GeometryTurnMethods : public HostTest {};
 // Through the host: a new picture of the turned size, also of a picture that
 // is no drawable (read through its clone); the receiver unchanged.
 TEST_F(GeometryTurnMethods, ResultsThroughTheHost) {
-  const auto px = RandomPixels(5, 3, 7);
+  const auto px = RandomPixels(5 * 3, 7);
   ph::Ref pic = Picture(5, 3, px), foreign = host().NewForeignPicture(5, 3, px);
   for (const Turn& t : kTurns) {
     for (const ph::Ref& source : {pic, foreign}) {

@@ -5,8 +5,6 @@
 // Each case's number is in its failure message; kCases of each family run
 // from a fixed seed.
 #include <gtest/gtest.h>
-#include <sys/mman.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
@@ -25,36 +23,15 @@
 #include "pixels/pixel_math.h"
 #include "tone/handlers.h"
 #include "tone/kernels.h"
+#include "tests/support/images.h"
 
 namespace {
 
+using testpix::GuardedBuffer;
+using testpix::ReaderImage;
+using testpix::WriterImage;
+
 constexpr int kCases = 300;
-
-// `size` bytes that end exactly at an inaccessible page. Freed at the end.
-class GuardedBuffer {
- public:
-  explicit GuardedBuffer(size_t size) : size_(size) {
-    const size_t page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
-    mapped_ = (size + page - 1) / page * page + page;
-    base_ = static_cast<uint8_t*>(mmap(nullptr, mapped_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
-    if (base_ == MAP_FAILED) throw std::bad_alloc();
-    mprotect(base_ + mapped_ - page, page, PROT_NONE);
-    data_ = base_ + mapped_ - page - size;
-  }
-  ~GuardedBuffer() { munmap(base_, mapped_); }
-  GuardedBuffer(const GuardedBuffer&) = delete;
-  GuardedBuffer& operator=(const GuardedBuffer&) = delete;
-
-  uint8_t* data() { return data_; }
-  uint32_t* words() { return reinterpret_cast<uint32_t*>(data_); }
-  size_t size() const { return size_; }
-  std::vector<uint8_t> bytes() const { return std::vector<uint8_t>(data_, data_ + size_); }
-
- private:
-  size_t size_, mapped_;
-  uint8_t* base_;
-  uint8_t* data_;
-};
 
 class Random {
  public:
@@ -81,6 +58,15 @@ struct SourceRow {
   const uint8_t* data() { return buffer.data(); }
 };
 
+// A reader of random bytes whose rows are `rowBytes` apart.
+struct RandomImage : ReaderImage {
+  RandomImage(Random& r, int32_t width, int32_t height, int32_t rowBytes) : ReaderImage(width, height, rowBytes) {
+    r.Fill(buffer.data(), buffer.size());
+  }
+};
+
+uint32_t* Words(uint8_t* d) { return reinterpret_cast<uint32_t*>(d); }
+
 // Runs `plain` and `fast` into two destinations of `bytes` bytes, both filled
 // with the same pattern first, and compares them.
 void ExpectSameOutput(size_t bytes, const std::function<void(uint8_t*)>& plain,
@@ -93,44 +79,16 @@ void ExpectSameOutput(size_t bytes, const std::function<void(uint8_t*)>& plain,
   ASSERT_EQ(a.bytes(), b.bytes());
 }
 
-// A reader over a guarded buffer: `rowBytes` at least 3 * width, the last
-// row's last pixel at the end of the buffer.
-struct GuardedImage {
-  GuardedBuffer buffer;
-  PictureReader reader{};
-  GuardedImage(Random& r, int32_t width, int32_t height, int32_t rowBytes)
-      : buffer(static_cast<size_t>(rowBytes) * (height - 1) + 3 * static_cast<size_t>(width)) {
-    r.Fill(buffer.data(), buffer.size());
-    reader.rowBytes = rowBytes;
-    reader.base = buffer.data();
-    reader.width = width;
-    reader.height = height;
-  }
-};
-
-// A writer over a guarded buffer (the spare row included, as a writer has it).
-struct GuardedWriter {
-  GuardedBuffer buffer;
-  PictureWriter writer{};
-  GuardedWriter(int32_t width, int32_t height) : buffer(4 * static_cast<size_t>(width) * (height + 1)) {
-    std::memset(buffer.data(), 0, buffer.size());
-    writer.rowBytes = 4 * width;
-    writer.base = buffer.data();
-    writer.width = width;
-    writer.height = height;
-  }
-};
-
 TEST(FastKernels, RowConversionsAndMirror) {
   Random r(1);
   for (int n = 0; n < kCases; ++n) {
     SCOPED_TRACE(n);
     const int32_t w = r.Width();
     SourceRow src(r, w);
-    ExpectSameOutput(4 * w, [&](uint8_t* d) { Rgb24ToXrgbRow(src.data(), reinterpret_cast<uint32_t*>(d), w); },
-                     [&](uint8_t* d) { Rgb24ToXrgbRowFast(src.data(), reinterpret_cast<uint32_t*>(d), w); });
-    ExpectSameOutput(4 * w, [&](uint8_t* d) { Rgb24ToXrgbMirrorRow(src.data(), reinterpret_cast<uint32_t*>(d), w); },
-                     [&](uint8_t* d) { Rgb24ToXrgbMirrorRowFast(src.data(), reinterpret_cast<uint32_t*>(d), w); });
+    ExpectSameOutput(4 * w, [&](uint8_t* d) { Rgb24ToXrgbRow(src.data(), Words(d), w); },
+                     [&](uint8_t* d) { Rgb24ToXrgbRowFast(src.data(), Words(d), w); });
+    ExpectSameOutput(4 * w, [&](uint8_t* d) { Rgb24ToXrgbMirrorRow(src.data(), Words(d), w); },
+                     [&](uint8_t* d) { Rgb24ToXrgbMirrorRowFast(src.data(), Words(d), w); });
   }
 }
 
@@ -139,9 +97,9 @@ TEST(FastKernels, QuarterTurns) {
   for (int n = 0; n < 60; ++n) {
     SCOPED_TRACE(n);
     const int32_t w = r.Int(1, 90), h = r.Int(1, 90);
-    GuardedImage image(r, w, h, 3 * w + r.Int(0, 1) * 4);
+    RandomImage image(r, w, h, 3 * w + r.Int(0, 1) * 4);
     for (bool quarter : {true, false}) {
-      GuardedWriter a(h, w), b(h, w);
+      WriterImage a(h, w), b(h, w);
       const ptrdiff_t rowWords = h;  // the destination is h wide
       // Rotate90's and Rotate270's placements.
       uint32_t* originA = quarter ? WriterRow(a.writer, w - 1) : WriterRow(a.writer, 0) + (h - 1);
@@ -173,8 +131,8 @@ TEST(FastKernels, ChannelTables) {
       }
     }
     ExpectSameOutput(
-        4 * w, [&](uint8_t* d) { ChannelTableRow(src.data(), reinterpret_cast<uint32_t*>(d), w, t.red, t.green, t.blue); },
-        [&](uint8_t* d) { ChannelTableRowFast(src.data(), reinterpret_cast<uint32_t*>(d), w, t.red, t.green, t.blue); });
+        4 * w, [&](uint8_t* d) { ChannelTableRow(src.data(), Words(d), w, t.red, t.green, t.blue); },
+        [&](uint8_t* d) { ChannelTableRowFast(src.data(), Words(d), w, t.red, t.green, t.blue); });
   }
 }
 
@@ -205,26 +163,25 @@ TEST(FastKernels, BlendsCombineTintSepia) {
     SCOPED_TRACE(n);
     const int32_t w = r.Width();
     SourceRow a(r, w), b(r, w), m(r, w);
-    auto words = [](uint8_t* d) { return reinterpret_cast<uint32_t*>(d); };
     // Weights around 100 % and, now and then, beyond the 32-bit path.
     const int32_t ws = r.Chance(80) ? FixedWeight(r.Real(-3, 3)) : FixedWeight(r.Real(-3e6, 3e6));
     const int32_t wd = r.Chance(80) ? FixedWeight(r.Real(-3, 3)) : FixedWeight(r.Real(-3e6, 3e6));
-    ExpectSameOutput(4 * w, [&](uint8_t* d) { BlendRow(a.data(), b.data(), words(d), w, ws, wd); },
-                     [&](uint8_t* d) { BlendRowFast(a.data(), b.data(), words(d), w, ws, wd); });
-    ExpectSameOutput(4 * w, [&](uint8_t* d) { BlendMaskRow(a.data(), b.data(), m.data(), words(d), w); },
-                     [&](uint8_t* d) { BlendMaskRowFast(a.data(), b.data(), m.data(), words(d), w); });
-    ExpectSameOutput(4 * w, [&](uint8_t* d) { CombineRow(a.data(), b.data(), m.data(), words(d), w); },
-                     [&](uint8_t* d) { CombineRowFast(a.data(), b.data(), m.data(), words(d), w); });
+    ExpectSameOutput(4 * w, [&](uint8_t* d) { BlendRow(a.data(), b.data(), Words(d), w, ws, wd); },
+                     [&](uint8_t* d) { BlendRowFast(a.data(), b.data(), Words(d), w, ws, wd); });
+    ExpectSameOutput(4 * w, [&](uint8_t* d) { BlendMaskRow(a.data(), b.data(), m.data(), Words(d), w); },
+                     [&](uint8_t* d) { BlendMaskRowFast(a.data(), b.data(), m.data(), Words(d), w); });
+    ExpectSameOutput(4 * w, [&](uint8_t* d) { CombineRow(a.data(), b.data(), m.data(), Words(d), w); },
+                     [&](uint8_t* d) { CombineRowFast(a.data(), b.data(), m.data(), Words(d), w); });
     const TintWeights tint =
         MakeTintWeights(static_cast<uint32_t>(r.Int(0, 0xFFFFFF)), static_cast<uint32_t>(r.Int(0, 0xFFFFFF)));
-    ExpectSameOutput(4 * w, [&](uint8_t* d) { TintRow(a.data(), words(d), w, tint); },
-                     [&](uint8_t* d) { TintRowFast(a.data(), words(d), w, tint); });
+    ExpectSameOutput(4 * w, [&](uint8_t* d) { TintRow(a.data(), Words(d), w, tint); },
+                     [&](uint8_t* d) { TintRowFast(a.data(), Words(d), w, tint); });
     const double range = r.Chance(80) ? 2 : 1e7;
     SepiaWeights sepia = {FixedWeight(r.Real(-range, range)), FixedWeight(r.Real(-range, range)),
                           FixedWeight(r.Real(-range, range)),
                           {r.Int(-300, 300), r.Int(-300, 300), r.Chance(90) ? r.Int(-300, 300) : INT32_MIN}};
-    ExpectSameOutput(4 * w, [&](uint8_t* d) { SepiaRow(a.data(), words(d), w, sepia); },
-                     [&](uint8_t* d) { SepiaRowFast(a.data(), words(d), w, sepia); });
+    ExpectSameOutput(4 * w, [&](uint8_t* d) { SepiaRow(a.data(), Words(d), w, sepia); },
+                     [&](uint8_t* d) { SepiaRowFast(a.data(), Words(d), w, sepia); });
   }
 }
 
@@ -244,8 +201,8 @@ TEST(FastKernels, ColourMatrix) {
     }
     if (r.Chance(10)) m.weight[r.Int(0, 2)][r.Int(0, 2)] = std::numeric_limits<double>::quiet_NaN();
     if (r.Chance(10)) m.weight[r.Int(0, 2)][r.Int(0, 2)] = -std::numeric_limits<double>::infinity();
-    ExpectSameOutput(4 * w, [&](uint8_t* d) { ColorMatrixRow(src.data(), reinterpret_cast<uint32_t*>(d), w, m); },
-                     [&](uint8_t* d) { ColorMatrixRowFast(src.data(), reinterpret_cast<uint32_t*>(d), w, m); });
+    ExpectSameOutput(4 * w, [&](uint8_t* d) { ColorMatrixRow(src.data(), Words(d), w, m); },
+                     [&](uint8_t* d) { ColorMatrixRowFast(src.data(), Words(d), w, m); });
   }
 }
 
@@ -255,7 +212,7 @@ TEST(FastKernels, MatrixFilterRows) {
     SCOPED_TRACE(n);
     const int32_t count = r.Width();
     const int32_t w = count + 4;
-    GuardedImage image(r, w, 5, 3 * w + 4 * r.Int(0, 1));
+    RandomImage image(r, w, 5, 3 * w + 4 * r.Int(0, 1));
     const uint8_t* rows[5];
     for (int k = 0; k < 5; ++k) rows[k] = ReaderRow(image.reader, k);
     int32_t cells[25];
@@ -267,8 +224,8 @@ TEST(FastKernels, MatrixFilterRows) {
     kernel.scale = r.Chance(30) ? 1.0 : r.Real(-0.1, 0.1);
     kernel.channels = static_cast<uint32_t>(r.Int(0, 7));
     ExpectSameOutput(4 * count,
-                     [&](uint8_t* d) { MatrixRow(rows, reinterpret_cast<uint32_t*>(d), count, kernel); },
-                     [&](uint8_t* d) { MatrixRowFast(rows, reinterpret_cast<uint32_t*>(d), count, kernel); });
+                     [&](uint8_t* d) { MatrixRow(rows, Words(d), count, kernel); },
+                     [&](uint8_t* d) { MatrixRowFast(rows, Words(d), count, kernel); });
   }
 }
 
@@ -292,12 +249,12 @@ TEST(FastKernels, ConvolutionPasses) {
     ExpectSameOutput(3 * count, [&](uint8_t* d) { ConvolveRowHorizontal(src.data(), d, count, k); },
                      [&](uint8_t* d) { ConvolveRowHorizontalFast(src.data(), d, count, k); });
     const int32_t stride = 3 * count + 3 * r.Int(0, 2);
-    GuardedImage column(r, count, k.count, stride);
+    RandomImage column(r, count, k.count, stride);
     ExpectSameOutput(
         4 * count,
-        [&](uint8_t* d) { ConvolveRowVertical(column.buffer.data(), stride, reinterpret_cast<uint32_t*>(d), count, k); },
+        [&](uint8_t* d) { ConvolveRowVertical(column.buffer.data(), stride, Words(d), count, k); },
         [&](uint8_t* d) {
-          ConvolveRowVerticalFast(column.buffer.data(), stride, reinterpret_cast<uint32_t*>(d), count, k);
+          ConvolveRowVerticalFast(column.buffer.data(), stride, Words(d), count, k);
         });
   }
 }
@@ -355,13 +312,13 @@ TEST(FastKernels, MemoryBlockRows) {
                      [&](uint8_t* d) { Rgb24ChannelToStrideRowFast(src.data(), d, w, channel, stride); });
     GuardedBuffer argb(4 * static_cast<size_t>(w));
     r.Fill(argb.data(), argb.size());
-    ExpectSameOutput(4 * w, [&](uint8_t* d) { ArgbToXrgbRow(argb.data(), reinterpret_cast<uint32_t*>(d), w, little); },
-                     [&](uint8_t* d) { ArgbToXrgbRowFast(argb.data(), reinterpret_cast<uint32_t*>(d), w, little); });
+    ExpectSameOutput(4 * w, [&](uint8_t* d) { ArgbToXrgbRow(argb.data(), Words(d), w, little); },
+                     [&](uint8_t* d) { ArgbToXrgbRowFast(argb.data(), Words(d), w, little); });
     GuardedBuffer grey(static_cast<size_t>(w - 1) * stride + 1);
     r.Fill(grey.data(), grey.size());
     ExpectSameOutput(
-        4 * w, [&](uint8_t* d) { GrayStrideToXrgbRow(grey.data(), reinterpret_cast<uint32_t*>(d), w, stride); },
-        [&](uint8_t* d) { GrayStrideToXrgbRowFast(grey.data(), reinterpret_cast<uint32_t*>(d), w, stride); });
+        4 * w, [&](uint8_t* d) { GrayStrideToXrgbRow(grey.data(), Words(d), w, stride); },
+        [&](uint8_t* d) { GrayStrideToXrgbRowFast(grey.data(), Words(d), w, stride); });
   }
 }
 
@@ -377,22 +334,22 @@ TEST(FastKernels, Shears) {
     ExpectSameOutput(
         4 * static_cast<size_t>(dstLength),
         [&](uint8_t* d) {
-          SkewLine(src.data(), 3, length, reinterpret_cast<uint32_t*>(d), 1, dstLength, shift, weight, background);
+          SkewLine(src.data(), 3, length, Words(d), 1, dstLength, shift, weight, background);
         },
         [&](uint8_t* d) {
-          SkewLineFast(src.data(), 3, length, reinterpret_cast<uint32_t*>(d), 1, dstLength, shift, weight, background);
+          SkewLineFast(src.data(), 3, length, Words(d), 1, dstLength, shift, weight, background);
         });
   }
   for (int n = 0; n < 60; ++n) {
     SCOPED_TRACE(n);
     const int32_t w = r.Int(1, 40), h = r.Int(1, 60), dstH = r.Int(1, 90);
-    GuardedImage image(r, w, h, 3 * w + 4 * r.Int(0, 1));
+    RandomImage image(r, w, h, 3 * w + 4 * r.Int(0, 1));
     const int32_t first = r.Int(0, w - 1), count = r.Int(1, std::min(kColumnBlock, w - first));
     int32_t shifts[kColumnBlock];
     double weights[kColumnBlock];
     for (int32_t j = 0; j < count; ++j) shifts[j] = r.Int(-70, 90), weights[j] = r.Real(0, 1);
     const uint32_t background = static_cast<uint32_t>(r.Int(0, 0xFFFFFF));
-    GuardedWriter a(w, dstH), b(w, dstH);
+    WriterImage a(w, dstH), b(w, dstH);
     VertSkewColumns(image.reader, a.writer, first, count, shifts, weights, background);
     VertSkewColumnsFast(image.reader, b.writer, first, count, shifts, weights, background);
     ASSERT_EQ(a.buffer.bytes(), b.buffer.bytes());
@@ -413,8 +370,8 @@ TEST(FastKernels, Scaling) {
       return r.Int(1, most);
     };
     const int32_t nw = size(w, 150), nh = size(h, 100);
-    GuardedImage image(r, w, h, 3 * w + 4 * r.Int(0, 1));
-    GuardedWriter a(nw, nh), b(nw, nh);
+    RandomImage image(r, w, h, 3 * w + 4 * r.Int(0, 1));
+    WriterImage a(nw, nh), b(nw, nh);
     ScaleBox(image.reader, a.writer);
     ScaleBoxFast(image.reader, b.writer);
     ASSERT_EQ(a.buffer.bytes(), b.buffer.bytes());

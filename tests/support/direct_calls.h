@@ -6,7 +6,11 @@
 
 #include <vector>
 
+#include "plugin/host_interface.h"
 #include "tests/support/host_fixture.h"
+
+// The plug-in's view of a host picture, for calling its handlers directly.
+inline REALpictureStruct* Handle(const ph::Ref& r) { return static_cast<REALpictureStruct*>(r.handle()); }
 
 struct LockEvent { bool lock; const void* picture; bool operator==(const LockEvent&) const = default; };
 
