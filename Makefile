@@ -15,7 +15,13 @@ FUZZ_FRESH ?= 0
 # sanitizer and libFuzzer runtime for the fuzz targets.
 TEST_PACKAGES := libgtest-dev clang libclang-rt-14-dev
 
-.PHONY: all setup setup-test release demo test check build32 test32 clean fuzz-build fuzz memcheck bench test-plain \
+# The demo's photograph: "seeding" by Clemens Engelhardt (CC0-1.0), from the
+# Ubuntu Touch wallpapers packaged by Debian, scaled to 640 x 360 by
+# picturehost itself before the gallery runs on it.
+DEMO_PACKAGES := lomiri-wallpapers-16.04
+DEMO_PHOTO := /usr/share/backgrounds/seeding_by_Clements_Engelhardt.jpg
+
+.PHONY: all setup setup-test setup-demo release demo test check build32 test32 clean fuzz-build fuzz memcheck bench test-plain \
   coverage mutants
 
 all: release
@@ -26,12 +32,17 @@ setup:
 setup-test:
 	@tools/setup.sh $(TEST_PACKAGES)
 
+setup-demo:
+	@tools/setup.sh $(DEMO_PACKAGES)
+
 release: setup
 	cmake -S . -B $(RELEASE) -DCMAKE_BUILD_TYPE=Release -DPICTURE_TESTS=OFF
 	cmake --build $(RELEASE) -j$(JOBS)
 
-demo: release
+demo: setup-demo release
 	$(RELEASE)/picturehost demo --out-dir out/demo
+	$(RELEASE)/picturehost call --on $(DEMO_PHOTO) ScaleQVT 640 360 false --out out/photo-640x360.png
+	$(RELEASE)/picturehost demo --on out/photo-640x360.png --out-dir out/demo-photo
 
 # The 64-bit suite, then the 32-bit one; both decide the result, they must
 # count the same tests, and the digests of every method's output must agree
