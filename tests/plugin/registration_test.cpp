@@ -17,8 +17,8 @@ void ExpectNoProblems(ph::Host& host) {
 }  // namespace
 
 // The fixed values of every record, and the version announced as 9. (The
-// order of the registrations is what `picturehost list` prints, pinned in
-// wiring_test.cpp; the byte layout is in layout_test.cpp.)
+// order of the registrations, instance sizes and property offsets are in
+// api_surface_test.cpp.)
 TEST(Registration, RecordsHoldTheirFixedValues) {
   ASSERT_TRUE(SharedHost().AnnouncedVersion().has_value());
   EXPECT_EQ(*SharedHost().AnnouncedVersion(), 9);
