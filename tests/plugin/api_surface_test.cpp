@@ -555,108 +555,81 @@ TEST_F(ApiSurface, MethodRecordsAreFourWordsForNewHostsThreeForOldOnes) {
   }
 }
 
-// --- docs/api.md -----------------------------------------------------------
-
-using Key = std::pair<std::string, std::string>;  // owner ("Picture", "graphics", "global" or a class), text
-
-struct Entry { Key key; bool assignable = false; int line = 0; std::vector<std::string> examples; };
-
-struct Doc {
-  std::vector<Entry> entries;
-  std::map<std::string, std::set<std::string>> properties;  // class -> "Name as Type"
-};
-
-std::string Quoted(const std::string& line) {
-  const size_t open = line.find('`'), close = open == std::string::npos ? open : line.find('`', open + 1);
-  return close == std::string::npos ? "" : line.substr(open + 1, close - open - 1);
-}
-
-// Sections "## Picture methods", "## graphics methods", "## Global methods"
-// and "## Class NAME"; entries "#### `declaration`", properties "- `Name as
-// Type`" in class sections, examples indented "    picturehost ..." lines.
-// Other lines, and headings inside fenced blocks, are prose.
-Doc ReadDoc() {
-  Doc doc;
-  std::ifstream in(std::string(PICTURE_SOURCE_DIR) + "/docs/api.md");
-  const std::map<std::string, std::string> owners = {
-      {"Picture methods", "Picture"}, {"graphics methods", "graphics"}, {"Global methods", "global"}};
-  const std::regex property("- `\\w+ as \\w+`.*");
-  std::string line, owner;
-  bool fenced = false, inClass = false;
-  for (int number = 1; std::getline(in, line); ++number) {
-    if (line.rfind("```", 0) == 0) fenced = !fenced;
-    if (line.rfind("    picturehost ", 0) == 0) {
-      if (doc.entries.empty()) ADD_FAILURE() << "line " << number << ": an example before any entry";
-      else doc.entries.back().examples.push_back(line.substr(4));
-    }
-    if (fenced) continue;
-    if (line.rfind("## ", 0) == 0) {
-      const std::string heading = line.substr(3);
-      inClass = heading.rfind("Class ", 0) == 0;
-      owner = owners.count(heading) ? owners.at(heading) : inClass ? heading.substr(6) : "";
-    } else if (line.rfind("#### ", 0) == 0) {
-      if (owner.empty()) ADD_FAILURE() << "line " << number << ": an entry outside the API sections";
-      doc.entries.push_back({{owner, Quoted(line)}, line.find("*(assignable)*") != std::string::npos, number, {}});
-    } else if (inClass && std::regex_match(line, property)) {
-      doc.properties[owner].insert(Quoted(line));
-    }
-  }
-  return doc;
-}
-
-TEST_F(ApiSurface, DocumentsExactlyTheRegisteredDeclarationsAndProperties) {
-  std::map<Key, bool> declarations;  // -> has a setter
-  std::map<std::string, std::set<std::string>> properties;
+// docs/api.md: sections "## Picture methods", "## graphics methods", "## Global
+// methods" and "## Class NAME"; entries "#### `declaration`", followed by
+// " *(assignable)*" when it has a setter; properties "- `Name as Type`" in
+// class sections; examples indented "    picturehost ..." lines after their
+// entry. Other lines, and headings inside fenced blocks, are prose. Every
+// declaration and property is documented once under its owner and nothing
+// else is; every entry has an example that calls it, and every example runs
+// the way the command line runs it (in a scratch directory that sees the
+// source tree's tests/ folder for its data files): a nil result is fine, bad
+// input is not.
+TEST_F(ApiSurface, DocumentsExactlyTheApiWithExamplesThatCallIt) {
+  using Key = std::pair<std::string, std::string>;  // owner ("Picture", "graphics", "global" or a class), text
+  std::map<Key, bool> declarations;                  // -> has a setter
+  std::map<std::string, std::set<std::string>> properties, documentedProperties;
   for (const Row& row : Api()) {
     if (row.method()) declarations[{row.owner, row.text()}] = row.setter();
     for (const Property& p : row.properties()) properties[row.owner].insert(p.name + " as " + p.type);
   }
-  const Doc doc = ReadDoc();
-  ASSERT_GT(doc.entries.size(), 50u) << "docs/api.md was not read";
-  std::map<Key, const Entry*> documented;
-  for (const Entry& e : doc.entries) {
-    EXPECT_TRUE(declarations.count(e.key)) << "line " << e.line << ": \"" << e.key.second
-                                           << "\" is no registered declaration of " << e.key.first;
-    EXPECT_TRUE(documented.emplace(e.key, &e).second) << "line " << e.line << ": documented twice";
-  }
-  for (const auto& [key, setter] : declarations) {
-    const auto it = documented.find(key);
-    if (it == documented.end()) ADD_FAILURE() << key.first << ": \"" << key.second << "\" is not documented";
-    else EXPECT_EQ(it->second->assignable, setter) << "line " << it->second->line << ": \"" << key.second << "\" setter";
-  }
-  EXPECT_EQ(doc.properties, properties);  // the extensions have none
-}
-
-// Each entry has an example that calls it, and every example runs the way
-// the command line runs it (in a scratch directory that sees the source
-// tree's tests/ folder for its data files): a nil result is fine, bad input
-// is not.
-TEST_F(ApiSurface, ExamplesRunAndCallTheirEntries) {
+  struct Entry { Key key; int line; bool called = false; };
+  std::vector<Entry> entries;
+  std::set<Key> documented;
+  const std::map<std::string, std::string> owners = {
+      {"## Picture methods", "Picture"}, {"## graphics methods", "graphics"}, {"## Global methods", "global"}};
+  const std::regex entry("#### `([^`]*)`(.*)"), property("- `(\\w+ as \\w+)`.*");
+  std::ifstream in(std::string(PICTURE_SOURCE_DIR) + "/docs/api.md");
   TempDir dir("api-examples");
   std::filesystem::create_directory_symlink(std::filesystem::path(PICTURE_SOURCE_DIR) / "tests", dir.path() / "tests");
   const std::filesystem::path saved = std::filesystem::current_path();
   std::filesystem::current_path(dir.path());
-  for (const Entry& e : ReadDoc().entries) {
-    bool uses = false;
-    for (const std::string& x : e.examples) {
-      std::istringstream in(x);  // words split at spaces outside single quotes, the quotes removed
-      std::vector<std::string> words;
-      for (std::string word; in >> std::quoted(word, '\'');) words.push_back(word);
+  std::smatch m;
+  std::string line, owner;
+  bool fenced = false;
+  for (int number = 1; std::getline(in, line); ++number) {
+    const std::string where = "line " + std::to_string(number) + ": ";
+    if (line.rfind("```", 0) == 0) fenced = !fenced;
+    if (line.rfind("    picturehost ", 0) == 0) {
+      if (entries.empty()) {
+        ADD_FAILURE() << where << "an example before any entry";
+        continue;
+      }
+      std::istringstream words(line.substr(16));  // split at spaces outside single quotes, the quotes removed
+      std::vector<std::string> arguments;
+      for (std::string word; words >> std::quoted(word, '\'');) arguments.push_back(word);
       ph::Execution run;
       std::ostringstream printed;
       try {
-        const ph::Options o = ph::ParseOptions({words.begin() + 1, words.end()});
+        const ph::Options o = ph::ParseOptions(arguments);
         ph::Execute(host(), o, run);
         ph::Deliver(host(), o, run, printed);
       } catch (const ph::NilResult&) {
       } catch (const std::exception& error) {
-        ADD_FAILURE() << "line " << e.line << ": " << x << ": " << error.what();
+        ADD_FAILURE() << where << line << ": " << error.what();
       }
-      for (const ph::Invoked& i : run.invoked) uses |= i.owner == e.key.first && i.method->declaration.text == e.key.second;
+      for (const ph::Invoked& i : run.invoked)
+        entries.back().called |= Key{i.owner, i.method->declaration.text} == entries.back().key;
+    } else if (fenced) {
+    } else if (line.rfind("## ", 0) == 0) {
+      owner = owners.count(line) ? owners.at(line) : line.rfind("## Class ", 0) == 0 ? line.substr(9) : "";
+    } else if (std::regex_match(line, m, entry)) {
+      const Key key{owner, m[1]};
+      const auto it = declarations.find(key);
+      if (owner.empty()) ADD_FAILURE() << where << "an entry outside the API sections";
+      else if (it == declarations.end()) ADD_FAILURE() << where << m[1] << " is no declaration of " << owner;
+      else EXPECT_EQ(m[2].str().find("*(assignable)*") != std::string::npos, it->second) << where << "setter";
+      EXPECT_TRUE(documented.insert(key).second) << where << "documented twice";
+      entries.push_back({key, number});
+    } else if (properties.count(owner) && std::regex_match(line, m, property)) {
+      documentedProperties[owner].insert(m[1]);
     }
-    EXPECT_TRUE(uses) << "line " << e.line << ": no example calls " << e.key.second;
   }
   std::filesystem::current_path(saved);
+  ASSERT_GT(entries.size(), 50u) << "docs/api.md was not read";
+  for (const Entry& e : entries) EXPECT_TRUE(e.called) << "line " << e.line << ": no example calls " << e.key.second;
+  for (const auto& [key, setter] : declarations) EXPECT_TRUE(documented.count(key)) << key.first << ": " << key.second << " is not documented";
+  EXPECT_EQ(documentedProperties, properties);  // the extensions have none
 }
 
 }  // namespace
