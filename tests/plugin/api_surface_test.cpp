@@ -468,14 +468,19 @@ TEST_F(ApiSurface, ListedInOrderAndEachMemberGivesItsOwnAnswer) {
   }
 }
 
-// The records as the host holds them after registration: each class's
-// instance size, its properties kept at their offsets by the host's standard
-// accessors or by accessors of their own, its method records without flags,
+// The records as the host holds them after registration (the plug-in
+// announcing version 9): each class's fixed words (version 9, no superclass,
+// no events, reserved words zero, constructor and destructor for classes
+// only), its instance size and an instance offset of its own, its properties
+// kept at their offsets by the host's standard accessors or by accessors of
+// their own, its method records without flags.
 // A value
 // set through a property with its own accessors is found at its offset, and
 // one planted there is read back.
 TEST_F(ApiSurface, RecordsAsTheHostReadsThem) {
+  EXPECT_EQ(host().AnnouncedVersion(), std::optional<int32_t>(9));
   const std::vector<Row> rows = Api();
+  std::set<uint32_t> offsets;
   for (auto row = rows.begin(); row != rows.end(); ++row) {
     if (!row->opens()) continue;
     SCOPED_TRACE(row->owner);
@@ -489,8 +494,11 @@ TEST_F(ApiSurface, RecordsAsTheHostReadsThem) {
     if (fixed) {
       EXPECT_EQ(info->dataSize, info->extension ? 0 : std::stoul(row->declaration.substr(6)));
     }
+    EXPECT_TRUE(record->version == 9 && !record->superName && !record->events && !record->eventCount);
+    EXPECT_TRUE(std::all_of(std::begin(record->reserved), std::end(record->reserved), [](uint32_t w) { return !w; }));
+    EXPECT_TRUE(info->extension ? !record->constructor && !record->destructor : record->constructor && record->destructor);
     EXPECT_EQ(record->instanceDataOffset, info->dataOffset);
-    EXPECT_TRUE(info->extension || info->dataOffset != 0);
+    EXPECT_TRUE(info->extension || (info->dataOffset != 0 && offsets.insert(info->dataOffset).second));
     for (uint32_t i = 0; i < record->methodCount; ++i) EXPECT_EQ(record->methods[i].flags, 0u) << record->methods[i].declaration;
     ASSERT_EQ(record->propertyCount, properties.size());
     for (uint32_t i = 0; i < record->propertyCount; ++i) {
@@ -498,6 +506,7 @@ TEST_F(ApiSurface, RecordsAsTheHostReadsThem) {
       const Property& p = properties[i];
       SCOPED_TRACE(p.name);
       EXPECT_EQ(r.name, p.name);
+      EXPECT_TRUE(!r.group && !r.flags && !r.reserved[0] && !r.reserved[1] && !r.reserved[2]);
       EXPECT_EQ(r.getter == kStandardAccessor && r.setter == kStandardAccessor, !p.own);
       EXPECT_TRUE(p.own ? r.getter && r.setter && r.param == 0 : !fixed || r.param == p.offset) << r.param;
       if (!p.own || !kHostPlatform) continue;
