@@ -1,5 +1,5 @@
 // The platform handle methods without a description lock. (What the queries
-// answer otherwise is pinned in wiring_test.cpp, the methods that have
+// answer otherwise is pinned in api_surface_test.cpp, the methods that have
 // nothing to give on this platform and nil receivers by the sweep.)
 #include "tests/support/host_fixture.h"
 
