@@ -2,7 +2,7 @@
 """Plants faults in the library one at a time and runs the 64-bit suite on
 each: a fault the suite does not notice is a gap in the tests.
 
-    tools/mutants.py [--list FILE] [--only ID[,ID...]] [--work DIR]
+    tools/mutants.py [--list FILE] [--only ID[,ID...]] [--exclude REGEX] [--work DIR]
 
 Each fault of the list (tools/mutants.txt) is a text replacement in one file:
 
@@ -15,7 +15,9 @@ The checkout's tracked files are copied to a scratch tree under DIR
 `make check` builds; then every fault is applied alone, the tree rebuilt
 incrementally and the suite run until its first failure. A fault is caught
 when the build of the tests or any test fails; the tests that failed are
-named. The file is restored before the next fault.
+named. The file is restored before the next fault. --exclude leaves the
+tests whose names match REGEX out of the runs, to see which faults only
+they catch.
 """
 
 import argparse
@@ -92,6 +94,7 @@ def main():
     parser.add_argument("--list", default=os.path.join(ROOT, "tools", "mutants.txt"))
     parser.add_argument("--only", default="")
     parser.add_argument("--work", default=os.path.join(ROOT, "build-mutants"))
+    parser.add_argument("--exclude", default="")
     parser.add_argument("--jobs", default=os.environ.get("JOBS", "2"))
     args = parser.parse_args()
 
@@ -116,7 +119,7 @@ def main():
     env["ASAN_OPTIONS"] = "detect_leaks=1"
     env["LSAN_OPTIONS"] = "suppressions=" + os.path.join(tree, "tools", "lsan.supp")
     suite = [os.path.join(tree, "tools", "with-xvfb.sh"), "ctest", "--test-dir", build, "--stop-on-failure",
-             "--output-on-failure", "--timeout", "300", "-j", args.jobs]
+             "--output-on-failure", "--timeout", "300", "-j", args.jobs] + (["-E", args.exclude] if args.exclude else [])
     if run(["cmake", "-S", tree, "-B", build, "-DCMAKE_BUILD_TYPE=Debug", "-DPICTURE_SANITIZE=ON"], tree,
            os.path.join(logs, "configure.log")) != 0:
         sys.exit(f"mutants: configuring failed, see {logs}/configure.log")
