@@ -75,11 +75,6 @@ class Input {
   size_t at_ = 0;
 };
 
-// Adversarial values shared by the targets.
-int32_t AdversarialInt(Input& in);
-double AdversarialDouble(Input& in);
-uint32_t AdversarialColor(Input& in);
-
 // Fills `out` with bytes drawn from `seed` repeated (or a fixed pattern when
 // it is empty), so that large blocks need only a few input bytes.
 void FillFrom(std::span<const uint8_t> seed, uint8_t* out, size_t n);
