@@ -39,11 +39,6 @@ constexpr int kMaxSteps = 64;
 
 bool NameIs(const std::string& name, const char* what) { return strcasecmp(name.c_str(), what) == 0; }
 
-template <typename T>
-const T& PickFrom(fuzz::Input& in, const std::vector<T>& table) {
-  return table[in.Below(table.size())];
-}
-
 // The objects the program holds. `keep` holds what must outlive one: a
 // palette's "Mem" block is a view into the palette and is only valid while
 // the palette lives, so the pool keeps the palette as long as the block.
@@ -126,13 +121,13 @@ std::vector<uint32_t> PixelsFrom(fuzz::Input& in, int32_t w, int32_t h) {
 // A picture of one of the table's kinds, or of any size up to 100 x 100.
 ph::Ref MakePicture(ph::Host& host, fuzz::Input& in, bool foreign) {
   api::PictureKind kind{0, 0, foreign, false};
-  if (in.Bool()) kind = PickFrom(in, api::kPictures);
+  if (in.Bool()) kind = in.Pick(api::kPictures);
   else kind.width = 1 + in.Byte() % 100, kind.height = 1 + in.Byte() % 100;
   return api::MakePicture(host, kind, PixelsFrom(in, kind.width, kind.height));
 }
 
 ph::Ref MakeBlock(ph::Host& host, fuzz::Input& in) {
-  const int32_t size = in.Bool() ? PickFrom(in, api::kBlockSizes) : static_cast<int32_t>(in.U16() % 20000);
+  const int32_t size = in.Bool() ? in.Pick(api::kBlockSizes) : static_cast<int32_t>(in.U16() % 20000);
   std::vector<uint8_t> bytes(static_cast<size_t>(size));
   fuzz::FillFrom(in.Take(in.Byte() % 32), bytes.data(), bytes.size());
   return host.NewMemoryBlock(bytes);
@@ -142,7 +137,7 @@ ph::Ref MakeBlock(ph::Host& host, fuzz::Input& in) {
 // whose pixels come from the input, or raw bytes.
 ph::Ref MakeString(ph::Host& host, fuzz::Input& in) {
   const uint8_t how = in.Byte() % 3;
-  if (how == 0) return host.NewString(PickFrom(in, api::Strings()).bytes);
+  if (how == 0) return host.NewString(in.Pick(api::kStrings).bytes);
   if (how == 1) {
     const int32_t w = in.Byte() % 9, h = in.Byte() % 9;
     std::string s = api::PpicString(w, h, 0, static_cast<uint32_t>(w));
@@ -160,9 +155,9 @@ ph::Value ValueOf(Type type, const std::string& typeName, fuzz::Input& in, Pool&
   switch (type) {
     case Type::None: return {};
     case Type::Boolean: return in.Bool();
-    case Type::Integer: return how < 2 ? PickFrom(in, api::kIntegers) : how == 2 ? int32_t{static_cast<int8_t>(in.Byte())} : in.I32();
-    case Type::Double: return how < 2 ? PickFrom(in, api::kDoubles) : how == 2 ? static_cast<int8_t>(in.Byte()) / 4.0 : in.Double();
-    case Type::Color: return ph::Color{how < 2 ? PickFrom(in, api::kColors) : in.U32()};
+    case Type::Integer: return how < 2 ? in.Pick(api::kIntegers) : how == 2 ? int32_t{static_cast<int8_t>(in.Byte())} : in.I32();
+    case Type::Double: return how < 2 ? in.Pick(api::kDoubles) : how == 2 ? static_cast<int8_t>(in.Byte()) / 4.0 : in.Double();
+    case Type::Color: return ph::Color{how < 2 ? in.Pick(api::kColors) : in.U32()};
     case Type::Picture: return pool.Pick(in, ph::ObjectKind::Picture);
     case Type::MemoryBlock: return pool.Pick(in, ph::ObjectKind::MemoryBlock);
     case Type::String: return pool.Pick(in, ph::ObjectKind::String);
@@ -244,38 +239,28 @@ void CallOne(ph::Host& host, fuzz::Input& in, Pool& pool, const Member& m) {
 // chosen by the next two bytes (little-endian) modulo the number of members,
 // with as many bytes for its arguments as the byte after them says.
 void Step(ph::Host& host, fuzz::Input& in, Pool& pool) {
-  static const std::vector<const ph::ClassInfo*> classes = [&] {
-    std::vector<const ph::ClassInfo*> l;
+  static const std::vector<std::string> classes = [&] {
+    std::vector<std::string> l;
     for (const ph::ClassInfo& c : host.Classes())
-      if (!c.extension) l.push_back(&c);
+      if (!c.extension) l.push_back(c.name);
     return l;
   }();
   const uint8_t op = in.Byte();
-  std::string label = "making an object";
+  std::string label = op == 4 ? "setting a mask" : op == 10 ? "taking a graphics" : op == 11 || op == 12 ? "dropping an object" : "making an object";
   try {
-    if (op <= 3) {
-      pool.Add(MakePicture(host, in, op == 3));
-    } else if (op == 4) {
-      label = "setting a mask";
+    if (op <= 3) pool.Add(MakePicture(host, in, op == 3));
+    if (op == 5 || op == 6) pool.Add(MakeBlock(host, in));
+    if (op == 7) pool.Add(MakeString(host, in));
+    if (op == 8 || op == 9) pool.Add(host.NewInstance(classes[in.Below(classes.size())]));
+    if (op == 4 || op == 10) {
       ph::Ref picture = pool.Pick(in, ph::ObjectKind::Picture);
-      if (picture) {
-        const int32_t w = host.Width(picture), h = host.Height(picture);
-        host.SetMask(picture, host.NewPicture(w, h, PixelsFrom(in, w, h)));
-      }
-    } else if (op <= 6) {
-      pool.Add(MakeBlock(host, in));
-    } else if (op == 7) {
-      pool.Add(MakeString(host, in));
-    } else if (op <= 9) {
-      pool.Add(host.NewInstance(classes[in.Below(classes.size())]->name));
-    } else if (op == 10) {
-      label = "taking a graphics";
-      ph::Ref picture = pool.Pick(in, ph::ObjectKind::Picture);
-      if (picture) pool.Add(host.GraphicsOf(picture));
-    } else if (op <= 12) {
-      label = "dropping an object";
-      if (!pool.items.empty()) pool.items.erase(pool.items.begin() + static_cast<ptrdiff_t>(in.Below(pool.items.size())));
-    } else if (op > 15) {
+      const int32_t w = picture ? host.Width(picture) : 0, h = picture ? host.Height(picture) : 0;
+      if (picture && op == 4) host.SetMask(picture, host.NewPicture(w, h, PixelsFrom(in, w, h)));
+      if (picture && op == 10) pool.Add(host.GraphicsOf(picture));
+    }
+    if ((op == 11 || op == 12) && !pool.items.empty())
+      pool.items.erase(pool.items.begin() + static_cast<ptrdiff_t>(in.Below(pool.items.size())));
+    if (op > 15) {
       const Member& m = api::Members(host)[in.U16() % api::Members(host).size()];
       label = m.label;
       // The call reads its receiver and arguments from bytes of its own, so

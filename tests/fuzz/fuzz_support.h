@@ -11,6 +11,7 @@
 #include <cstring>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "host/host.h"
 
@@ -60,6 +61,10 @@ class Input {
   template <typename T, size_t N>
   const T& Pick(const T (&table)[N]) {
     return table[Below(N)];
+  }
+  template <typename T>
+  const T& Pick(const std::vector<T>& table) {
+    return table[Below(table.size())];
   }
   // Up to `n` of the remaining bytes.
   std::span<const uint8_t> Take(size_t n) {

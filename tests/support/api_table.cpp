@@ -38,13 +38,10 @@ std::string PpicString(int32_t w, int32_t h, int32_t lengthDelta, uint32_t width
   return s;
 }
 
-const std::vector<Text>& Strings() {
-  static const std::vector<Text> texts = {
-      {"", "empty string"}, {"PPIC", "PPIC alone"}, {PpicString(0, 0, 0, 0), "PPIC 0x0"},
-      {PpicString(3, 2, 1, 3), "PPIC with a wrong length"}, {PpicString(3, 2, 0, 0x7FFFFFFF), "PPIC claiming 2^31-1 columns"},
-      {PpicString(3, 2, 0, 0x80000000u), "PPIC with a negative width"}, {PpicString(3, 2, 0, 3), "PPIC 3x2"}};
-  return texts;
-}
+const std::vector<Text> kStrings = {
+    {"", "empty string"}, {"PPIC", "PPIC alone"}, {PpicString(0, 0, 0, 0), "PPIC 0x0"},
+    {PpicString(3, 2, 1, 3), "PPIC with a wrong length"}, {PpicString(3, 2, 0, 0x7FFFFFFF), "PPIC claiming 2^31-1 columns"},
+    {PpicString(3, 2, 0, 0x80000000u), "PPIC with a negative width"}, {PpicString(3, 2, 0, 3), "PPIC 3x2"}};
 
 ph::Value Member::Call(ph::Host& host, const ph::Ref& receiver, std::vector<ph::Value>& args, ph::Value assigned) const {
   std::vector<ph::Value> passed = args;
@@ -68,21 +65,21 @@ const std::vector<Member>& Members(ph::Host& host) {
     for (const ph::ClassInfo& c : host.Classes()) {
       for (const ph::MethodInfo& m : c.methods) {
         const ph::Declaration& d = m.declaration;
-        const std::string label = c.name + "." + d.name;
-        l.push_back({c.extension ? Member::kExtension : Member::kMethod, &c, d.name, label, d.params, d.result, d.resultName});
-        if (m.setter)
-          l.push_back({c.extension ? Member::kExtensionSetter : Member::kMethodSetter, &c, d.name, label + " setter",
-                       d.params, d.result, d.resultName});
+        for (bool setter : {false, true})
+          if (!setter || m.setter)
+            l.push_back({c.extension ? (setter ? Member::kExtensionSetter : Member::kExtension)
+                                     : (setter ? Member::kMethodSetter : Member::kMethod),
+                         &c, d.name, c.name + "." + d.name + (setter ? " setter" : ""), d.params, d.result, d.resultName});
       }
-      for (const ph::PropertyInfo& p : c.properties) {
-        const std::string label = c.name + "." + p.name;
-        l.push_back({Member::kGet, &c, p.name, label + " getter", {}, ph::TypeFromName(p.type), p.type});
-        l.push_back({Member::kSet, &c, p.name, label + " setter", {}, ph::TypeFromName(p.type), p.type});
-      }
+      for (const ph::PropertyInfo& p : c.properties)
+        for (Member::Kind kind : {Member::kGet, Member::kSet})
+          l.push_back({kind, &c, p.name, c.name + "." + p.name + (kind == Member::kGet ? " getter" : " setter"), {},
+                       ph::TypeFromName(p.type), p.type});
     }
-    for (const ph::MethodInfo& m : host.GlobalMethods())
-      l.push_back({Member::kGlobal, nullptr, m.declaration.name, m.declaration.name, m.declaration.params,
-                   m.declaration.result, m.declaration.resultName});
+    for (const ph::MethodInfo& m : host.GlobalMethods()) {
+      const ph::Declaration& d = m.declaration;
+      l.push_back({Member::kGlobal, nullptr, d.name, d.name, d.params, d.result, d.resultName});
+    }
     return l;
   }();
   return members;

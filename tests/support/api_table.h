@@ -56,7 +56,7 @@ extern const std::vector<int32_t> kBlockSizes;
 struct Text {
   std::string bytes, text;
 };
-const std::vector<Text>& Strings();
+extern const std::vector<Text> kStrings;
 // A PPIC string of w x h pixels whose length field is off by `lengthDelta`
 // and whose width field says `widthField`.
 std::string PpicString(int32_t w, int32_t h, int32_t lengthDelta, uint32_t widthField);

@@ -58,12 +58,11 @@ struct Tables {
   explicit Tables(ph::Host& host) {
     for (auto* list : {&pictures, &blocks, &strings, &palettes}) list->push_back({ph::Ref(), "nil", true});
     for (const api::PictureKind& k : api::kPictures) {
-      Arg a{ph::Ref(), std::to_string(k.width) + "x" + std::to_string(k.height) + (k.foreign ? " foreign" : "") +
-                           (k.masked ? " masked" : "")};
+      Arg& a = pictures.emplace_back(Arg{ph::Ref(), Format("%dx", k.width) + std::to_string(k.height) +
+                                                        (k.foreign ? " foreign" : k.masked ? " masked" : "")});
       a.pixels = ph::SamplePixels(k.width, k.height);
       a.value = api::MakePicture(host, k, a.pixels);
       a.width = k.width, a.height = k.height, a.masked = k.masked, a.pictureType = k.foreign ? 2 : 6;
-      pictures.push_back(a);
     }
     for (int32_t size : api::kBlockSizes) {
       std::vector<uint8_t> bytes(static_cast<size_t>(size));
@@ -71,7 +70,7 @@ struct Tables {
       blocks.push_back({host.NewMemoryBlock(bytes), std::to_string(size) + "-byte block"});
       blocks.back().bytes = size;
     }
-    for (const api::Text& s : api::Strings()) strings.push_back({host.NewString(s.bytes), s.text});
+    for (const api::Text& s : api::kStrings) strings.push_back({host.NewString(s.bytes), s.text});
     strings.back().readable = true;  // the last only
     for (int32_t v : api::kIntegers) integers.push_back({v, std::to_string(v)});
     for (double d : api::kDoubles) doubles.push_back({d, Format("%.17g", d)});
@@ -81,16 +80,10 @@ struct Tables {
 
   // The values of one type (objects: palettes).
   const std::vector<Arg>& Of(Type type) const {
-    switch (type) {
-      case Type::Integer: return integers;
-      case Type::Double: return doubles;
-      case Type::Boolean: return booleans;
-      case Type::Color: return colors;
-      case Type::Picture: return pictures;
-      case Type::MemoryBlock: return blocks;
-      case Type::String: return strings;
-      default: return palettes;
-    }
+    for (auto [t, list] : {std::pair{Type::Integer, &integers}, {Type::Double, &doubles}, {Type::Boolean, &booleans},
+                           {Type::Color, &colors}, {Type::Picture, &pictures}, {Type::MemoryBlock, &blocks}, {Type::String, &strings}})
+      if (t == type) return *list;
+    return palettes;
   }
   // The ordinary value of a type: 1, 0.5, grey; else the last: true, a 64 x
   // 48 picture, a block large enough for any layout of it, a readable
