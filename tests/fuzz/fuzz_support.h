@@ -11,6 +11,7 @@
 #include <cstring>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "host/host.h"
 
@@ -61,6 +62,10 @@ class Input {
   const T& Pick(const T (&table)[N]) {
     return table[Below(N)];
   }
+  template <typename T>
+  const T& Pick(const std::vector<T>& table) {
+    return table[Below(table.size())];
+  }
   // Up to `n` of the remaining bytes.
   std::span<const uint8_t> Take(size_t n) {
     const size_t k = n < remaining() ? n : remaining();
@@ -74,11 +79,6 @@ class Input {
   size_t size_;
   size_t at_ = 0;
 };
-
-// Adversarial values shared by the targets.
-int32_t AdversarialInt(Input& in);
-double AdversarialDouble(Input& in);
-uint32_t AdversarialColor(Input& in);
 
 // Fills `out` with bytes drawn from `seed` repeated (or a fixed pattern when
 // it is empty), so that large blocks need only a few input bytes.

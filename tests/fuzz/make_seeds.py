@@ -54,25 +54,28 @@ def memoryblock():
     write("memoryblock", "build-short", op(5, 0, 3 * 20 - 1, 0, 5, 4, 0, 0, 0, 0, 0, content))
 
 
-# Call sequence target: a few objects of each kind, then eight calls each.
+# Call sequence target: a few objects of each kind, then eight calls each,
+# every call with its own 16 argument bytes.
 # Steps are decoded by call_sequence_fuzzer.cpp; members are numbered in
 # registration order, so seed n calls members 8n to 8n + 7.
 def call_sequence():
     setup = bytes([
-        0, 1, 9, 1,        # a 16 x 16 sample picture
-        0, 1, 4, 0, 0,     # a 3 x 3 picture from the pattern
-        3, 1, 6, 1,        # a foreign 1 x 100 picture
+        0, 0, 15, 15, 1,   # a 16 x 16 sample picture
+        0, 0, 2, 2, 0, 0,  # a 3 x 3 picture from the pattern
+        3, 0, 0, 99, 1,    # a foreign 1 x 100 picture
         4, 0, 1,           # a mask for the first picture
-        0, 1, 0, 1,        # a 1 x 1 picture
-        5, 1, 8, 0,        # a 256-byte block
-        5, 1, 15, 0,       # a 12288-byte block
+        0, 1, 0, 1,        # the table's 1 x 1 picture
+        1, 1, 5, 1,        # the table's 6 x 4 picture with a mask
+        5, 1, 3, 0,        # the table's 256-byte block
+        5, 1, 6, 0,        # the table's block for any layout of 64 x 48
         7, 1, 3, 2, 0,     # a PPIC string of 3 x 2
+        7, 0, 3,           # the table's PPIC string with a wrong length
         8, 0, 8, 3, 9, 5,  # instances
         10, 0,             # a graphics
     ])
     args = bytes([0, 5, 1, 2, 0, 9, 3, 1, 0, 7, 1, 4, 2, 0, 0, 1])
     for n in range(32):
-        calls = b"".join(bytes([16]) + struct.pack("<H", 8 * n + k) + args for k in range(8))
+        calls = b"".join(bytes([16]) + struct.pack("<HB", 8 * n + k, len(args)) + args for k in range(8))
         write("call_sequence", "calls-%03d" % (8 * n), setup + calls)
 
 

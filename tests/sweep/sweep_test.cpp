@@ -1,8 +1,8 @@
-// A deterministic sweep over everything the plug-in registered, taken from
-// the host's registrations: every extension method (and setter), global
-// method, class method (and setter) and class property is called with every
-// value of an adversarial table for each of its parameters in turn (the
-// others at an ordinary value), and on receivers from nil to odd sizes.
+// A deterministic sweep over the registered API (tests/support/api_table.h):
+// every extension method and setter, global method, class method and setter
+// and class property is called with every adversarial value of each of its
+// parameters in turn (the others at an ordinary value), and on receivers
+// from nil to odd sizes.
 //
 // After every call the host's accounting must be clean (no problem, nothing
 // made by the call still referenced), and where the inputs are invalid the
@@ -14,20 +14,21 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
+#include <cstdio>
 #include <cstring>
 #include <functional>
-#include <limits>
 #include <map>
-#include <set>
 
+#include "tests/support/api_table.h"
 #include "tests/support/host_fixture.h"
 
 namespace {
 
 using ph::Type;
+using Member = api::Member;
 
-constexpr int32_t kMaxInt = std::numeric_limits<int32_t>::max(), kMinInt = std::numeric_limits<int32_t>::min();
-constexpr double kInf = std::numeric_limits<double>::infinity();
+constexpr int32_t kMaxInt = INT32_MAX, kMinInt = INT32_MIN;
 
 bool Same(const std::string& a, const char* b) { return strcasecmp(a.c_str(), b) == 0; }
 
@@ -37,8 +38,6 @@ std::string Format(const char* format, T v) {
   std::snprintf(text, sizeof text, format, v);
   return text;
 }
-
-// --- Arguments ------------------------------------------------------------------------
 
 // One argument value and what the rules need to know about it.
 struct Arg {
@@ -50,70 +49,41 @@ struct Arg {
   bool readable = false;          // strings: a well-formed PPIC string
   bool masked = false;            // pictures with a mask
   int32_t pictureType = 0;        // pictures: their description's type
+  std::vector<uint32_t> pixels{};  // pictures: what they were made with
 };
 
-const Arg kNilArg{ph::Ref(), "nil", true};
-
-// A PPIC string of w x h pixels whose length field is off by `lengthDelta`
-// and whose width field says `widthField`.
-std::string PpicString(int32_t w, int32_t h, int32_t lengthDelta, uint32_t widthField) {
-  std::string s = "PPIC" + std::string(36 + 3 * static_cast<size_t>(w) * h, '\x5A');
-  const uint32_t length = static_cast<uint32_t>(s.size() + lengthDelta), height = static_cast<uint32_t>(h);
-  // Length, width, height, format 32, data offset 40, then 16 reserved zero bytes.
-  for (auto [at, v] : {std::pair<size_t, uint32_t>{4, length}, {8, widthField}, {12, height}, {16, 32}, {20, 40}, {24, 0},
-                       {28, 0}, {32, 0}, {36, 0}})
-    for (int i = 0; i < 4; ++i) s[at + i] = static_cast<char>(v >> (24 - 8 * i));
-  return s;
-}
-
-// The objects and values of the sweep. Built inside each test, so that they
+// The table's values made in the host. Built inside each test, so that they
 // are gone before the fixture checks for leaks.
 struct Tables {
   explicit Tables(ph::Host& host) {
-    auto picture = [&](int32_t w, int32_t h, bool foreign = false, bool masked = false) {
-      const std::vector<uint32_t> pixels = ph::SamplePixels(w, h);
-      ph::Ref p = foreign ? host.NewForeignPicture(w, h, pixels) : host.NewPicture(w, h, pixels);
-      if (masked) host.SetMask(p, host.NewPicture(w, h, std::vector<uint32_t>(pixels.size(), 0x808080)));
-      Arg a{p, std::to_string(w) + "x" + std::to_string(h) + (foreign ? " foreign" : "") + (masked ? " masked" : "")};
-      a.width = w, a.height = h, a.masked = masked, a.pictureType = foreign ? 2 : 6;
-      return a;
-    };
-    // The receivers: nil, tiny, odd and ordinary pictures; the last one is the
-    // ordinary receiver and every picture argument of its size matches it.
-    receivers = {kNilArg, picture(1, 1), picture(1, 7), picture(7, 1), picture(3, 5), picture(5, 3, true),
-                 picture(6, 4, false, true), picture(64, 48)};
-    pictures = {kNilArg, picture(1, 1), picture(3, 5), picture(64, 48, true), picture(64, 48, false, true), picture(64, 48)};
-    blocks = {kNilArg};
-    for (int32_t size : {0, 1, 255, 256, 1024, 4 * 64 * 48 + 16}) {
+    for (auto* list : {&pictures, &blocks, &strings, &palettes}) list->push_back({ph::Ref(), "nil", true});
+    for (const api::PictureKind& k : api::kPictures) {
+      Arg& a = pictures.emplace_back(Arg{ph::Ref(), Format("%dx", k.width) + std::to_string(k.height) +
+                                                        (k.foreign ? " foreign" : k.masked ? " masked" : "")});
+      a.pixels = ph::SamplePixels(k.width, k.height);
+      a.value = api::MakePicture(host, k, a.pixels);
+      a.width = k.width, a.height = k.height, a.masked = k.masked, a.pictureType = k.foreign ? 2 : 6;
+    }
+    for (int32_t size : api::kBlockSizes) {
       std::vector<uint8_t> bytes(static_cast<size_t>(size));
       for (size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<uint8_t>(i * 7 + 3);
       blocks.push_back({host.NewMemoryBlock(bytes), std::to_string(size) + "-byte block"});
       blocks.back().bytes = size;
     }
-    strings = {kNilArg};
-    const std::pair<std::string, const char*> texts[] = {
-        {"", "empty string"}, {"PPIC", "PPIC alone"}, {PpicString(0, 0, 0, 0), "PPIC 0x0"},
-        {PpicString(3, 2, 1, 3), "PPIC with a wrong length"}, {PpicString(3, 2, 0, 0x7FFFFFFF), "PPIC claiming 2^31-1 columns"},
-        {PpicString(3, 2, 0, 0x80000000u), "PPIC with a negative width"}, {PpicString(3, 2, 0, 3), "PPIC 3x2"}};
-    for (const auto& [bytes, text] : texts) strings.push_back({host.NewString(bytes), text});
+    for (const api::Text& s : api::kStrings) strings.push_back({host.NewString(s.bytes), s.text});
     strings.back().readable = true;  // the last only
-    for (int32_t v : {0, 1, -1, 2, 3, 4, 5, 17, 18, 19, 20, 21, 255, 256, 32767, 32768, 65536, kMaxInt, kMaxInt - 1,
-                      kMinInt, kMinInt + 1, 0x40000000})
-      integers.push_back({v, std::to_string(v)});
-    for (double d : {0.0, -0.0, 1.0, -1.0, 0.5, 255.0, 256.0, -255.0, 360.0, 1e300, -1e300, 4.9e-324, 2147483648.0, kInf,
-                     -kInf, std::nan("")})
-      doubles.push_back({d, Format("%.17g", d)});
-    for (uint32_t c : {0x000000u, 0xFFFFFFu, 0x808080u, 0xFF000000u, 0xFFFFFFFFu, 0x80808080u})
-      colors.push_back({ph::Color{c}, Format("&h%X", c)});
-    palettes = {kNilArg, Arg{host.CallGlobal("NewGrayPaletteQVT").AsRef(), "a palette"}};
+    for (int32_t v : api::kIntegers) integers.push_back({v, std::to_string(v)});
+    for (double d : api::kDoubles) doubles.push_back({d, Format("%.17g", d)});
+    for (uint32_t c : api::kColors) colors.push_back({ph::Color{c}, Format("&h%X", c)});
+    palettes.push_back({host.CallGlobal("NewGrayPaletteQVT").AsRef(), "a palette"});
   }
 
   // The values of one type (objects: palettes).
   const std::vector<Arg>& Of(Type type) const {
-    const std::map<Type, const std::vector<Arg>*> of = {
-        {Type::Integer, &integers}, {Type::Double, &doubles},   {Type::Boolean, &booleans},  {Type::Color, &colors},
-        {Type::Picture, &pictures}, {Type::MemoryBlock, &blocks}, {Type::String, &strings}};
-    return of.count(type) ? *of.at(type) : palettes;
+    for (auto [t, list] : {std::pair{Type::Integer, &integers}, {Type::Double, &doubles}, {Type::Boolean, &booleans},
+                           {Type::Color, &colors}, {Type::Picture, &pictures}, {Type::MemoryBlock, &blocks}, {Type::String, &strings}})
+      if (t == type) return *list;
+    return palettes;
   }
   // The ordinary value of a type: 1, 0.5, grey; else the last: true, a 64 x
   // 48 picture, a block large enough for any layout of it, a readable
@@ -122,11 +92,9 @@ struct Tables {
     return type == Type::Integer ? integers[1] : type == Type::Double ? doubles[4] : type == Type::Color ? colors[2] : Of(type).back();
   }
 
-  std::vector<Arg> receivers, pictures, blocks, strings, integers, doubles, booleans{{false, "false"}, {true, "true"}}, colors,
-      palettes;
+  const std::vector<Arg> none{Arg{}};  // the one argument list of no call, the value of no setter
+  std::vector<Arg> pictures, blocks, strings, integers, doubles, booleans{{false, "false"}, {true, "true"}}, colors, palettes;
 };
-
-// --- Expected results -------------------------------------------------------------------------
 
 // What a call must give: anything, nil, a non-nil result, or exactly the
 // boolean or integer given.
@@ -141,13 +109,18 @@ Expect PictureOrNil(bool valid) { return {valid ? Expect::kNotNil : Expect::kNil
 
 // A picture the host can hold: at most 32767 pixels a side.
 bool HostSize(int64_t w, int64_t h) { return w >= 1 && h >= 1 && w <= 32767 && h <= 32767; }
-bool SameSize(const Arg& a, const Arg& b) { return a.width == b.width && a.height == b.height; }
 
-// Bytes a memory-block layout needs (offset, W x H pixels of `stride` bytes,
-// the last one `last` bytes), or -1 when no layout exists.
-int64_t Needed(int64_t offset, int64_t w, int64_t h, int64_t stride, int64_t last) {
-  if (offset < 0 || w < 0 || h < 0 || stride < 1) return -1;
-  return w * h == 0 ? offset : offset + (w * h - 1) * stride + last;
+// Whether a memory-block layout lies inside the block: walks the w x h
+// pixels row by row from `offset`, each cell `step` bytes after the one
+// before, and checks every byte the pixel touches (the first `used` of its
+// cell). The walk stops at the first byte outside.
+bool Fits(const Arg& block, int64_t offset, int64_t w, int64_t h, int64_t step, int64_t used) {
+  if (block.nil || offset < 0 || step < 1) return false;
+  int64_t at = offset;
+  for (int64_t y = 0; y < h && w > 0; ++y)
+    for (int64_t x = 0; x < w; ++x, at += step)
+      if (at + used > block.bytes) return false;
+  return true;
 }
 
 // The rule of one call: `r` is the receiver (or a nil Arg for globals).
@@ -157,17 +130,15 @@ Rule Always(Expect e) {
   return [e](const Arg&, Args) { return e; };
 }
 
-// Copies into a block: false unless the picture, the block, the offset and
-// the stride are usable and the block holds the layout. Builds from a block:
-// nil unless the block holds the layout of a size the host can hold. A
-// negative `strideArg` means cells of `stride` bytes, else the stride is
-// that argument and the last cell one byte.
-Rule BlockRule(bool copy, int64_t stride, int strideArg) {
+// Copies into a block: false unless the picture is there and its layout
+// fits. Builds from a block: nil unless the layout fits and has a size the
+// host can hold. Cells of `step` bytes, or with `strideArg` >= 0 of that
+// argument's bytes, of which only the first is used.
+Rule BlockRule(bool copy, int64_t step, int strideArg) {
   return [=](const Arg& r, Args a) {
     const int64_t w = copy ? r.width : a[2].value.AsInt(), h = copy ? r.height : a[3].value.AsInt();
-    const int64_t s = strideArg < 0 ? stride : a[strideArg].value.AsInt();
-    const int64_t need = Needed(a[1].value.AsInt(), w, h, s, strideArg < 0 ? stride : 1);
-    const bool fits = !a[0].nil && need >= 0 && need <= a[0].bytes;
+    const bool fits = strideArg < 0 ? Fits(a[0], a[1].value.AsInt(), w, h, step, step)
+                                    : Fits(a[0], a[1].value.AsInt(), w, h, a[strideArg].value.AsInt(), 1);
     return copy ? Bool(!r.nil && fits) : PictureOrNil(fits && HostSize(w, h));
   };
 }
@@ -221,7 +192,9 @@ const std::map<std::string, Rule>& Rules() {
     // masked blend all three, BlendPictures its first and third.
     auto sameSized = [](std::vector<int> used) {
       return [used](const Arg&, Args a) {
-        return PictureOrNil(std::all_of(used.begin(), used.end(), [&](int i) { return !a[i].nil && SameSize(a[i], a[0]); }));
+        return PictureOrNil(std::all_of(used.begin(), used.end(), [&](int i) {
+          return !a[i].nil && a[i].width == a[0].width && a[i].height == a[0].height;
+        }));
       };
     };
     m["CombinePicturesQVT"] = m["BlendPicturesWithMaskQVT"] = sameSized({0, 1, 2});
@@ -231,12 +204,10 @@ const std::map<std::string, Rule>& Rules() {
   return rules;
 }
 
-// --- Calling and checking -----------------------------------------------------------------------
-
-std::string Describe(const std::string& receiver, const std::string& name, const std::vector<Arg>& args) {
-  std::string s = (receiver.empty() ? "" : receiver + ".") + name + "(";
+std::string Describe(const std::string& receiver, const std::string& label, const std::vector<Arg>& args, const Arg& v) {
+  std::string s = receiver + label + "(";
   for (size_t i = 0; i < args.size(); ++i) s += (i ? ", " : "") + args[i].text;
-  return s + ")";
+  return s + ")" + (v.text.empty() ? "" : " = " + v.text);
 }
 
 void Check(const Expect& e, const ph::Value& result, const std::string& call) {
@@ -249,18 +220,17 @@ void Check(const Expect& e, const ph::Value& result, const std::string& call) {
   }
 }
 
-// Every argument list of a declaration: all ordinary, then each parameter in
-// turn through its whole table.
-std::vector<std::vector<Arg>> Variations(const Tables& t, const ph::Declaration& d) {
+// Every argument list of a member: all ordinary, then each parameter in turn
+// through its whole table.
+std::vector<std::vector<Arg>> Variations(const Tables& t, const Member& m) {
   std::vector<Arg> ordinary;
-  for (const ph::Param& p : d.params) ordinary.push_back(t.Ordinary(p.type));
+  for (const ph::Param& p : m.params) ordinary.push_back(t.Ordinary(p.type));
   std::vector<std::vector<Arg>> all{ordinary};
-  for (size_t i = 0; i < d.params.size(); ++i) {
-    for (const Arg& v : t.Of(d.params[i].type)) {
+  for (size_t i = 0; i < m.params.size(); ++i)
+    for (const Arg& v : t.Of(m.params[i].type)) {
       all.push_back(ordinary);
       all.back()[i] = v;
     }
-  }
   return all;
 }
 
@@ -270,89 +240,54 @@ std::vector<ph::Value> Values(const std::vector<Arg>& args) {
   return values;
 }
 
-// Calls an extension method or global with byref parameters passed as
-// variables (left in `byref`); returns the result, or for a method without
-// one the first byref integer (the count of "CountColorsQVT").
-ph::Value CallWith(ph::Host& host, const ph::Declaration& d, const ph::Ref* receiver, const std::vector<Arg>& args,
-                   std::vector<ph::Value>& byref) {
-  std::vector<ph::Value> values = Values(args);
-  byref = values;
-  for (size_t i = 0; i < args.size(); ++i)
-    if (d.params[i].byref) values[i] = ph::Value::ByRef(&byref[i]);
-  ph::Value result = receiver ? host.Call(*receiver, d.name, values) : host.CallGlobal(d.name, values);
-  for (size_t i = 0; i < args.size() && d.result == Type::None; ++i)
-    if (d.params[i].byref && d.params[i].type == Type::Integer) return byref[i];
-  return result;
-}
-
 class Sweep : public HostTest {};
 
-// Extension methods on every receiver with the ordinary arguments, and on
-// the ordinary receiver with every variation; global methods with every
-// variation.
+// Extension methods and setters on every receiver with the ordinary
+// arguments, and on the ordinary receiver with every variation (setters with
+// every value of their type); global methods with every variation. No call
+// changes the pictures it is given: after each member every picture of the
+// table still has the pixels it was made with.
 TEST_F(Sweep, MethodsAndGlobalsRefuseInvalidInputsAndKeepAccountsClean) {
   Tables t(host());
   size_t calls = 0;
-  std::vector<std::pair<const ph::MethodInfo*, std::string>> methods;  // with the owner's name
-  for (const ph::ClassInfo& c : host().Classes())
-    if (c.extension)
-      for (const ph::MethodInfo& m : c.methods) methods.push_back({&m, c.name});
-  for (const ph::MethodInfo& m : host().GlobalMethods()) methods.push_back({&m, ""});
-  for (const auto& [m, owner] : methods) {
-    const ph::Declaration& d = m->declaration;
-    auto rule = Rules().find(d.name);
-    if (rule == Rules().end()) {
-      ADD_FAILURE() << "no rule for " << owner << " " << d.text;
+  for (const Member& m : api::Members(host())) {
+    if (m.kind != Member::kExtension && m.kind != Member::kExtensionSetter && m.kind != Member::kGlobal) continue;
+    const bool setter = m.kind == Member::kExtensionSetter, graphics = m.cls && Same(m.cls->name, "graphics");
+    auto rule = Rules().find(m.name);
+    if (rule == Rules().end() && !setter) {
+      ADD_FAILURE() << "no rule for " << m.label;
       continue;
     }
-    const bool graphics = Same(owner, "graphics");
-    const std::vector<Arg> none{Arg{}};
-    const std::vector<Arg>& receivers = owner.empty() ? none : t.receivers;
+    const std::vector<Arg>& receivers = m.cls ? t.pictures : t.none;
     for (const Arg& r : receivers) {
       if (graphics && r.nil) continue;  // a graphics always belongs to a picture
-      std::vector<std::vector<Arg>> variations = Variations(t, d);
+      std::vector<std::vector<Arg>> variations = Variations(t, m);
       if (&r != &receivers.back()) variations.resize(1);
-      for (const std::vector<Arg>& args : variations) {
-        const std::string call = Describe(owner.empty() ? "" : "Picture(" + r.text + ")" + (graphics ? ".Graphics" : ""), d.name, args);
-        const uint64_t mark = host().Mark();
-        {
-          const ph::Ref receiver = graphics ? host().GraphicsOf(r.value.AsRef()) : r.value.AsRef();
-          const std::vector<uint32_t> before = r.nil || owner.empty() ? std::vector<uint32_t>() : host().Pixels(r.value.AsRef());
-          std::vector<ph::Value> byref;
-          Check(rule->second(r, args), CallWith(host(), d, owner.empty() ? nullptr : &receiver, args, byref), call);
-          ++calls;
-          for (size_t i = 0; i < 3 && d.name == "CountColorsQVT"; ++i) {
-            EXPECT_EQ(!byref[i].IsNil(), !r.nil) << call << ": histogram block " << i;
-            EXPECT_TRUE(byref[i].IsNil() || host().Bytes(byref[i].AsRef()).size() == 1024) << call << ": 1024 bytes";
+      for (const std::vector<Arg>& args : variations)
+        for (const Arg& v : setter ? t.Of(m.type) : t.none) {
+          const std::string call = Describe(m.cls ? "Picture(" + r.text + ")" + (graphics ? ".Graphics." : ".") : "",
+                                            m.name, args, v);
+          const uint64_t mark = host().Mark();
+          {
+            const ph::Ref receiver = graphics ? host().GraphicsOf(r.value.AsRef()) : r.value.AsRef();
+            std::vector<ph::Value> values = Values(args);
+            const ph::Value result = m.Call(host(), receiver, values, v.value);
+            ++calls;
+            // A method without a result reports through its byref integer
+            // (the count of "CountColorsQVT", whose histograms come first).
+            if (!setter) Check(rule->second(r, args), m.type == Type::None && !values.empty() ? values.back() : result, call);
+            for (size_t i = 0; i < 3 && m.name == "CountColorsQVT"; ++i) {
+              EXPECT_EQ(!values[i].IsNil(), !r.nil) << call << ": histogram block " << i;
+              EXPECT_TRUE(values[i].IsNil() || host().Bytes(values[i].AsRef()).size() == 1024) << call << ": 1024 bytes";
+            }
           }
-          // Nothing works in place on this platform: the receiver keeps its pixels.
-          EXPECT_EQ(before.empty() ? before : host().Pixels(r.value.AsRef()), before) << call << " changed its receiver";
+          ExpectCleanAccounting(mark, call);
         }
-        ExpectCleanAccounting(mark, call);
-        if (!m->setter) continue;
-        // The setter with every value of the assigned type.
-        for (const Arg& v : t.Of(d.result)) {
-          const uint64_t setMark = host().Mark();
-          host().Assign(r.value.AsRef(), d.name, Values(args), v.value);
-          ++calls;
-          ExpectCleanAccounting(setMark, call + " = " + v.text);
-        }
-      }
     }
+    for (const Arg& p : t.pictures)
+      EXPECT_TRUE(p.nil || host().Pixels(p.value.AsRef()) == p.pixels) << m.label << " changed the picture " << p.text;
   }
   EXPECT_GT(calls, 1000u);  // every method and global with every variation
-}
-
-// --- Classes ----------------------------------------------------------------------------------
-
-// Index accessors: the bound of each index (valid indices 0 .. bound - 1).
-const std::map<std::string, std::vector<int32_t>> kIndexBounds = {
-    {"PictureMatrixQVT.Matrix", {5, 5}},         {"PictureMatrix3DQVT.Matrix", {5, 5}},
-    {"PictureLut3DQVT.Table", {18, 18, 18, 3}},  {"PictureConvolutionQVT.Ver", {20}},
-    {"PictureConvolutionQVT.Hor", {20}}};
-
-bool IsFilter(const ph::ClassInfo& c) {
-  return std::any_of(c.properties.begin(), c.properties.end(), [](auto& p) { return Same(p.name, "SourcePicture"); });
 }
 
 // Every property, written with every value of its type and read back: the
@@ -360,135 +295,126 @@ bool IsFilter(const ph::ClassInfo& c) {
 // back exactly what was stored.
 TEST_F(Sweep, EveryClassPropertyReadsBackWhatWasWritten) {
   Tables t(host());
-  for (const ph::ClassInfo& c : host().Classes()) {
-    if (c.extension) continue;
+  for (const Member& m : api::Members(host())) {
+    if (m.kind != Member::kSet) continue;
     const uint64_t mark = host().Mark();
     {
-      ph::Ref instance = host().NewInstance(c.name);
-      for (const ph::PropertyInfo& p : c.properties) {
-        const Type type = ph::TypeFromName(p.type);
-        for (const Arg& v : t.Of(type)) {
-          const std::string call = c.name + "." + p.name + " = " + v.text;
-          host().SetProperty(instance, p.name, v.value);
-          const ph::Value back = host().GetProperty(instance, p.name);
-          if (type == Type::Integer) {
-            EXPECT_EQ(back.AsInt(), v.value.AsInt()) << call;
-          } else if (type == Type::Double) {
-            const double a = back.AsDouble(), b = v.value.AsDouble();
-            EXPECT_EQ(std::memcmp(&a, &b, sizeof a), 0) << call << " reads back " << a;
-          } else {
-            EXPECT_EQ(back.AsRef().get(), v.value.AsRef().get()) << call;
-          }
-          for (const std::string& problem : host().TakeProblems()) ADD_FAILURE() << call << ": " << problem;
+      ph::Ref instance = host().NewInstance(m.cls->name);
+      for (const Arg& v : t.Of(m.type)) {
+        const std::string call = m.label + " = " + v.text;
+        host().SetProperty(instance, m.name, v.value);
+        const ph::Value back = host().GetProperty(instance, m.name);
+        if (m.type == Type::Double) {
+          const double a = back.AsDouble(), b = v.value.AsDouble();
+          EXPECT_EQ(std::memcmp(&a, &b, sizeof a), 0) << call << " reads back " << a;
+        } else if (m.type == Type::Integer) {
+          EXPECT_EQ(back.AsInt(), v.value.AsInt()) << call;
+        } else {
+          EXPECT_EQ(back.AsRef().get(), v.value.AsRef().get()) << call;
         }
-        if (type == Type::Picture) host().SetProperty(instance, p.name, ph::Ref());
+        for (const std::string& problem : host().TakeProblems()) ADD_FAILURE() << call << ": " << problem;
       }
+      if (m.type == Type::Picture) host().SetProperty(instance, m.name, ph::Ref());
     }
-    ExpectCleanAccounting(mark, "the properties of " + c.name);
+    ExpectCleanAccounting(mark, m.label);
   }
 }
+
+// Index accessors: the bound of each index (valid indices 0 .. bound - 1).
+const std::map<std::string, std::vector<int32_t>> kIndexBounds = {
+    {"PictureMatrixQVT.Matrix setter", {5, 5}},        {"PictureMatrix3DQVT.Matrix setter", {5, 5}},
+    {"PictureLut3DQVT.Table setter", {18, 18, 18, 3}}, {"PictureConvolutionQVT.Ver setter", {20}},
+    {"PictureConvolutionQVT.Hor setter", {20}}};
 
 // Out-of-range indices, compared unsigned against their bound: the getter
 // gives 0 and the setter changes nothing, neither the entry nor its
 // neighbours. The palette's "Col" takes any index modulo 256.
 TEST_F(Sweep, IndexAccessorsIgnoreOutOfRangeIndices) {
-  for (const ph::ClassInfo& c : host().Classes()) {
-    if (c.extension) continue;
+  for (const Member& m : api::Members(host())) {
+    if (m.kind != Member::kMethodSetter) continue;
     const uint64_t mark = host().Mark();
     {
-      ph::Ref instance = host().NewInstance(c.name);
-      for (const ph::MethodInfo& m : c.methods) {
-        if (!m.setter) continue;
-        const std::string name = c.name + "." + m.declaration.name;
-        if (name == "PaletteQVT.Col") {
-          for (int32_t i : {0, 255, 256, 257, -1, -256, kMaxInt, kMinInt}) {
-            const uint32_t colour = 0x010203u * (i & 0x3F);
-            host().AssignMethod(instance, "Col", {i}, ph::Color{colour});
-            EXPECT_EQ(host().CallMethod(instance, "Col", {i & 0xFF}).AsColor(), colour) << "Col(" << i << ") writes";
-            EXPECT_EQ(host().CallMethod(instance, "Col", {i}).AsColor(), colour) << "Col(" << i << ") reads";
-          }
-          continue;
+      ph::Ref instance = host().NewInstance(m.cls->name);
+      if (m.label == "PaletteQVT.Col setter") {
+        for (int32_t i : {0, 255, 256, 257, -1, -256, kMaxInt, kMinInt}) {
+          const uint32_t colour = 0x010203u * (i & 0x3F);
+          host().AssignMethod(instance, "Col", {i}, ph::Color{colour});
+          EXPECT_EQ(host().CallMethod(instance, "Col", {i & 0xFF}).AsColor(), colour) << "Col(" << i << ") writes";
+          EXPECT_EQ(host().CallMethod(instance, "Col", {i}).AsColor(), colour) << "Col(" << i << ") reads";
         }
-        ASSERT_TRUE(kIndexBounds.count(name)) << "no index bounds for " << name;
-        const std::vector<int32_t>& b = kIndexBounds.at(name);
-        ASSERT_EQ(b.size(), m.declaration.params.size()) << name;
-        const bool isDouble = m.declaration.result == Type::Double;
-        auto value = [&](size_t k) { return isDouble ? ph::Value(k + 0.25) : ph::Value(int32_t(k + 1)); };
-        // Every entry gets its own value, so that a write landing anywhere is seen.
-        size_t entries = 1;
-        for (int32_t n : b) entries *= n;
-        auto entry = [&](size_t k) {
-          std::vector<ph::Value> index(b.size());
-          for (size_t q = b.size(); q-- > 0; k /= b[q]) index[q] = int32_t(k % b[q]);
-          return index;
-        };
-        for (size_t k = 0; k < entries; ++k) host().AssignMethod(instance, m.declaration.name, entry(k), value(k));
-        for (size_t pos = 0; pos < b.size(); ++pos) {
-          for (int32_t bad : {-1, b[pos], b[pos] + 1, 256, kMaxInt, kMinInt, kMinInt + b[pos]}) {
-            // The other indices at their first or their last valid value.
-            for (size_t edge : {size_t{0}, entries - 1}) {
-              std::vector<ph::Value> index = entry(edge);
-              index[pos] = bad;
-              EXPECT_EQ(host().CallMethod(instance, m.declaration.name, index).AsDouble(), 0) << name << " index " << pos << " at " << bad;
-              host().AssignMethod(instance, m.declaration.name, index, isDouble ? ph::Value(-7.5) : ph::Value(-7));
-            }
-          }
-        }
-        size_t changed = 0;
-        for (size_t k = 0; k < entries; ++k)
-          changed += host().CallMethod(instance, m.declaration.name, entry(k)).AsDouble() != value(k).AsDouble();
-        EXPECT_EQ(changed, 0u) << name << ": entries changed by out-of-range writes";
+        continue;
       }
+      ASSERT_TRUE(kIndexBounds.count(m.label)) << "no index bounds for " << m.label;
+      const std::vector<int32_t>& b = kIndexBounds.at(m.label);
+      ASSERT_EQ(b.size(), m.params.size()) << m.label;
+      const bool isDouble = m.type == Type::Double;
+      auto value = [&](size_t k) { return isDouble ? ph::Value(k + 0.25) : ph::Value(int32_t(k + 1)); };
+      // Every entry gets its own value, so that a write landing anywhere is seen.
+      size_t entries = 1;
+      for (int32_t n : b) entries *= n;
+      auto entry = [&](size_t k) {
+        std::vector<ph::Value> index(b.size());
+        for (size_t q = b.size(); q-- > 0; k /= b[q]) index[q] = int32_t(k % b[q]);
+        return index;
+      };
+      for (size_t k = 0; k < entries; ++k) host().AssignMethod(instance, m.name, entry(k), value(k));
+      for (size_t pos = 0; pos < b.size(); ++pos)
+        for (int32_t bad : {-1, b[pos], b[pos] + 1, 256, kMaxInt, kMinInt, kMinInt + b[pos]})
+          // The other indices at their first or their last valid value.
+          for (size_t edge : {size_t{0}, entries - 1}) {
+            std::vector<ph::Value> index = entry(edge);
+            index[pos] = bad;
+            EXPECT_EQ(host().CallMethod(instance, m.name, index).AsDouble(), 0) << m.label << " index " << pos << " at " << bad;
+            host().AssignMethod(instance, m.name, index, isDouble ? ph::Value(-7.5) : ph::Value(-7));
+          }
+      size_t changed = 0;
+      for (size_t k = 0; k < entries; ++k) changed += host().CallMethod(instance, m.name, entry(k)).AsDouble() != value(k).AsDouble();
+      EXPECT_EQ(changed, 0u) << m.label << ": entries changed by out-of-range writes";
     }
-    ExpectCleanAccounting(mark, "the index accessors of " + c.name);
+    ExpectCleanAccounting(mark, "the index accessors of " + m.cls->name);
   }
 }
 
-// The class methods with every argument variation, on an instance without a
-// source picture and on one with the ordinary picture: runs and finds fail
+// The class methods and setters with every argument variation (setters with
+// every value of their type), on an instance without a source picture and,
+// for the filters, on one with the ordinary picture: runs and finds fail
 // without a picture and succeed with one; the filters that release their
 // result before checking are left without one after a failed run.
 TEST_F(Sweep, ClassMethodsRefuseWithoutAPictureAndKeepAccountsClean) {
   Tables t(host());
-  const std::set<std::string> keepResultOnFailure = {"PictureConvolutionQVT", "PictureSepiaQVT"};
-  for (const ph::ClassInfo& c : host().Classes()) {
-    if (c.extension) continue;
-    for (const ph::MethodInfo& m : c.methods) {
-      const ph::Declaration& d = m.declaration;
-      const bool run = Same(d.name, "Run") || Same(d.name, "RunRGB"), find = d.name.rfind("Find", 0) == 0;
-      for (bool withSource : {false, true}) {
-        if (withSource && !IsFilter(c)) continue;
-        for (const std::vector<Arg>& args : Variations(t, d)) {
-          const std::string call = c.name + (withSource ? "(with a source)" : "") + "." + Describe("", d.name, args);
-          const uint64_t mark = host().Mark();
-          {
-            ph::Ref instance = host().NewInstance(c.name);
-            ph::Ref earlier = t.pictures[1].value.AsRef();
-            if (IsFilter(c)) {
-              host().SetProperty(instance, "DestinationPicture", earlier);
-              if (withSource) host().SetProperty(instance, "SourcePicture", t.Ordinary(Type::Picture).value);
-            }
-            const ph::Value result = host().CallMethod(instance, d.name, Values(args));
-            if (run) {
-              EXPECT_EQ(result.AsBool(), withSource) << call;
-              const ph::Ref destination = host().GetProperty(instance, "DestinationPicture").AsRef();
-              if (withSource) {
-                EXPECT_EQ(destination ? host().Width(destination) : 0, 64) << call << " left no result";
-              } else {
-                EXPECT_EQ(destination.get(), keepResultOnFailure.count(c.name) ? earlier.get() : nullptr) << call << " result";
-              }
-            }
-            const std::string name = c.name + "." + d.name;
-            EXPECT_TRUE(!find || result.AsBool() == !args[0].nil) << call;
-            EXPECT_TRUE(name != "PaletteQVT.NewPicture" ||
-                        result.IsNil() == !HostSize(args[0].value.AsInt(), args[1].value.AsInt())) << call;
-            EXPECT_TRUE(name != "PaletteQVT.Mem" || (!result.IsNil() && host().Bytes(result.AsRef()).size() >= 1024)) << call;
-            // The setter with every value of its type, at the same indices.
-            if (m.setter)
-              for (const Arg& v : t.Of(d.result)) host().AssignMethod(instance, d.name, Values(args), v.value);
+  for (const Member& m : api::Members(host())) {
+    if (m.kind != Member::kMethod && m.kind != Member::kMethodSetter) continue;
+    const bool filter = std::any_of(m.cls->properties.begin(), m.cls->properties.end(),
+                                    [](auto& p) { return Same(p.name, "SourcePicture"); });
+    const bool run = Same(m.name, "Run") || Same(m.name, "RunRGB"), find = m.name.rfind("Find", 0) == 0;
+    const bool keepsResult = Same(m.cls->name, "PictureConvolutionQVT") || Same(m.cls->name, "PictureSepiaQVT");
+    for (bool withSource : {false, true}) {
+      if (withSource && !filter) continue;
+      for (const std::vector<Arg>& args : Variations(t, m)) {
+        const std::string call = Describe(withSource ? "(with a source) " : "", m.label, args, Arg{});
+        const uint64_t mark = host().Mark();
+        {
+          ph::Ref instance = host().NewInstance(m.cls->name), earlier = t.pictures[1].value.AsRef();
+          if (filter) host().SetProperty(instance, "DestinationPicture", earlier);
+          if (withSource) host().SetProperty(instance, "SourcePicture", t.Ordinary(Type::Picture).value);
+          std::vector<ph::Value> values = Values(args);
+          ph::Value result;  // setters: with every value of their type
+          if (m.kind == Member::kMethodSetter)
+            for (const Arg& v : t.Of(m.type)) m.Call(host(), instance, values, v.value);
+          else
+            result = m.Call(host(), instance, values);
+          if (run) {
+            EXPECT_EQ(result.AsBool(), withSource) << call;
+            const ph::Ref destination = host().GetProperty(instance, "DestinationPicture").AsRef();
+            if (withSource) EXPECT_EQ(destination ? host().Width(destination) : 0, 64) << call << " left no result";
+            else EXPECT_EQ(destination.get(), keepsResult ? earlier.get() : nullptr) << call << " result";
           }
-          ExpectCleanAccounting(mark, call);
+          EXPECT_TRUE(!find || result.AsBool() == !args[0].nil) << call;
+          EXPECT_TRUE(m.label != "PaletteQVT.NewPicture" ||
+                      result.IsNil() == !HostSize(args[0].value.AsInt(), args[1].value.AsInt())) << call;
+          EXPECT_TRUE(m.label != "PaletteQVT.Mem" || (!result.IsNil() && host().Bytes(result.AsRef()).size() >= 1024)) << call;
         }
+        ExpectCleanAccounting(mark, call);
       }
     }
   }
