@@ -35,6 +35,7 @@ std::unique_ptr<Host> MakeHost(const Options& o) {
   if (o.plugin) ho.pluginPath = *o.plugin;
   ho.version = o.version;
   ho.without = o.without;
+  ho.display = o.command != "list";  // the registrations need no X server
   return std::make_unique<Host>(ho);
 }
 
