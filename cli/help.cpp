@@ -294,10 +294,11 @@ std::string ClassHelp(const ReferenceClass& c) {
 
 std::string HelpFor(const std::string& name) {
   if (std::string text = CommandHelp(name); !text.empty()) return text;
-  for (const ReferenceClass& c : ReferenceClasses()) {
-    if (strcasecmp(c.name.c_str(), name.c_str()) == 0) return ClassHelp(c);
-  }
+  // A name can be a class and a method too (the Picture method PaletteQVT).
   std::string out;
+  for (const ReferenceClass& c : ReferenceClasses()) {
+    if (strcasecmp(c.name.c_str(), name.c_str()) == 0) out = ClassHelp(c);
+  }
   for (const ReferenceEntry* e : FindEntries(name)) out += (out.empty() ? "" : "\n") + EntryHelp(*e);
   return out;
 }
