@@ -255,6 +255,11 @@ void WritePng(FILE* out, const std::vector<uint32_t>& pixels, int32_t width, int
     throw HostError(std::string("PNG: ") + (message[0] ? message : "out of memory"));
   }
   png_init_io(png, out);
+  // For photographs the "up" filter alone at zlib level 5 gives smaller files
+  // than trying every filter at level 6 (libpng's and GdkPixbuf's default),
+  // in a quarter of the time.
+  png_set_compression_level(png, 5);
+  png_set_filter(png, PNG_FILTER_TYPE_BASE, PNG_FILTER_UP);
   png_set_IHDR(png, info, static_cast<png_uint_32>(width), static_cast<png_uint_32>(height), 8, PNG_COLOR_TYPE_RGB,
                PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
   png_write_info(png, info);
