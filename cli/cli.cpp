@@ -111,8 +111,8 @@ void RefuseOverwrite(const Options& o) {
 
 int Run(const Options& o) {
   if (o.showVersion) {
-    std::cout << "picturehost " << kPicturehostVersion << " (REALbasic host emulation, plug-in API of "
-              << o.version << ")\n";
+    std::cout << "picturehost " << kPicturehostVersion << ", an emulated REALbasic " << FormatDouble(o.version)
+              << " host for the Picture plug-in\n";
     return kExitOk;
   }
   if (o.help || o.command == "help") return Help(o);
