@@ -12,11 +12,11 @@
 #include <chrono>
 #include <cstdio>
 #include <cstring>
-#include <optional>
-#include <set>
 #include <filesystem>
 #include <iostream>
 #include <map>
+#include <optional>
+#include <set>
 #include <sstream>
 
 #include "cli/batch.h"

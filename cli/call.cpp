@@ -4,10 +4,10 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstdio>
-#include <sstream>
 #include <cmath>
+#include <cstdio>
 #include <ostream>
+#include <sstream>
 
 #include "cli/help.h"
 #include "cli/output.h"
@@ -287,8 +287,8 @@ std::string JsonValue(const Host& host, const Value& v, Type type) {
 std::string JsonCounters(const std::vector<uint8_t>& bytes) {
   std::string out = "[";
   for (size_t i = 0; i + 3 < bytes.size(); i += 4) {
-    const uint32_t v = uint32_t{bytes[i]} | uint32_t{bytes[i + 1]} << 8 | uint32_t{bytes[i + 2]} << 16 |
-                       uint32_t{bytes[i + 3]} << 24;
+    const uint32_t v =
+        uint32_t{bytes[i]} | uint32_t{bytes[i + 1]} << 8 | uint32_t{bytes[i + 2]} << 16 | uint32_t{bytes[i + 3]} << 24;
     out += (i ? ", " : "") + std::to_string(v);
   }
   return out + "]";
@@ -340,11 +340,13 @@ std::vector<std::pair<std::string, std::string>> ChosenProperties(Host& host, co
 
 std::string JsonProperties(const std::vector<std::pair<std::string, std::string>>& properties) {
   JsonObject o;
-  for (const auto& [name, value] : properties) o.Add(name, value == "nan" || value == "inf" || value == "-inf" ? "null" : value);
+  for (const auto& [name, value] : properties)
+    o.Add(name, value == "nan" || value == "inf" || value == "-inf" ? "null" : value);
   return o.Done();
 }
 
-std::string JsonInstance(Host& host, const Ref& instance, const std::vector<std::pair<std::string, std::string>>& properties) {
+std::string JsonInstance(Host& host, const Ref& instance,
+                         const std::vector<std::pair<std::string, std::string>>& properties) {
   JsonObject o;
   o.Add("class", JsonString(host.ClassOf(instance)));
   o.Add("properties", JsonProperties(properties));
@@ -532,8 +534,7 @@ Value Convert(Host& host, const Param& p, const std::string& text) {
   switch (p.type) {
     case Type::Integer: return Value(ParseInteger(text));
     case Type::Double: return Value(ParseDouble(text));
-    case Type::Boolean:
-      return Value(ParseBoolean(text));
+    case Type::Boolean: return Value(ParseBoolean(text));
     case Type::Color: return Value(Color{ParseColor(text)});
     case Type::Picture: return Value(LoadImage(host, text));
     case Type::MemoryBlock: {
@@ -590,7 +591,9 @@ std::string NilReason(Host& host, const Execution& e) {
     }
   }
   std::string message = d.name + " gave nil";
-  if (e.picture) message += " on a " + std::to_string(host.Width(e.picture)) + "x" + std::to_string(host.Height(e.picture)) + " picture";
+  if (e.picture)
+    message +=
+        " on a " + std::to_string(host.Width(e.picture)) + "x" + std::to_string(host.Height(e.picture)) + " picture";
   if (!reason.empty()) return message + ": " + reason;
   for (const ReferenceEntry* entry : FindEntries(d.name)) {
     if (entry->declaration != d.text) continue;

@@ -41,9 +41,9 @@ struct Invoked {
 struct Execution {
   // call
   Target target;
-  std::vector<std::string> texts;  // the arguments, the input put in for %i
-  Ref picture;                     // the picture of a Picture or graphics method
-  std::vector<Value> arguments;    // after the call: byref variables as changed, other values as passed
+  std::vector<std::string> texts;                  // the arguments, the input put in for %i
+  Ref picture;                                     // the picture of a Picture or graphics method
+  std::vector<Value> arguments;                    // after the call: byref variables as changed, other values as passed
   std::vector<std::vector<uint8_t>> blocksBefore;  // memory blocks passed by value, as they were passed
   Value result;
   // run

@@ -5,9 +5,9 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <string_view>
 #include <iostream>
 #include <memory>
+#include <string_view>
 
 #include "cli/batch.h"
 #include "cli/call.h"
@@ -123,9 +123,10 @@ int Run(const Options& o) {
   const bool known = std::find(std::begin(kCommandNames), std::end(kCommandNames), std::string_view(o.command)) !=
                      std::end(kCommandNames);
   if (!known) {
-    throw HostError("unknown command " + o.command +
-                    DidYouMean(o.command, std::vector<std::string>(std::begin(kCommandNames), std::end(kCommandNames))) +
-                    " (picturehost --help)");
+    throw HostError(
+        "unknown command " + o.command +
+        DidYouMean(o.command, std::vector<std::string>(std::begin(kCommandNames), std::end(kCommandNames))) +
+        " (picturehost --help)");
   }
   if ((o.command == "call" || o.command == "run") && o.arguments.empty()) {
     std::cerr << CommandHelp(o.command);

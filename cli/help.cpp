@@ -97,8 +97,8 @@ std::vector<std::string> Sentences(const std::string& prose) {
   std::vector<std::string> out;
   size_t start = 0;
   for (size_t i = 0; i < prose.size(); ++i) {
-    const bool end = (prose[i] == '.' && (i + 1 == prose.size() || prose[i + 1] == ' ' || prose[i + 1] == '\n')) ||
-                     prose[i] == '\n';
+    const bool end =
+        (prose[i] == '.' && (i + 1 == prose.size() || prose[i + 1] == ' ' || prose[i + 1] == '\n')) || prose[i] == '\n';
     if (!end && i + 1 != prose.size()) continue;
     std::string s = prose.substr(start, i + 1 - start);
     s.erase(0, s.find_first_not_of(" \n"));

@@ -70,7 +70,8 @@ const OptionInfo* FindOption(const std::string& w, std::string* attached) {
   for (const OptionInfo& o : AllOptions()) {
     if (name.size() > 3 && std::string(o.name).rfind(name, 0) == 0) hint = o.name;
   }
-  throw HostError("unknown option " + name + (hint.empty() ? " (picturehost --help lists them)" : "; did you mean " + hint + "?"));
+  throw HostError("unknown option " + name +
+                  (hint.empty() ? " (picturehost --help lists them)" : "; did you mean " + hint + "?"));
 }
 
 std::pair<int32_t, int32_t> ParseSize(const std::string& text) {
@@ -181,7 +182,8 @@ double ParseDouble(const std::string& text) {
 
 uint32_t ParseColor(const std::string& text) {
   auto hex = [](const std::string& digits, size_t most, uint32_t* value) {
-    if (digits.empty() || digits.size() > most || digits.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos)
+    if (digits.empty() || digits.size() > most ||
+        digits.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos)
       return false;
     *value = static_cast<uint32_t>(std::strtoul(digits.c_str(), nullptr, 16));
     return true;
@@ -189,15 +191,16 @@ uint32_t ParseColor(const std::string& text) {
   uint32_t value = 0;
   if (text.size() > 2 && text[0] == '&') {
     const char kind = static_cast<char>(std::tolower(static_cast<unsigned char>(text[1])));
-    if ((kind == 'c' && hex(text.substr(2), 6, &value)) || (kind == 'h' && hex(text.substr(2), 8, &value))) return value;
+    if ((kind == 'c' && hex(text.substr(2), 6, &value)) || (kind == 'h' && hex(text.substr(2), 8, &value)))
+      return value;
   }
   if (text.size() == 7 && text[0] == '#' && hex(text.substr(1), 6, &value)) return value;
   if (text.size() == 6 && hex(text, 6, &value)) return value;
   static const std::pair<const char*, uint32_t> kNames[] = {
-      {"black", 0x000000}, {"white", 0xFFFFFF},  {"red", 0xFF0000},     {"green", 0x008000},  {"lime", 0x00FF00},
-      {"blue", 0x0000FF},  {"yellow", 0xFFFF00}, {"cyan", 0x00FFFF},    {"aqua", 0x00FFFF},   {"magenta", 0xFF00FF},
-      {"fuchsia", 0xFF00FF}, {"gray", 0x808080}, {"grey", 0x808080},    {"silver", 0xC0C0C0}, {"maroon", 0x800000},
-      {"navy", 0x000080},  {"olive", 0x808000},  {"purple", 0x800080},  {"teal", 0x008080},   {"orange", 0xFFA500},
+      {"black", 0x000000},   {"white", 0xFFFFFF},  {"red", 0xFF0000},    {"green", 0x008000},  {"lime", 0x00FF00},
+      {"blue", 0x0000FF},    {"yellow", 0xFFFF00}, {"cyan", 0x00FFFF},   {"aqua", 0x00FFFF},   {"magenta", 0xFF00FF},
+      {"fuchsia", 0xFF00FF}, {"gray", 0x808080},   {"grey", 0x808080},   {"silver", 0xC0C0C0}, {"maroon", 0x800000},
+      {"navy", 0x000080},    {"olive", 0x808000},  {"purple", 0x800080}, {"teal", 0x008080},   {"orange", 0xFFA500},
   };
   for (const auto& [name, c] : kNames) {
     if (strcasecmp(text.c_str(), name) == 0) return c;

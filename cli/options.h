@@ -30,11 +30,11 @@ struct Options {
   bool progress = false;  // --progress: draw the batch progress bar even without a terminal
   bool help = false;      // --help, -h
   bool showVersion = false;
-  bool force = false;         // --force, -f: an output may replace the input
-  bool skipExisting = false;  // --skip-existing: a batch leaves results that exist alone
-  bool json = false;          // --json: values as one JSON object per input
-  int32_t jobs = 1;           // -j N: files processed at once in a batch
-  int32_t quality = -1;       // --quality N: JPEG quality 1..100 (-1: the saver's own)
+  bool force = false;                              // --force, -f: an output may replace the input
+  bool skipExisting = false;                       // --skip-existing: a batch leaves results that exist alone
+  bool json = false;                               // --json: values as one JSON object per input
+  int32_t jobs = 1;                                // -j N: files processed at once in a batch
+  int32_t quality = -1;                            // --quality N: JPEG quality 1..100 (-1: the saver's own)
   std::optional<std::pair<int32_t, int32_t>> fit;  // --fit WxH
   std::vector<std::string> gets;                   // --get NAME: properties `run` prints
 };

@@ -50,10 +50,12 @@ class Temporary {
       throw HostError("cannot write " + target + ": cannot make the folder " + folder.string() + ": " + ec.message());
     }
     // The extension stays last: the host's savers choose the format by it.
-    path_ = (folder / ("." + p.stem().string() + ".partial-" + std::to_string(getpid()) + p.extension().string())).string();
+    path_ =
+        (folder / ("." + p.stem().string() + ".partial-" + std::to_string(getpid()) + p.extension().string())).string();
     for (slot_ = 0; slot_ < kSlots && gTemporary[slot_][0]; ++slot_) {
     }
-    if (slot_ < kSlots && path_.size() < sizeof gTemporary[0]) std::memcpy(gTemporary[slot_], path_.c_str(), path_.size() + 1);
+    if (slot_ < kSlots && path_.size() < sizeof gTemporary[0])
+      std::memcpy(gTemporary[slot_], path_.c_str(), path_.size() + 1);
   }
   ~Temporary() {
     if (!kept_) unlink(path_.c_str());
@@ -302,8 +304,9 @@ Ref LoadImage(Host& host, const std::string& source) {
   std::string problem;
   bool read = false;
   try {
-    read = jpeg ? ReadJpeg(in, source, pixels, width, height, problem)
-                : png ? ReadPng(in, source, pixels, width, height, problem) : false;
+    read = jpeg  ? ReadJpeg(in, source, pixels, width, height, problem)
+           : png ? ReadPng(in, source, pixels, width, height, problem)
+                 : false;
   } catch (...) {
     std::fclose(in);
     throw;

@@ -22,7 +22,7 @@ Ref LoadImage(Host& host, const std::string& source);
 // `quality` (1..100, -1: 75). Folders are made as needed.
 void SaveImage(Host& host, const Ref& picture, const std::string& path, int32_t quality);
 void WriteFileSafely(const std::string& path, const std::vector<uint8_t>& bytes);
-// The extension names SaveImage knows, or a message listing them.
+// Whether SaveImage knows the extension of `path`; the list of those it knows.
 bool IsImageName(const std::string& path);
 const char* ImageFormats();
 
