@@ -4,18 +4,27 @@
 // name without its extension). A file that cannot be processed is reported at
 // the end and the others still are; no input file is ever overwritten.
 #include <glob.h>
+#include <spawn.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <iostream>
 #include <map>
+#include <optional>
+#include <set>
 #include <sstream>
 
 #include "cli/batch.h"
 #include "cli/call.h"
 #include "cli/cli.h"
+#include "cli/output.h"
+
+extern char** environ;
 
 namespace ph {
 
@@ -142,6 +151,90 @@ class Progress {
   size_t width_ = 0;
 };
 
+// The words of a single-file command line for one input of the batch: what
+// a worker process runs.
+std::vector<std::string> WorkerWords(const Options& o, const std::string& file, const std::optional<std::string>& out) {
+  std::vector<std::string> w = {o.command};
+  w.insert(w.end(), o.arguments.begin(), o.arguments.end());
+  w.insert(w.end(), {"--on", file, "--force", "--host-version", FormatDouble(o.version)});
+  if (out) w.insert(w.end(), {"--out", *out});
+  for (const auto& [name, value] : {std::pair{"--mask", o.mask}, {"--from", o.from}, {"--plugin", o.plugin}}) {
+    if (value) w.insert(w.end(), {name, *value});
+  }
+  for (const std::string& s : o.sets) w.insert(w.end(), {"--set", s});
+  for (const std::string& g : o.gets) w.insert(w.end(), {"--get", g});
+  for (const std::string& n : o.without) w.insert(w.end(), {"--without", n});
+  if (o.json) w.push_back("--json");
+  if (o.quality > 0) w.insert(w.end(), {"--quality", std::to_string(o.quality)});
+  if (o.fit) w.insert(w.end(), {"--fit", std::to_string(o.fit->first) + "x" + std::to_string(o.fit->second)});
+  return w;
+}
+
+struct Outcome {
+  int status = 0;
+  std::string out, err;
+};
+
+std::string ReadBack(FILE* f) {
+  std::string text;
+  std::rewind(f);
+  char buffer[4096];
+  for (size_t n; (n = std::fread(buffer, 1, sizeof buffer, f)) > 0;) text.append(buffer, n);
+  std::fclose(f);
+  return text;
+}
+
+// Runs the files in worker processes of this very program, `jobs` at a time,
+// all on the display this process opened; `done(i, outcome)` is called as
+// each ends.
+template <typename Done>
+void RunWorkers(const Options& o, const std::vector<std::string>& files,
+                const std::vector<std::optional<std::string>>& outs, const std::vector<bool>& todo, Done done) {
+  struct Worker {
+    size_t index;
+    FILE* out;
+    FILE* err;
+  };
+  std::map<pid_t, Worker> running;
+  size_t next = 0;
+  while (true) {
+    while (running.size() < static_cast<size_t>(o.jobs) && next < files.size()) {
+      const size_t i = next++;
+      if (!todo[i]) continue;
+      std::vector<std::string> words = WorkerWords(o, files[i], outs[i]);
+      std::vector<char*> argv = {const_cast<char*>("picturehost")};
+      for (std::string& w : words) argv.push_back(w.data());
+      argv.push_back(nullptr);
+      Worker w{i, std::tmpfile(), std::tmpfile()};
+      if (!w.out || !w.err) throw HostError("cannot make a temporary file for a worker");
+      posix_spawn_file_actions_t actions;
+      posix_spawn_file_actions_init(&actions);
+      posix_spawn_file_actions_adddup2(&actions, fileno(w.out), STDOUT_FILENO);
+      posix_spawn_file_actions_adddup2(&actions, fileno(w.err), STDERR_FILENO);
+      pid_t pid = 0;
+      const int rc = posix_spawn(&pid, "/proc/self/exe", &actions, nullptr, argv.data(), environ);
+      posix_spawn_file_actions_destroy(&actions);
+      if (rc != 0) throw HostError(std::string("cannot start a worker: ") + std::strerror(rc));
+      AddChild(pid);
+      running[pid] = w;
+    }
+    if (running.empty()) return;
+    int status = 0;
+    const pid_t pid = waitpid(-1, &status, 0);
+    if (pid < 0 && errno == EINTR) continue;
+    const auto it = running.find(pid);
+    if (it == running.end()) continue;
+    RemoveChild(pid);
+    Outcome outcome;
+    outcome.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    outcome.out = ReadBack(it->second.out);
+    outcome.err = ReadBack(it->second.err);
+    const size_t index = it->second.index;
+    running.erase(it);
+    done(index, outcome);
+  }
+}
+
 }  // namespace
 
 int Batch(Host& host, const Options& o) {
@@ -158,13 +251,19 @@ int Batch(Host& host, const Options& o) {
 
   // The method or class is checked once, before the first file.
   std::vector<std::string> sidecars;  // memory-block parameters saved as OUT.NAME
+  bool picture = o.command == "run";
   if (o.command == "call") {
-    for (const Param& p : FindCallTarget(host, o).method->declaration.params) {
+    const Target target = FindCallTarget(host, o);
+    for (const Param& p : target.method->declaration.params) {
       if (p.type == Type::MemoryBlock) sidecars.push_back(p.name);
     }
+    picture = target.method->declaration.result == Type::Picture || target.owner == Owner::Graphics;
   } else {
     const ClassInfo* c = host.FindClass(o.arguments[0]);
     if (!c || c->extension) throw HostError("unknown class " + o.arguments[0]);
+  }
+  if (o.out && picture && !IsImageName(*o.out)) {
+    throw HostError("--out " + *o.out + ": the name must end in " + ImageFormats());
   }
 
   std::vector<std::string> unmatched;
@@ -172,54 +271,111 @@ int Batch(Host& host, const Options& o) {
   std::vector<std::string> failures;
   for (const std::string& u : unmatched) failures.push_back(u + ": no file matches this pattern");
   std::vector<std::string> nils;
-  std::map<std::string, std::string> written;  // output identity -> the input that made it
 
-  Progress progress(o.progress || isatty(STDERR_FILENO), files.size());
-  progress.Show(0);
-  for (size_t i = 0; i < files.size(); ++i) {
+  // Every output is named and checked, and its folder made, before any work:
+  // an input file or an earlier input's result is never overwritten.
+  std::vector<std::optional<std::string>> outs(files.size());
+  std::vector<bool> todo(files.size(), true);
+  std::map<std::string, std::string> claimed;  // output identity -> the input that makes it
+  std::set<std::string> folders;
+  size_t skipped = 0, refused = 0;
+  for (size_t i = 0; i < files.size() && o.out; ++i) {
     const std::string& file = files[i];
-    Options one = o;
-    one.on = file;
-    one.inputs = {file};
-    std::ostringstream output;
-    std::vector<std::string> outputs;
+    outs[i] = ExpandOutput(*o.out, file);
+    std::vector<std::string> outputs = {*outs[i]};
+    for (const std::string& s : sidecars) outputs.push_back(*outs[i] + "." + s);
     try {
-      if (o.out) {
-        one.out = ExpandOutput(*o.out, file);
-        outputs.push_back(*one.out);
-        for (const std::string& s : sidecars) outputs.push_back(*one.out + "." + s);
-        for (const std::string& out : outputs) {
-          for (const std::string& input : files) {
-            if (SameFile(out, input)) throw HostError("refusing to overwrite the input file " + input + " with " + out);
-          }
-          const auto earlier = written.find(Identity(out));
-          if (earlier != written.end()) {
-            throw HostError("refusing to overwrite " + out + ", the result of " + earlier->second);
-          }
+      for (const std::string& out : outputs) {
+        for (const std::string& input : files) {
+          if (SameFile(out, input)) throw HostError("refusing to overwrite the input file " + input + " with " + out);
+        }
+        const auto earlier = claimed.find(Identity(out));
+        if (earlier != claimed.end()) {
+          throw HostError("refusing to overwrite " + out + ", the result of " + earlier->second);
         }
       }
-      Perform(host, one, output);
-      for (const std::string& out : outputs) written[Identity(out)] = file;
-    } catch (const NilResult& e) {
-      nils.push_back(file + ": " + e.what());
-    } catch (const std::exception& e) {
+    } catch (const HostError& e) {
       failures.push_back(file + ": " + e.what());
+      todo[i] = false;
+      ++refused;
+      continue;
     }
-    // Each result line is printed with the input it belongs to.
-    std::istringstream lines(output.str());
+    for (const std::string& out : outputs) claimed[Identity(out)] = file;
+    if (o.skipExisting && fs::exists(*outs[i])) {
+      todo[i] = false;
+      ++skipped;
+      continue;
+    }
+    folders.insert(fs::path(*outs[i]).parent_path().string());
+  }
+  for (const std::string& folder : folders) {
+    std::error_code ec;
+    if (!folder.empty() && !fs::create_directories(folder, ec) && ec && !fs::is_directory(folder)) {
+      throw HostError("cannot make the output folder " + folder + ": " + ec.message());
+    }
+  }
+
+  Progress progress(o.progress || isatty(STDERR_FILENO), files.size());
+  progress.Show(skipped + refused);
+  size_t finished = skipped + refused;
+  // Each result line is printed with the input it belongs to (JSON objects
+  // name it themselves).
+  auto report = [&](const std::string& file, const std::string& output) {
+    std::istringstream lines(output);
     std::string line;
     bool cleared = false;
     while (std::getline(lines, line)) {
       if (!cleared) progress.Clear();
       cleared = true;
-      std::cout << file << ": " << line << "\n";
+      std::cout << (o.json ? "" : file + ": ") << line << "\n";
     }
     std::cout << std::flush;
-    progress.Show(i + 1);
+    progress.Show(++finished);
+  };
+  if (o.jobs <= 1) {
+    for (size_t i = 0; i < files.size(); ++i) {
+      if (!todo[i]) continue;
+      Options one = o;
+      one.on = files[i];
+      one.inputs = {files[i]};
+      one.out = outs[i];
+      std::ostringstream output;
+      try {
+        Perform(host, one, output);
+      } catch (const NilResult& e) {
+        nils.push_back(files[i] + ": " + e.what());
+      } catch (const std::exception& e) {
+        failures.push_back(files[i] + ": " + e.what());
+      }
+      report(files[i], output.str());
+    }
+  } else {
+    std::vector<std::optional<Outcome>> outcomes(files.size());
+    size_t printed = 0;
+    RunWorkers(o, files, outs, todo, [&](size_t index, const Outcome& outcome) {
+      outcomes[index] = outcome;
+      // In the order of the inputs, as one process would print them.
+      for (; printed < files.size() && (!todo[printed] || outcomes[printed]); ++printed) {
+        if (!todo[printed]) continue;
+        const Outcome& r = *outcomes[printed];
+        std::string err = r.err;
+        while (!err.empty() && err.back() == '\n') err.pop_back();
+        if (err.rfind("picturehost: ", 0) == 0) err.erase(0, 13);
+        if (r.status == kExitNil) {
+          nils.push_back(files[printed] + ": " + err);
+        } else if (r.status != kExitOk) {
+          failures.push_back(files[printed] + ": " + (err.empty() ? "status " + std::to_string(r.status) : err));
+        } else if (!err.empty()) {
+          progress.Clear();
+          std::cerr << r.err;  // warnings
+        }
+        report(files[printed], r.out);
+      }
+    });
   }
-  progress.Finish(files.size());
+  progress.Finish(finished);
 
-  const size_t processed = files.size() - (failures.size() - unmatched.size()) - nils.size();
+  const size_t processed = files.size() - (failures.size() - unmatched.size()) - nils.size() - skipped;
   if (!nils.empty()) {
     std::cerr << "picturehost: " << nils.size() << " file(s) gave nil:\n";
     for (const std::string& n : nils) std::cerr << "  " << n << "\n";
@@ -228,7 +384,9 @@ int Batch(Host& host, const Options& o) {
     std::cerr << "picturehost: " << failures.size() << " input(s) could not be processed:\n";
     for (const std::string& f : failures) std::cerr << "  " << f << "\n";
   }
-  std::cerr << "picturehost: " << processed << " of " << files.size() << " file(s) processed\n";
+  std::cerr << "picturehost: " << processed << " of " << files.size() << " file(s) processed";
+  if (skipped) std::cerr << ", " << skipped << " skipped (their result exists)";
+  std::cerr << "\n";
   if (!failures.empty() || files.empty()) return kExitBadInput;
   return nils.empty() ? kExitOk : kExitNil;
 }

@@ -41,9 +41,10 @@ struct Invoked {
 struct Execution {
   // call
   Target target;
-  std::vector<std::string> texts;  // the arguments, the input put in for %i
-  Ref picture;                     // the picture of a Picture or graphics method
-  std::vector<Value> arguments;    // after the call: byref variables as changed, other values as passed
+  std::vector<std::string> texts;                  // the arguments, the input put in for %i
+  Ref picture;                                     // the picture of a Picture or graphics method
+  std::vector<Value> arguments;                    // after the call: byref variables as changed, other values as passed
+  std::vector<std::vector<uint8_t>> blocksBefore;  // memory blocks passed by value, as they were passed
   Value result;
   // run
   const ClassInfo* cls = nullptr;
@@ -69,6 +70,12 @@ struct Written {
 bool HasProperty(const ClassInfo& c, const std::string& name);
 // The integer and double properties of an instance, each with its value as printed.
 std::vector<std::pair<std::string, std::string>> NumberProperties(Host& host, const Ref& instance);
+
+// "NAME takes 2 argument(s), not 1:" and the declarations of that name.
+std::string WrongCount(const std::vector<MethodInfo>& methods, const std::string& name, size_t count);
+// Why a call that gave nil did (the checks the reference states), or what the
+// reference says about its nil cases.
+std::string NilReason(Host& host, const Execution& e);
 
 // A command-line word as a value of the parameter's type.
 Value Convert(Host& host, const Param& p, const std::string& text);

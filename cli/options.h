@@ -18,6 +18,7 @@ struct NilResult : std::runtime_error {
 };
 
 struct Options {
+  std::vector<std::string> words;  // the command line as given
   std::string command;
   std::vector<std::string> arguments;
   std::optional<std::string> on;    // the picture a call or run works on (one file)
@@ -27,7 +28,26 @@ struct Options {
   double version = 2007.0;
   std::set<std::string> without;
   bool progress = false;  // --progress: draw the batch progress bar even without a terminal
+  bool help = false;      // --help, -h
+  bool showVersion = false;
+  bool force = false;                              // --force, -f: an output may replace the input
+  bool skipExisting = false;                       // --skip-existing: a batch leaves results that exist alone
+  bool json = false;                               // --json: values as one JSON object per input
+  int32_t jobs = 1;                                // -j N: files processed at once in a batch
+  int32_t quality = -1;                            // --quality N: JPEG quality 1..100 (-1: the saver's own)
+  std::optional<std::pair<int32_t, int32_t>> fit;  // --fit WxH
+  std::vector<std::string> gets;                   // --get NAME: properties `run` prints
 };
+
+// Every option with its short form, value and help line, for the parser, the
+// help text and the shell completion.
+struct OptionInfo {
+  const char* name;
+  char shortName;
+  const char* value;  // null: a flag
+  const char* help;
+};
+const std::vector<OptionInfo>& AllOptions();
 
 Options ParseOptions(const std::vector<std::string>& words);
 
@@ -36,6 +56,7 @@ void WriteFile(const std::string& path, const std::vector<uint8_t>& bytes);
 int32_t ParseInteger(const std::string& text);
 double ParseDouble(const std::string& text);
 uint32_t ParseColor(const std::string& text);
+bool ParseBoolean(const std::string& text);
 std::string FormatDouble(double d);
 std::string FormatColor(uint32_t c);
 // "Name" or "Name(a,b,c)".

@@ -403,7 +403,7 @@ void Host::State::RegisterGlobal(REALmethodDefinition* method) {
 Host::Host(HostOptions options) : s_(std::make_unique<State>()) {
   s_->self = this;
   std::string error;
-  if (!EnsureDisplay(&error)) throw HostError(error);
+  if (options.display && !EnsureDisplay(&error)) throw HostError(error);
   s_->options = std::move(options);
   s_->classes.reserve(64);
   std::string path = s_->options.pluginPath.empty() ? DefaultPluginPath() : s_->options.pluginPath;

@@ -94,6 +94,7 @@ struct HostOptions {
   double version = 2007.0;        // what "REALGetRBVersion" answers
   std::set<std::string> without;  // entry points the resolver does not know
   bool privateCopy = false;       // load a fresh copy of the library (fresh static data)
+  bool display = true;            // false: no X display (registrations only, no pictures)
 };
 
 // What the plug-in registered, in the order the host received it.

@@ -1,13 +1,27 @@
-// Batch mode of picturehost call and run: several inputs by pattern or by
-// repeated --on, outputs named by %n, progress, failures reported at the end,
-// inputs never overwritten.
+// The picturehost command line as its users meet it: batch mode (several
+// inputs by pattern or by repeated --on, outputs named by %n, progress,
+// failures reported at the end, inputs never overwritten, interruption and
+// resumption, worker processes), the README's examples, the help against the
+// reference, arguments as people write them and the reasons for refusals.
+#include <gdk-pixbuf/gdk-pixbuf.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+
 #include <algorithm>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <map>
+#include <thread>
+
+#include "cli/help.h"
 
 #include "tests/support/host_fixture.h"
 #include "tests/support/picturehost_run.h"
 #include "tests/support/pixels.h"
+
+extern char** environ;
 
 namespace {
 
@@ -133,6 +147,140 @@ TEST_F(Batch, OneFileKeepsTheSingleFileBehaviour) {
   const Outcome paint = Picturehost({"call", "--on", dir_ / "one.png", "PaintDesktopQVT", "--out", dir_ / "painted.png"});
   ASSERT_EQ(paint.status, 0) << paint.err;
   EXPECT_EQ(host().Pixels(Load("painted.png")), ph::SamplePixels(6, 4));
+}
+
+// Every command line of the README runs as written, in order, in a fresh
+// folder: the tour makes its own photos, the batch example its folder.
+TEST_F(Batch, EveryReadmeExampleRunsAsWritten) {
+  fs::create_directories(dir_ / "build");
+  std::ofstream(dir_ / "build/picturehost") << "#!/bin/sh\nLSAN_OPTIONS=${LSAN_OPTIONS:-suppressions=" PICTURE_SOURCE_DIR
+                                               "/tools/lsan.supp} exec '" PICTUREHOST_PATH "' --plugin '"
+                                            << PluginPath() << "' \"$@\"\n";
+  fs::permissions(dir_ / "build/picturehost", fs::perms::owner_all);
+  std::ifstream readme(PICTURE_SOURCE_DIR "/README.md");
+  int lines = 0;
+  for (std::string line; std::getline(readme, line);) {
+    if (line.rfind("    build/picturehost ", 0) != 0) continue;
+    ++lines;
+    const std::string command = "cd '" + dir_.path().string() + "' && " + line.substr(4) + " >out.txt 2>err.txt";
+    EXPECT_EQ(std::system(command.c_str()), 0) << line << "\n" << Slurp(dir_ / "err.txt");
+  }
+  EXPECT_GE(lines, 12);
+  // Thumbnails within 160 x 160 keep their photo's proportions; the palette's picture is saved.
+  EXPECT_EQ(host().Width(Load("thumbs/landscape.png")) * 100 + host().Height(Load("thumbs/landscape.png")), 16120);
+  EXPECT_EQ(host().Width(Load("thumbs/portrait.png")) * 1000 + host().Height(Load("thumbs/portrait.png")), 120160);
+  EXPECT_EQ(host().Width(Load("web.png")), 16);
+}
+
+// help NAME shows, for every registered member, its declaration and every
+// line of its entry in docs/api.md, read here from the file itself.
+TEST_F(Batch, HelpOfEveryMemberIsItsReferenceEntry) {
+  std::map<std::string, std::vector<std::string>> entries;  // declaration -> its lines
+  std::vector<std::string>* body = nullptr;
+  bool code = false;
+  std::ifstream api(PICTURE_SOURCE_DIR "/docs/api.md");
+  for (std::string line; std::getline(api, line);) {
+    if (line.rfind("```", 0) == 0) code = !code;
+    if (!code && !line.empty() && line[0] == '#') {
+      body = line.rfind("#### `", 0) == 0 ? &entries[line.substr(6, line.find('`', 6) - 6)] : nullptr;
+    } else if (body && !line.empty() && line.rfind("```", 0) != 0) {
+      if (!code && line.rfind("    ", 0) != 0) line.erase(std::remove(line.begin(), line.end(), '`'), line.end());
+      body->push_back(line);
+    }
+  }
+  size_t checked = 0;
+  auto check = [&](const ph::MethodInfo& m) {
+    const std::string help = ph::HelpFor(m.declaration.name);
+    ASSERT_TRUE(entries.count(m.declaration.text)) << "no entry for " << m.declaration.text;
+    EXPECT_TRUE(Has(help, m.declaration.text)) << help;
+    for (const std::string& line : entries[m.declaration.text]) EXPECT_TRUE(Has(help, line)) << line << " in\n" << help;
+    ++checked;
+  };
+  for (const ph::MethodInfo& m : host().GlobalMethods()) check(m);
+  for (const ph::ClassInfo& c : host().Classes()) std::for_each(c.methods.begin(), c.methods.end(), check);
+  EXPECT_GE(checked, 90u);
+  const Outcome top = Picturehost({"--help"}), version = Picturehost({"--version"}), list = Picturehost({"list", "rotate9"});
+  EXPECT_TRUE(top.status == 0 && Has(top.out, "--skip-existing") && version.status == 0) << top.err;
+  // One member matches, under its class, with the first sentence of its entry.
+  const std::string head = "extension Picture\n  method Rotate90QVT as picture\n      ";
+  EXPECT_EQ(list.out.substr(0, head.size()), head) << list.out;
+  EXPECT_EQ(std::count(list.out.begin(), list.out.end(), '\n'), 3) << list.out;
+}
+
+// Colours, booleans and options as people write them; a reason for each refusal.
+TEST_F(Batch, ArgumentsAsPeopleWriteThemAndReasonsForRefusals) {
+  Save("w.png", 3, 2, {0xFFFFFF, 0, 0xFFFFFF, 0, 0, 0});
+  for (const char* white : {"&cFFFFFF", "#FFFFFF", "ffffff", "White"})
+    EXPECT_EQ(Picturehost({"call", "CountColorQVT", white, "--on", dir_ / "w.png"}).out, "2\n") << white;
+  Save("tall.png", 48, 64);
+  for (const char* yes : {"1", "yes", "TRUE"}) {
+    const Outcome fit = Picturehost({"call", "--on", dir_ / "tall.png", "ScaleQVT", yes, "--fit", "16x12", "-o", dir_ / "f.png"});
+    ASSERT_EQ(fit.status, 0) << fit.err;
+    EXPECT_EQ(host().Width(Load("f.png")) * 100 + host().Height(Load("f.png")), 912);  // 48 x 64 times 12/64
+  }
+  const std::pair<std::vector<std::string>, std::string> refusals[] = {
+      {{"call", "--on", "sample:8x8", "RotateQTV", "3"}, "did you mean RotateQVT?"},
+      {{"call", "--on", "sample:8x8", "RotateQVT", "30"}, "takes 2 argument(s), not 1:\n  RotateQVT(angle as double,background as color)"},
+      {{"call", "--on", "sample:8x8", "ScaleQVT", "0", "60", "true"}, "must be 1..32767, not 0 and 60"},
+      {{"call", "--on", "sample:8x8", "ScaleQVT", "12000", "12000", "no"}, "larger than the host makes"},
+      {{"run", "PictureSepiaQVT", "--on", "sample:8x8", "-o", dir_ / "s.png"}, "Run was not called"},
+      {{"call", "--on", dir_ / "w.png", "CloneQVT", "-o", dir_ / "w.png"}, "refusing to overwrite the input file"},
+      {{"call", "--on", dir_ / "w.png", "CloneQVT", "-o", dir_ / "w.gif"}, "must end in .png, .jpg"}};
+  for (const auto& [words, reason] : refusals) {
+    const Outcome r = Picturehost(words);
+    EXPECT_TRUE((r.status == 1 || r.status == 3) && Has(r.err, reason)) << r.status << " " << r.err;
+  }
+  EXPECT_EQ(Picturehost({"call", "--on", dir_ / "w.png", "Rotate90QVT", "-o", dir_ / "w.png", "--force"}).status, 0);
+  EXPECT_EQ(host().Width(Load("w.png")), 2);
+  // Histograms as JSON: 6 pixels, red 0 four times and 255 twice.
+  const Outcome json = Picturehost({"call", "--on", dir_ / "w.png", "CountColorsQVT", "zeros:0", "zeros:0", "zeros:0", "0", "--json"});
+  EXPECT_TRUE(Has(json.out, "\"red\": [4, 0, 0") && Has(json.out, ", 0, 2], \"blue\"") && Has(json.out, "\"count\": 6}"))
+      << json.out;
+  // A truncated JPEG and a PNG with transparency are read with a warning.
+  ASSERT_EQ(Picturehost({"call", "--on", "sample:200x150", "CloneQVT", "-o", dir_ / "t.jpg"}).status, 0);
+  fs::resize_file(dir_ / "t.jpg", 1000);
+  GdkPixbuf* alpha = gdk_pixbuf_new(GDK_COLORSPACE_RGB, TRUE, 8, 4, 4);
+  gdk_pixbuf_fill(alpha, 0xFF000080);
+  ASSERT_TRUE(gdk_pixbuf_save(alpha, (dir_ / "a.png").c_str(), "png", nullptr, nullptr));
+  g_object_unref(alpha);
+  EXPECT_TRUE(Has(Picturehost({"call", "--on", dir_ / "t.jpg", "HasMaskQVT"}).err, "truncated or damaged"));
+  EXPECT_TRUE(Has(Picturehost({"call", "--on", dir_ / "a.png", "HasMaskQVT"}).err, "transparency is dropped"));
+}
+
+// Interrupted by SIGINT (Ctrl-C) mid-batch, every result there is complete;
+// --skip-existing then finishes the batch, in two worker processes, with the
+// results one process gives.
+TEST_F(Batch, InterruptedBatchLeavesNoPartialFileAndResumes) {
+  fs::create_directories(dir_ / "in");
+  for (int i = 0; i < 5; ++i) Save("in/p" + std::to_string(i) + ".png", 1200, 800);
+  std::vector<std::string> words = {PICTUREHOST_PATH, "--plugin", PluginPath(), "call", "--on", dir_ / "in/*.png",
+                                    "RotateQVT", "10", "white", "--out", dir_ / "out/%n.png"};
+  std::vector<char*> argv;
+  for (std::string& w : words) argv.push_back(w.data());
+  argv.push_back(nullptr);
+  pid_t pid = 0;
+  ASSERT_EQ(posix_spawn(&pid, argv[0], nullptr, nullptr, argv.data(), environ), 0);
+  const auto start = std::chrono::steady_clock::now();
+  while (!fs::exists(dir_ / "out/p0.png") && std::chrono::steady_clock::now() - start < std::chrono::seconds(120))
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  kill(pid, SIGINT);
+  int status = 0;
+  waitpid(pid, &status, 0);
+  EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGINT) << status;
+  size_t done = 0;
+  for (const fs::directory_entry& f : fs::directory_iterator(dir_ / "out")) {
+    EXPECT_EQ(f.path().filename().string().find('.'), 2u) << f.path();  // p<i>.png only, no temporary name
+    EXPECT_NO_THROW(host().LoadPicture(f.path()));
+    ++done;
+  }
+  const Outcome resumed =
+      Picturehost({"call", "--on", dir_ / "in/*.png", "RotateQVT", "10", "white", "--out", dir_ / "out/%n.png",
+                   "--skip-existing", "-j", "2"});
+  ASSERT_EQ(resumed.status, 0) << resumed.err;
+  EXPECT_TRUE(Has(resumed.err, std::to_string(5 - done) + " of 5 file(s) processed, " + std::to_string(done) + " skipped"))
+      << resumed.err;
+  ASSERT_EQ(Picturehost({"call", "--on", dir_ / "in/p4.png", "RotateQVT", "10", "white", "-o", dir_ / "one.png"}).status, 0);
+  EXPECT_EQ(host().Pixels(Load("out/p4.png")), host().Pixels(Load("one.png")));
 }
 
 }  // namespace
