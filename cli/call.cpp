@@ -509,6 +509,8 @@ Target FindCallTarget(const Host& host, const std::string& name, size_t count, b
     if (!global && picture && named(picture)) {
       throw HostError(name + " is a Picture method: give it a picture with --on IMAGE (or sample:WxH)");
     }
+    // Neither a global nor a Picture method: the nearest name of any kind.
+    if (!global) throw HostError("unknown method " + name + DidYouMean(name, CallableNames(host)));
     return {&Choose(host.GlobalMethods(), "", name, count), Owner::Global};
   }
   const ClassInfo* picture = host.FindClass("Picture");
