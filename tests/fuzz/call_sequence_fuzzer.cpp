@@ -21,6 +21,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <map>
 #include <string>
 #include <vector>
@@ -109,13 +110,8 @@ void Audit(ph::Host& host, const Pool& pool, const std::string& after) {
 // --- Making objects and values ---------------------------------------------------------
 
 std::vector<uint32_t> PixelsFrom(fuzz::Input& in, int32_t w, int32_t h) {
-  const size_t n = static_cast<size_t>(w) * h;
   if (in.Bool()) return ph::SamplePixels(w, h);
-  std::vector<uint8_t> bytes(3 * n);
-  fuzz::FillFrom(in.Take(in.Byte() % 64), bytes.data(), bytes.size());
-  std::vector<uint32_t> pixels(n);
-  for (size_t i = 0; i < n; ++i) pixels[i] = uint32_t{bytes[3 * i]} << 16 | uint32_t{bytes[3 * i + 1]} << 8 | bytes[3 * i + 2];
-  return pixels;
+  return fuzz::Pixels(in.Take(in.Byte() % 64), static_cast<size_t>(w) * h);
 }
 
 // A picture of one of the table's kinds, or of any size up to 100 x 100.
@@ -278,12 +274,6 @@ void Step(ph::Host& host, fuzz::Input& in, Pool& pool) {
 }
 
 }  // namespace
-
-extern "C" int LLVMFuzzerInitialize(int*, char***) {
-  fuzz::Start();
-  api::Members(fuzz::TheHost());
-  return 0;
-}
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   ph::Host& host = fuzz::TheHost();

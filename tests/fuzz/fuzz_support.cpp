@@ -3,6 +3,8 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "tests/support/api_table.h"
+
 namespace fuzz {
 
 namespace {
@@ -22,6 +24,7 @@ void Start() {
   options.pluginPath = PICTURE_PLUGIN_PATH;
   gHost = new ph::Host(options);
   for (const std::string& p : gHost->TakeProblems()) Fail("registration: " + p);
+  api::Members(*gHost);
 }
 
 ph::Host& TheHost() {
@@ -50,4 +53,17 @@ void FillFrom(std::span<const uint8_t> seed, uint8_t* out, size_t n) {
   }
 }
 
+std::vector<uint32_t> Pixels(std::span<const uint8_t> seed, size_t n) {
+  std::vector<uint8_t> bytes(3 * n);
+  FillFrom(seed, bytes.data(), bytes.size());
+  std::vector<uint32_t> pixels(n);
+  for (size_t i = 0; i < n; ++i) pixels[i] = uint32_t{bytes[3 * i]} << 16 | uint32_t{bytes[3 * i + 1]} << 8 | bytes[3 * i + 2];
+  return pixels;
+}
+
 }  // namespace fuzz
+
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+  fuzz::Start();
+  return 0;
+}
