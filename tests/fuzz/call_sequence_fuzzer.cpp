@@ -166,6 +166,7 @@ ph::Value ValueOf(Type type, const std::string& typeName, fuzz::Input& in, Pool&
 // picture the plug-in would accept (at most 32767 a side and 2^31 bytes of
 // writer) but which exceeds 2^18 pixels is folded into a small size. Pairs
 // beyond what the plug-in accepts stay as they are: refusing them is its job.
+// The corpus input crash-target-size-overflow asks for pairs on both sides.
 void CapSizes(const Member& m, std::vector<ph::Value>& args) {
   int wi = -1, hi = -1;
   for (size_t i = 0; i < m.params.size(); ++i) {
@@ -233,7 +234,7 @@ void CallOne(ph::Host& host, fuzz::Input& in, Pool& pool, const Member& m) {
 
 // Steps 0 to 15 make or drop objects; the others call a registered member,
 // chosen by the next two bytes (little-endian) modulo the number of members,
-// with as many bytes for its arguments as the byte after them says.
+// with as many bytes for its arguments as the byte after them says, modulo 64.
 void Step(ph::Host& host, fuzz::Input& in, Pool& pool) {
   static const std::vector<std::string> classes = [&] {
     std::vector<std::string> l;
@@ -261,7 +262,8 @@ void Step(ph::Host& host, fuzz::Input& in, Pool& pool) {
       label = m.label;
       // The call reads its receiver and arguments from bytes of its own, so
       // that what it reads does not shift the steps after it.
-      const auto bytes = in.Take(in.Byte());
+      // At most 63: a length mutated upwards must not swallow the steps after.
+      const auto bytes = in.Take(in.Byte() % 64);
       fuzz::Input args(bytes.data(), bytes.size());
       CallOne(host, args, pool, m);
     }

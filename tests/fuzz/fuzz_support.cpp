@@ -7,29 +7,23 @@
 
 namespace fuzz {
 
-namespace {
-
-ph::Host* gHost = nullptr;
-
-}  // namespace
-
-void Start() {
-  if (gHost) return;
-  std::string error;
-  if (!ph::EnsureDisplay(&error)) {
-    std::fprintf(stderr, "fuzz: %s\n", error.c_str());
-    std::exit(1);
-  }
-  ph::HostOptions options;
-  options.pluginPath = PICTURE_PLUGIN_PATH;
-  gHost = new ph::Host(options);
-  for (const std::string& p : gHost->TakeProblems()) Fail("registration: " + p);
-  api::Members(*gHost);
-}
+void Start() { TheHost(); }
 
 ph::Host& TheHost() {
-  if (!gHost) Start();
-  return *gHost;
+  static ph::Host* host = [] {
+    std::string error;
+    if (!ph::EnsureDisplay(&error)) {
+      std::fprintf(stderr, "fuzz: %s\n", error.c_str());
+      std::exit(1);
+    }
+    ph::HostOptions options;
+    options.pluginPath = PICTURE_PLUGIN_PATH;
+    auto* h = new ph::Host(options);
+    for (const std::string& p : h->TakeProblems()) Fail("registration: " + p);
+    api::Members(*h);
+    return h;
+  }();
+  return *host;
 }
 
 void Fail(const std::string& what) {

@@ -49,10 +49,15 @@ def memoryblock():
               + bytes(range(64)))
 
 
-# Call sequence target: a few objects of each kind, then eight calls each,
-# every call with its own 16 argument bytes.
+# Call sequence target: a few objects of each kind, then CALLS calls, each with
+# its own ARGS argument bytes. Many short calls reach more under the fuzzer than
+# a few long ones: inputs stay near the length of the longest seed.
 # Steps are decoded by call_sequence_fuzzer.cpp; members are numbered in
-# registration order, so seed n calls members 8n to 8n + 7.
+# registration order, so seed n calls members n to n + CALLS - 1.
+CALLS, ARGS = 16, 8
+
+
+
 def call_sequence():
     setup = bytes([
         0, 0, 15, 15, 1,   # a 16 x 16 sample picture
@@ -68,10 +73,10 @@ def call_sequence():
         8, 0, 8, 3, 9, 5,  # instances
         10, 0,             # a graphics
     ])
-    args = bytes([0, 5, 1, 2, 0, 9, 3, 1, 0, 7, 1, 4, 2, 0, 0, 1])
-    for n in range(32):
-        calls = b"".join(bytes([16]) + struct.pack("<HB", 8 * n + k, len(args)) + args for k in range(8))
-        write("call_sequence", "calls-%03d" % (8 * n), setup + calls)
+    args = bytes([0, 5, 1, 2, 0, 9, 3, 1, 0, 7, 1, 4, 2, 0, 0, 1])[:ARGS]
+    for n in range(0, 256, CALLS):
+        calls = b"".join(bytes([16]) + struct.pack("<HB", n + k, len(args)) + args for k in range(CALLS))
+        write("call_sequence", "calls-%03d" % n, setup + calls)
 
 
 if __name__ == "__main__":
