@@ -63,21 +63,18 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     ph::Ref text = host.NewString(std::string_view(reinterpret_cast<const char*>(data), size));
     ph::Value result = host.CallGlobal("BinaryStringtoPictureQVT", {text});
     fuzz::ExpectNoProblems("BinaryStringtoPictureQVT");
-    if (result.IsNil() == expected.valid) {
+    if (result.IsNil() == expected.valid)
       fuzz::Fail(std::string("BinaryStringtoPictureQVT gave ") + (result.IsNil() ? "nil" : "a picture") +
                  " for a string that is " + (expected.valid ? "valid" : "malformed"));
-    }
     if (expected.valid) {
       const ph::Ref& picture = result.AsRef();
-      if (host.Width(picture) != expected.width || host.Height(picture) != expected.height) {
+      if (host.Width(picture) != expected.width || host.Height(picture) != expected.height)
         fuzz::Fail("BinaryStringtoPictureQVT made a picture of the wrong size");
-      }
       if (host.Pixels(picture) != expected.pixels) fuzz::Fail("BinaryStringtoPictureQVT: wrong pixels");
       ph::Value written = host.CallGlobal("PicturetoBinaryStringQVT", {picture});
       fuzz::ExpectNoProblems("PicturetoBinaryStringQVT");
-      if (written.IsNil() || host.Bytes(written.AsRef()) != expected.canonical) {
+      if (written.IsNil() || host.Bytes(written.AsRef()) != expected.canonical)
         fuzz::Fail("PicturetoBinaryStringQVT does not give the canonical string back");
-      }
     }
     if (size == 0) {
       // A nil string counts as the empty string.
