@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "tests/fuzz/fuzz_support.h"
+#include "tests/support/api_table.h"
 
 namespace {
 
@@ -21,6 +22,7 @@ struct Expected {
   bool valid = false;
   int32_t width = 0, height = 0;
   std::vector<uint32_t> pixels;
+  std::vector<uint8_t> canonical;
 };
 
 // The format read by hand: "PPIC", the length field equal to the length, a
@@ -40,39 +42,17 @@ Expected Read(const uint8_t* data, size_t size) {
   e.valid = true;
   e.width = width;
   e.height = height;
-  e.pixels.resize(count);
-  for (uint64_t i = 0; i < count; ++i) {
-    const uint8_t* p = data + offset + 3 * i;
-    e.pixels[i] = uint32_t{p[0]} << 16 | uint32_t{p[1]} << 8 | p[2];
-  }
+  // Drawn from exactly as many bytes as it needs, FillFrom copies them.
+  e.pixels = fuzz::Pixels({data + offset, 3 * count}, count);
+  // Written back: the 40-byte header of format 32 with the data at 40 (the
+  // header of a 0-pixel-wide string with the length and width fields of this).
+  const std::string header = api::PpicString(0, height, static_cast<int32_t>(3 * count), static_cast<uint32_t>(width));
+  e.canonical.assign(header.begin(), header.end());
+  e.canonical.insert(e.canonical.end(), data + offset, data + offset + 3 * count);
   return e;
 }
 
-std::vector<uint8_t> Canonical(const Expected& e) {
-  std::vector<uint8_t> s(40 + 3 * e.pixels.size(), 0);
-  auto put = [&](size_t at, uint32_t v) {
-    for (int i = 0; i < 4; ++i) s[at + i] = static_cast<uint8_t>(v >> (24 - 8 * i));
-  };
-  s[0] = 'P', s[1] = 'P', s[2] = 'I', s[3] = 'C';
-  put(4, static_cast<uint32_t>(s.size()));
-  put(8, static_cast<uint32_t>(e.width));
-  put(12, static_cast<uint32_t>(e.height));
-  put(16, 32);
-  put(20, 40);
-  for (size_t i = 0; i < e.pixels.size(); ++i) {
-    s[40 + 3 * i] = static_cast<uint8_t>(e.pixels[i] >> 16);
-    s[41 + 3 * i] = static_cast<uint8_t>(e.pixels[i] >> 8);
-    s[42 + 3 * i] = static_cast<uint8_t>(e.pixels[i]);
-  }
-  return s;
-}
-
 }  // namespace
-
-extern "C" int LLVMFuzzerInitialize(int*, char***) {
-  fuzz::Start();
-  return 0;
-}
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size > (1u << 20)) return 0;
@@ -83,21 +63,18 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     ph::Ref text = host.NewString(std::string_view(reinterpret_cast<const char*>(data), size));
     ph::Value result = host.CallGlobal("BinaryStringtoPictureQVT", {text});
     fuzz::ExpectNoProblems("BinaryStringtoPictureQVT");
-    if (result.IsNil() == expected.valid) {
+    if (result.IsNil() == expected.valid)
       fuzz::Fail(std::string("BinaryStringtoPictureQVT gave ") + (result.IsNil() ? "nil" : "a picture") +
                  " for a string that is " + (expected.valid ? "valid" : "malformed"));
-    }
     if (expected.valid) {
       const ph::Ref& picture = result.AsRef();
-      if (host.Width(picture) != expected.width || host.Height(picture) != expected.height) {
+      if (host.Width(picture) != expected.width || host.Height(picture) != expected.height)
         fuzz::Fail("BinaryStringtoPictureQVT made a picture of the wrong size");
-      }
       if (host.Pixels(picture) != expected.pixels) fuzz::Fail("BinaryStringtoPictureQVT: wrong pixels");
       ph::Value written = host.CallGlobal("PicturetoBinaryStringQVT", {picture});
       fuzz::ExpectNoProblems("PicturetoBinaryStringQVT");
-      if (written.IsNil() || host.Bytes(written.AsRef()) != Canonical(expected)) {
+      if (written.IsNil() || host.Bytes(written.AsRef()) != expected.canonical)
         fuzz::Fail("PicturetoBinaryStringQVT does not give the canonical string back");
-      }
     }
     if (size == 0) {
       // A nil string counts as the empty string.

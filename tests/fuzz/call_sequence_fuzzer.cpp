@@ -21,6 +21,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <map>
 #include <string>
 #include <vector>
@@ -109,13 +110,8 @@ void Audit(ph::Host& host, const Pool& pool, const std::string& after) {
 // --- Making objects and values ---------------------------------------------------------
 
 std::vector<uint32_t> PixelsFrom(fuzz::Input& in, int32_t w, int32_t h) {
-  const size_t n = static_cast<size_t>(w) * h;
   if (in.Bool()) return ph::SamplePixels(w, h);
-  std::vector<uint8_t> bytes(3 * n);
-  fuzz::FillFrom(in.Take(in.Byte() % 64), bytes.data(), bytes.size());
-  std::vector<uint32_t> pixels(n);
-  for (size_t i = 0; i < n; ++i) pixels[i] = uint32_t{bytes[3 * i]} << 16 | uint32_t{bytes[3 * i + 1]} << 8 | bytes[3 * i + 2];
-  return pixels;
+  return fuzz::Pixels(in.Take(in.Byte() % 64), static_cast<size_t>(w) * h);
 }
 
 // A picture of one of the table's kinds, or of any size up to 100 x 100.
@@ -170,6 +166,7 @@ ph::Value ValueOf(Type type, const std::string& typeName, fuzz::Input& in, Pool&
 // picture the plug-in would accept (at most 32767 a side and 2^31 bytes of
 // writer) but which exceeds 2^18 pixels is folded into a small size. Pairs
 // beyond what the plug-in accepts stay as they are: refusing them is its job.
+// The corpus input crash-target-size-overflow asks for pairs on both sides.
 void CapSizes(const Member& m, std::vector<ph::Value>& args) {
   int wi = -1, hi = -1;
   for (size_t i = 0; i < m.params.size(); ++i) {
@@ -237,7 +234,7 @@ void CallOne(ph::Host& host, fuzz::Input& in, Pool& pool, const Member& m) {
 
 // Steps 0 to 15 make or drop objects; the others call a registered member,
 // chosen by the next two bytes (little-endian) modulo the number of members,
-// with as many bytes for its arguments as the byte after them says.
+// with as many bytes for its arguments as the byte after them says, modulo 64.
 void Step(ph::Host& host, fuzz::Input& in, Pool& pool) {
   static const std::vector<std::string> classes = [&] {
     std::vector<std::string> l;
@@ -265,7 +262,8 @@ void Step(ph::Host& host, fuzz::Input& in, Pool& pool) {
       label = m.label;
       // The call reads its receiver and arguments from bytes of its own, so
       // that what it reads does not shift the steps after it.
-      const auto bytes = in.Take(in.Byte());
+      // At most 63: a length mutated upwards must not swallow the steps after.
+      const auto bytes = in.Take(in.Byte() % 64);
       fuzz::Input args(bytes.data(), bytes.size());
       CallOne(host, args, pool, m);
     }
@@ -278,12 +276,6 @@ void Step(ph::Host& host, fuzz::Input& in, Pool& pool) {
 }
 
 }  // namespace
-
-extern "C" int LLVMFuzzerInitialize(int*, char***) {
-  fuzz::Start();
-  api::Members(fuzz::TheHost());
-  return 0;
-}
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   ph::Host& host = fuzz::TheHost();

@@ -3,30 +3,27 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "tests/support/api_table.h"
+
 namespace fuzz {
 
-namespace {
-
-ph::Host* gHost = nullptr;
-
-}  // namespace
-
-void Start() {
-  if (gHost) return;
-  std::string error;
-  if (!ph::EnsureDisplay(&error)) {
-    std::fprintf(stderr, "fuzz: %s\n", error.c_str());
-    std::exit(1);
-  }
-  ph::HostOptions options;
-  options.pluginPath = PICTURE_PLUGIN_PATH;
-  gHost = new ph::Host(options);
-  for (const std::string& p : gHost->TakeProblems()) Fail("registration: " + p);
-}
+void Start() { TheHost(); }
 
 ph::Host& TheHost() {
-  if (!gHost) Start();
-  return *gHost;
+  static ph::Host* host = [] {
+    std::string error;
+    if (!ph::EnsureDisplay(&error)) {
+      std::fprintf(stderr, "fuzz: %s\n", error.c_str());
+      std::exit(1);
+    }
+    ph::HostOptions options;
+    options.pluginPath = PICTURE_PLUGIN_PATH;
+    auto* h = new ph::Host(options);
+    for (const std::string& p : h->TakeProblems()) Fail("registration: " + p);
+    api::Members(*h);
+    return h;
+  }();
+  return *host;
 }
 
 void Fail(const std::string& what) {
@@ -50,4 +47,17 @@ void FillFrom(std::span<const uint8_t> seed, uint8_t* out, size_t n) {
   }
 }
 
+std::vector<uint32_t> Pixels(std::span<const uint8_t> seed, size_t n) {
+  std::vector<uint8_t> bytes(3 * n);
+  FillFrom(seed, bytes.data(), bytes.size());
+  std::vector<uint32_t> pixels(n);
+  for (size_t i = 0; i < n; ++i) pixels[i] = uint32_t{bytes[3 * i]} << 16 | uint32_t{bytes[3 * i + 1]} << 8 | bytes[3 * i + 2];
+  return pixels;
+}
+
 }  // namespace fuzz
+
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+  fuzz::Start();
+  return 0;
+}

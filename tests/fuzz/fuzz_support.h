@@ -6,9 +6,10 @@
 // corpus replay of the ordinary test build (replay_main.cpp).
 #pragma once
 
+#include <algorithm>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <span>
 #include <string>
 #include <vector>
@@ -18,6 +19,7 @@
 namespace fuzz {
 
 // Starts the display and loads the plug-in; safe to call more than once.
+// Every target's LLVMFuzzerInitialize (defined here) calls it.
 void Start();
 ph::Host& TheHost();
 
@@ -38,37 +40,28 @@ class Input {
   Input(const uint8_t* data, size_t size) : data_(data), size_(size) {}
 
   bool empty() const { return at_ >= size_; }
-  size_t remaining() const { return size_ - at_; }
 
   uint8_t Byte() { return at_ < size_ ? data_[at_++] : 0; }
   bool Bool() { return Byte() & 1; }
-  uint16_t U16() { return static_cast<uint16_t>(Byte() | Byte() << 8); }
-  uint32_t U32() {
-    uint32_t v = 0;
-    for (int i = 0; i < 4; ++i) v |= uint32_t{Byte()} << (8 * i);
+  // `n` bytes, little-endian.
+  uint64_t Bits(int n) {
+    uint64_t v = 0;
+    for (int i = 0; i < n; ++i) v |= uint64_t{Byte()} << (8 * i);
     return v;
   }
+  uint16_t U16() { return static_cast<uint16_t>(Bits(2)); }
+  uint32_t U32() { return static_cast<uint32_t>(Bits(4)); }
   int32_t I32() { return static_cast<int32_t>(U32()); }
-  double Double() {
-    uint64_t bits = 0;
-    for (int i = 0; i < 8; ++i) bits |= uint64_t{Byte()} << (8 * i);
-    double v;
-    std::memcpy(&v, &bits, sizeof v);
-    return v;
-  }
+  double Double() { return std::bit_cast<double>(Bits(8)); }
   // An index below `count` (count > 0).
   size_t Below(size_t count) { return count <= 256 ? Byte() % count : U16() % count; }
-  template <typename T, size_t N>
-  const T& Pick(const T (&table)[N]) {
-    return table[Below(N)];
-  }
   template <typename T>
   const T& Pick(const std::vector<T>& table) {
     return table[Below(table.size())];
   }
   // Up to `n` of the remaining bytes.
   std::span<const uint8_t> Take(size_t n) {
-    const size_t k = n < remaining() ? n : remaining();
+    const size_t k = std::min(n, size_ - at_);
     std::span<const uint8_t> s(data_ + at_, k);
     at_ += k;
     return s;
@@ -83,5 +76,7 @@ class Input {
 // Fills `out` with bytes drawn from `seed` repeated (or a fixed pattern when
 // it is empty), so that large blocks need only a few input bytes.
 void FillFrom(std::span<const uint8_t> seed, uint8_t* out, size_t n);
+// `n` pixels of three bytes each drawn the same way.
+std::vector<uint32_t> Pixels(std::span<const uint8_t> seed, size_t n);
 
 }  // namespace fuzz

@@ -34,30 +34,30 @@ def binary_string():
     write("binary_string", "short-data", ppic(4, 4, length=None)[:-1])
 
 
-# Memory block target: the input layout is documented in memoryblock_fuzzer.cpp.
+# Memory block target: the input layout is documented in memoryblock_fuzzer.cpp
+# (kind, flags, block size, offset, width, height, stride, little endian,
+# alpha, picture width and height, then content).
 def memoryblock():
-    def op(kind, flags, size, offset, w, h, stride, little, alpha, pw, ph, content):
-        return (bytes([kind, flags]) + struct.pack("<IiiiiBiBB", size, offset, w, h, stride, little, alpha, pw, ph)
-                + content)
-    content = bytes(range(64))
-    write("memoryblock", "copy-rgb", op(0, 0, 3 * 12 + 1, 1, 0, 0, 0, 0, 0, 4, 3, content))
-    write("memoryblock", "copy-argb-be", op(1, 0, 4 * 6, 0, 0, 0, 0, 0, 255, 3, 2, content))
-    write("memoryblock", "copy-argb-le", op(1, 0, 4 * 6, 0, 0, 0, 0, 1, 128, 3, 2, content))
-    write("memoryblock", "copy-argb-keep-alpha", op(1, 0, 4 * 6, 0, 0, 0, 0, 1, -1, 2, 3, content))
-    write("memoryblock", "copy-r", op(2, 0, 4 * 6, 0, 0, 0, 4, 0, 0, 3, 2, content))
-    write("memoryblock", "copy-g", op(3, 0, 4 * 6, 1, 0, 0, 4, 0, 0, 3, 2, content))
-    write("memoryblock", "copy-b-last-cell", op(4, 0, 3 * 5 + 1, 0, 0, 0, 3, 0, 0, 3, 2, content))
-    write("memoryblock", "build-rgb", op(5, 0, 3 * 20, 0, 5, 4, 0, 0, 0, 0, 0, content))
-    write("memoryblock", "build-argb-be", op(6, 0, 4 * 12 + 2, 2, 4, 3, 0, 0, 0, 0, 0, content))
-    write("memoryblock", "build-argb-le", op(6, 0, 4 * 12, 0, 4, 3, 0, 1, 0, 0, 0, content))
-    write("memoryblock", "build-gray", op(7, 0, 2 * 11 + 1, 0, 4, 3, 2, 0, 0, 0, 0, content))
-    write("memoryblock", "build-short", op(5, 0, 3 * 20 - 1, 0, 5, 4, 0, 0, 0, 0, 0, content))
+    for name, kind, size, offset, w, h, stride, little, alpha, pw, ph in [
+            ("copy-rgb", 0, 3 * 12 + 1, 1, 0, 0, 0, 0, 0, 4, 3), ("copy-argb-be", 1, 4 * 6, 0, 0, 0, 0, 0, 255, 3, 2),
+            ("copy-argb-le", 1, 4 * 6, 0, 0, 0, 0, 1, 128, 3, 2), ("copy-argb-keep-alpha", 1, 4 * 6, 0, 0, 0, 0, 1, -1, 2, 3),
+            ("copy-r", 2, 4 * 6, 0, 0, 0, 4, 0, 0, 3, 2), ("copy-g", 3, 4 * 6, 1, 0, 0, 4, 0, 0, 3, 2),
+            ("copy-b-last-cell", 4, 3 * 5 + 1, 0, 0, 0, 3, 0, 0, 3, 2), ("build-rgb", 5, 3 * 20, 0, 5, 4, 0, 0, 0, 0, 0),
+            ("build-argb-be", 6, 4 * 12 + 2, 2, 4, 3, 0, 0, 0, 0, 0), ("build-argb-le", 6, 4 * 12, 0, 4, 3, 0, 1, 0, 0, 0),
+            ("build-gray", 7, 2 * 11 + 1, 0, 4, 3, 2, 0, 0, 0, 0), ("build-short", 5, 3 * 20 - 1, 0, 5, 4, 0, 0, 0, 0, 0)]:
+        write("memoryblock", name, bytes([kind, 0]) + struct.pack("<IiiiiBiBB", size, offset, w, h, stride, little, alpha, pw, ph)
+              + bytes(range(64)))
 
 
-# Call sequence target: a few objects of each kind, then eight calls each,
-# every call with its own 16 argument bytes.
+# Call sequence target: a few objects of each kind, then CALLS calls, each with
+# its own ARGS argument bytes. Many short calls reach more under the fuzzer than
+# a few long ones: inputs stay near the length of the longest seed.
 # Steps are decoded by call_sequence_fuzzer.cpp; members are numbered in
-# registration order, so seed n calls members 8n to 8n + 7.
+# registration order, so seed n calls members n to n + CALLS - 1.
+CALLS, ARGS = 16, 8
+
+
+
 def call_sequence():
     setup = bytes([
         0, 0, 15, 15, 1,   # a 16 x 16 sample picture
@@ -73,10 +73,10 @@ def call_sequence():
         8, 0, 8, 3, 9, 5,  # instances
         10, 0,             # a graphics
     ])
-    args = bytes([0, 5, 1, 2, 0, 9, 3, 1, 0, 7, 1, 4, 2, 0, 0, 1])
-    for n in range(32):
-        calls = b"".join(bytes([16]) + struct.pack("<HB", 8 * n + k, len(args)) + args for k in range(8))
-        write("call_sequence", "calls-%03d" % (8 * n), setup + calls)
+    args = bytes([0, 5, 1, 2, 0, 9, 3, 1, 0, 7, 1, 4, 2, 0, 0, 1])[:ARGS]
+    for n in range(0, 256, CALLS):
+        calls = b"".join(bytes([16]) + struct.pack("<HB", n + k, len(args)) + args for k in range(CALLS))
+        write("call_sequence", "calls-%03d" % n, setup + calls)
 
 
 if __name__ == "__main__":

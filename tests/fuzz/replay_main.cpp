@@ -7,7 +7,6 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <string>
 #include <vector>
 
 extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv);
@@ -17,30 +16,19 @@ int main(int argc, char** argv) {
   LLVMFuzzerInitialize(&argc, &argv);
   std::vector<std::filesystem::path> files;
   for (int i = 1; i < argc; ++i) {
-    const std::filesystem::path path(argv[i]);
-    if (std::filesystem::is_directory(path)) {
-      for (const auto& entry : std::filesystem::directory_iterator(path)) {
+    if (!std::filesystem::is_directory(argv[i])) files.emplace_back(argv[i]);
+    else
+      for (const auto& entry : std::filesystem::directory_iterator(argv[i]))
         if (entry.is_regular_file()) files.push_back(entry.path());
-      }
-    } else {
-      files.push_back(path);
-    }
   }
   std::sort(files.begin(), files.end());
-  if (files.empty()) {
-    std::fprintf(stderr, "no inputs to replay\n");
-    return 1;
-  }
   for (const auto& file : files) {
     std::ifstream in(file, std::ios::binary);
-    if (!in) {
-      std::fprintf(stderr, "cannot read %s\n", file.c_str());
-      return 1;
-    }
+    if (!in) return std::fprintf(stderr, "cannot read %s\n", file.c_str()), 1;
     const std::vector<uint8_t> bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
     std::fprintf(stderr, "replaying %s (%zu bytes)\n", file.c_str(), bytes.size());
     LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
   }
   std::printf("%zu inputs replayed\n", files.size());
-  return 0;
+  return files.empty() ? std::fprintf(stderr, "no inputs to replay\n"), 1 : 0;
 }

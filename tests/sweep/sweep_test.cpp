@@ -21,6 +21,7 @@
 #include <map>
 
 #include "tests/support/api_table.h"
+#include "tests/support/block_layout.h"
 #include "tests/support/host_fixture.h"
 
 namespace {
@@ -110,17 +111,9 @@ Expect PictureOrNil(bool valid) { return {valid ? Expect::kNotNil : Expect::kNil
 // A picture the host can hold: at most 32767 pixels a side.
 bool HostSize(int64_t w, int64_t h) { return w >= 1 && h >= 1 && w <= 32767 && h <= 32767; }
 
-// Whether a memory-block layout lies inside the block: walks the w x h
-// pixels row by row from `offset`, each cell `step` bytes after the one
-// before, and checks every byte the pixel touches (the first `used` of its
-// cell). The walk stops at the first byte outside.
+// Whether a memory-block layout lies inside the block.
 bool Fits(const Arg& block, int64_t offset, int64_t w, int64_t h, int64_t step, int64_t used) {
-  if (block.nil || offset < 0 || step < 1) return false;
-  int64_t at = offset;
-  for (int64_t y = 0; y < h && w > 0; ++y)
-    for (int64_t x = 0; x < w; ++x, at += step)
-      if (at + used > block.bytes) return false;
-  return true;
+  return !block.nil && layout::End(offset, w, h, step, used, block.bytes) >= 0;
 }
 
 // The rule of one call: `r` is the receiver (or a nil Arg for globals).
