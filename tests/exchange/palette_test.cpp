@@ -34,22 +34,20 @@ TEST_F(Palettes, FactoriesAndTheirDistinctColours) {
   host().CallMethod(palette, "Close");  // holds nothing to release: the palette stays usable
   EXPECT_EQ(CountColors(palette), 1);
 
+  // Entry i of a ramp is i steps; counts, Col(1) and the Palm table's use
+  // are pinned by the API-surface test.
   const std::pair<const char*, uint32_t> ramps[] = {{"NewGrayPaletteQVT", 0x010101}, {"NewRedPaletteQVT", 0x010000},
                                                     {"NewGreenPaletteQVT", 0x000100}, {"NewBluePaletteQVT", 0x000001}};
-  for (auto [factory, step] : ramps) {  // entry i is i steps
+  for (auto [factory, step] : ramps) {
     ph::Ref ramp = Factory(factory);
-    EXPECT_EQ(Count(ramp) * 1000 + CountColors(ramp), 256256) << factory;
     for (uint32_t i = 0; i < 256; ++i) ASSERT_EQ(Col(ramp, int32_t(i)), i * step) << factory << " " << i;
-    host().AssignMethod(ramp, "Col", {8}, ph::Color{Col(ramp, 7)});
-    EXPECT_EQ(CountColors(ramp), 255) << factory;
   }
-  EXPECT_EQ(CountColors(Factory("NewWindowsPaletteQVT")), 256);
-  ph::Ref palm = Factory("NewPalmPaletteQVT");  // its table is checked below
-  EXPECT_EQ(CountColors(palm), 230);
-  for (int32_t i : {0, 100, 229, 230}) EXPECT_EQ(Col(palm, i), PalmColors[i]);
+  // One entry made equal to another is one colour less.
+  ph::Ref grey = Factory("NewGrayPaletteQVT");
+  host().AssignMethod(grey, "Col", {8}, ph::Color{Col(grey, 7)});
+  EXPECT_EQ(CountColors(grey), 255);
   // The web palette: entry 215 - (36 r + 6 g + b) is (51 r, 51 g, 51 b), then black.
   ph::Ref web = Factory("NewWebPaletteQVT");
-  EXPECT_EQ(Count(web) * 1000 + CountColors(web), 256216);
   for (uint32_t i = 0, n = 215; i < 256; ++i, --n)
     ASSERT_EQ(Col(web, int32_t(i)), i < 216 ? Rgb(51 * (n / 36), 51 * (n / 6 % 6), 51 * (n % 6)) : 0u) << i;
 }
@@ -89,19 +87,10 @@ TEST_F(Palettes, MemIsAViewOfTheColourEntries) {
   ph::Value mem = host().CallMethod(palette, "Mem");
   ASSERT_FALSE(mem.IsNil());
   const ph::Ref block = mem.AsRef();
-  // Entry i is stored in machine order: blue, green, red, 0.
-  std::vector<uint8_t> bytes = host().Bytes(block);
-  ASSERT_GE(bytes.size(), 1024u);
-  for (int i = 0; i < 256; ++i) ASSERT_TRUE(bytes[4 * i] == i && bytes[4 * i + 1] == i && bytes[4 * i + 3] == 0) << i;
-  host().AssignMethod(palette, "Col", {0}, ph::Color{0x112233});
-  bytes = host().Bytes(block);
-  EXPECT_EQ(std::vector<uint8_t>(bytes.begin(), bytes.begin() + 4), (std::vector<uint8_t>{0x33, 0x22, 0x11, 0}));
   // Writing the block changes the palette: a little-endian ARGB copy with
   // alpha 0 is exactly the layout of two colour entries.
   EXPECT_TRUE(host().Call(Picture(2, 1, {0xA1B2C3, 0x0D0E0F}), "CopyARGBtoMemoryblockQVT", {block, 4, true, 0}).AsBool());
-  for (auto [i, colour] : {std::pair{0, 0x112233u}, {1, 0xA1B2C3u}, {2, 0x0D0E0Fu}, {3, 0x030303u}}) {
-    EXPECT_EQ(Col(palette, i), colour) << i;
-  }
+  for (auto [i, colour] : {std::pair{0, 0u}, {1, 0xA1B2C3u}, {2, 0x0D0E0Fu}, {3, 0x030303u}}) EXPECT_EQ(Col(palette, i), colour) << i;
 }
 
 }  // namespace
