@@ -93,7 +93,8 @@ TEST_F(MemoryBlocks, OneByteShortIsRefusedWithoutWriting) {
       std::vector<ph::Value> args = {block, 1};
       args.insert(args.end(), extra.begin(), extra.end());
       EXPECT_EQ(host().Call(picture, method, args).AsBool(), size == needed) << method;
-      if (size < needed) EXPECT_EQ(host().Bytes(block), Bytes(size, 0xAA)) << method << " wrote into a block it refused";
+      if (size == needed) continue;
+      EXPECT_EQ(host().Bytes(block), Bytes(size, 0xAA)) << method << " wrote into a block it refused";
     }
   }
   const std::tuple<const char*, std::vector<ph::Value>, bool> builds[] = {  // 12-byte block
