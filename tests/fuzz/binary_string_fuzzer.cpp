@@ -43,7 +43,7 @@ Expected Read(const uint8_t* data, size_t size) {
   e.width = width;
   e.height = height;
   // Drawn from exactly as many bytes as it needs, FillFrom copies them.
-  e.pixels = fuzz::Pixels({data + offset, 3 * count}, count);
+  e.pixels = fuzz::Pixels({data + offset, static_cast<size_t>(3 * count)}, count);  // at most `size` bytes
   // Written back: the 40-byte header of format 32 with the data at 40 (the
   // header of a 0-pixel-wide string with the length and width fields of this).
   const std::string header = api::PpicString(0, height, static_cast<int32_t>(3 * count), static_cast<uint32_t>(width));
