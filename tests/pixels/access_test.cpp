@@ -9,7 +9,7 @@
 #include "host/host_state.h"
 #include "pixels/picture_access.h"
 #include "plugin/host_calls.h"
-#include "tests/support/host_fixture.h"
+#include "tests/support/direct_calls.h"
 
 namespace {
 
@@ -19,7 +19,6 @@ class PixelAccess : public HostTest {
     HostTest::SetUp();
     gResolver = [](const char* name) { return ph::ResolveEntryPoint(name); };
   }
-  static REALpictureStruct* Handle(const ph::Ref& r) { return static_cast<REALpictureStruct*>(r.handle()); }
   // Every pixel of an open reader, row by row.
   static std::vector<uint32_t> Read(const PictureReader& r) {
     std::vector<uint32_t> pixels;

@@ -91,8 +91,6 @@ TEST_F(ToneBlend, TintMakesGreyAndColoursIt) {
 
 // --- The frame's reader order, observed through logged description locks ----
 
-REALpictureStruct* H(const ph::Ref& r) { return static_cast<REALpictureStruct*>(r.handle()); }
-
 // Releases a picture a direct call returned; true when there was one.
 bool Drop(REALpictureStruct* p) {
   if (p) REALUnlockObject(reinterpret_cast<REALobjectStruct*>(p));
@@ -112,15 +110,15 @@ TEST_F(ToneBlend, ReadersCloseInReverseOrderOnEveryPath) {
   ph::Ref r = Flat(3, 2, 0xFF0000), g = Flat(3, 2, 0x00FF00), b = Flat(3, 2, 0x0000FF), shorter = Flat(3, 1, 0);
   ph::Ref foreign = host().NewForeignPicture(3, 2, std::vector<uint32_t>(6, 0x222222));
   DirectCalls direct(host());
-  EXPECT_TRUE(Drop(CombinePicturesQVT(H(r), H(b), H(g))));
+  EXPECT_TRUE(Drop(CombinePicturesQVT(Handle(r), Handle(b), Handle(g))));
   EXPECT_EQ(direct.TakeLockEvents(), Nested({&r, &g, &b}));  // read red, green, blue
-  EXPECT_FALSE(Drop(CombinePicturesQVT(H(r), H(b), H(shorter))));
+  EXPECT_FALSE(Drop(CombinePicturesQVT(Handle(r), Handle(b), Handle(shorter))));
   EXPECT_EQ(direct.TakeLockEvents(), Nested({&r, &shorter, &b}));
-  EXPECT_FALSE(Drop(BlendPictureMask(H(r), H(g), H(shorter))));
+  EXPECT_FALSE(Drop(BlendPictureMask(Handle(r), Handle(g), Handle(shorter))));
   EXPECT_EQ(direct.TakeLockEvents(), Nested({&r, &g, &shorter}));
-  EXPECT_FALSE(Drop(BlendPicture(H(shorter), 1.0, H(g), 1.0)));
+  EXPECT_FALSE(Drop(BlendPicture(Handle(shorter), 1.0, Handle(g), 1.0)));
   EXPECT_EQ(direct.TakeLockEvents(), Nested({&shorter, &g}));
-  EXPECT_TRUE(Drop(TintPicture(H(r), 0xFFFFFF, 0xFFFFFF)));
+  EXPECT_TRUE(Drop(TintPicture(Handle(r), 0xFFFFFF, 0xFFFFFF)));
   EXPECT_EQ(direct.TakeLockEvents(), Nested({&r}));
 
   // An unreadable picture: the failed attempt locks and unlocks it twice (its
@@ -129,11 +127,11 @@ TEST_F(ToneBlend, ReadersCloseInReverseOrderOnEveryPath) {
   direct.RefuseNewPictures(true);
   const void* f = foreign.handle();
   const std::vector<LockEvent> failed{{true, f}, {false, f}, {true, f}, {false, f}};
-  EXPECT_FALSE(Drop(BlendPictureMask(H(r), H(g), H(foreign))));
+  EXPECT_FALSE(Drop(BlendPictureMask(Handle(r), Handle(g), Handle(foreign))));
   EXPECT_EQ(direct.TakeLockEvents(), Nested({&r, &g}, failed));
-  EXPECT_FALSE(Drop(CombinePicturesQVT(H(r), H(g), H(foreign))));  // reads r, foreign, g
+  EXPECT_FALSE(Drop(CombinePicturesQVT(Handle(r), Handle(g), Handle(foreign))));  // reads r, foreign, g
   EXPECT_EQ(direct.TakeLockEvents(), Nested({&r}, failed));
-  EXPECT_FALSE(Drop(BlendPicture(H(foreign), 0.5, H(r), 0.5)));
+  EXPECT_FALSE(Drop(BlendPicture(Handle(foreign), 0.5, Handle(r), 0.5)));
   EXPECT_EQ(direct.TakeLockEvents(), Nested({}, failed));
 }
 

@@ -65,12 +65,12 @@ TEST_F(ToneColours, CountColorsBuildsChannelHistograms) {
   r.Release(), g.Release();
   REALmemoryBlockStruct* blueBlock = nullptr;
   int32_t n = 5;
-  CountColorsQVT(static_cast<REALpictureStruct*>(foreign.handle()), &redBlock, &blueBlock, &greenBlock, &n);
+  CountColorsQVT(Handle(foreign), &redBlock, &blueBlock, &greenBlock, &n);
   EXPECT_EQ(n, -1);
   EXPECT_TRUE(redBlock == nullptr && blueBlock == nullptr && greenBlock == nullptr);
   EXPECT_EQ(host().References(oldRed), 1);
   EXPECT_EQ(host().References(oldBlue), 1);
-  EXPECT_EQ(CountColorQVT(static_cast<REALpictureStruct*>(foreign.handle()), 0), -1);
+  EXPECT_EQ(CountColorQVT(Handle(foreign), 0), -1);
 }
 
 TEST_F(ToneColours, TransformColorsMapsEachChannelThroughItsTable) {
