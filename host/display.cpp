@@ -26,6 +26,15 @@ void StopServer() {
   }
 }
 
+// The private server's screen: 24 bits deep, or PICTURE_XVFB_DEPTH (8, 15,
+// 16, 24 or 30) so that the visuals the library must handle can be tried.
+std::string ScreenSpec() {
+  const char* depth = std::getenv("PICTURE_XVFB_DEPTH");
+  const std::string d = depth ? depth : "";
+  const bool known = d == "8" || d == "15" || d == "16" || d == "24" || d == "30";
+  return "1024x768x" + (known ? d : std::string("24"));
+}
+
 // Starts Xvfb on a free display number, which it reports through a pipe.
 bool StartServer(std::string* error) {
   int fds[2];
@@ -33,6 +42,7 @@ bool StartServer(std::string* error) {
     *error = "cannot start Xvfb: no pipe";
     return false;
   }
+  const std::string screen = ScreenSpec();
   const pid_t parent = getpid();
   const pid_t child = fork();
   if (child < 0) {
@@ -49,7 +59,7 @@ bool StartServer(std::string* error) {
       dup2(devnull, STDOUT_FILENO);
       dup2(devnull, STDERR_FILENO);
     }
-    execlp("Xvfb", "Xvfb", "-displayfd", fd.c_str(), "-screen", "0", "1024x768x24", "-nolisten", "tcp", "-noreset",
+    execlp("Xvfb", "Xvfb", "-displayfd", fd.c_str(), "-screen", "0", screen.c_str(), "-nolisten", "tcp", "-noreset",
            static_cast<char*>(nullptr));
     _exit(127);
   }
