@@ -423,8 +423,13 @@ void RegisterAll() {
         lut[LutIndex(r, g, b, 2)] = 17.0 * r;
       }
   Operation("lut3d", [] {
-    const auto row = Lut3DRow;  // no fast variant
-    EachRow([&](const uint8_t* s, uint32_t* d, int32_t n) { row(s, d, n, lut.data()); });
+    if (PlainKernels()) {
+      EachRow([&](const uint8_t* s, uint32_t* d, int32_t n) { Lut3DRow(s, d, n, lut.data()); });
+      return;
+    }
+    static Lut3DPlan* plan = new Lut3DPlan;
+    PrepareLut3D(*plan, lut.data());  // once per run, as the filter does
+    EachRow([&](const uint8_t* s, uint32_t* d, int32_t n) { Lut3DRowFast(s, d, n, *plan); });
   }, nullptr);
   Operation("minmax", [] {
     Pictures& pp = P();

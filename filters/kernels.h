@@ -72,6 +72,24 @@ constexpr int32_t LutIndex(int32_t r, int32_t g, int32_t b, int32_t x) { return 
 // Maps `count` pixels through the table by tetrahedral interpolation.
 void Lut3DRow(const uint8_t* src, uint32_t* dst, int32_t count, const PackedDouble* table);
 
+// Everything of the interpolation that does not depend on the table's
+// values, worked out once per run. A component value v falls on a lower node
+// v / 17 with a remainder v % 17; 255 is a class of its own, since there the
+// upper node is held at 15. The 18 x 18 x 18 classes of (red, green, blue)
+// each fix the tetrahedron, its four weights and the offsets of its corners
+// B, C and D from corner A.
+constexpr int32_t kLutClasses = 18 * 18 * 18;
+struct Lut3DPlan {
+  const PackedDouble* table;
+  uint32_t axis[3][256];                            // per value: class part << 16 | offset of the lower node
+  alignas(32) double weight[kLutClasses][4];        // of A, B, C, D
+  int16_t corner[kLutClasses][4];                   // offsets of B, C, D from A; the fourth unused
+};
+void PrepareLut3D(Lut3DPlan& plan, const PackedDouble* table);
+// The same words as Lut3DRow: the same products and sums in double
+// precision, the three channels of a pixel side by side in one vector.
+void Lut3DRowFast(const uint8_t* src, uint32_t* dst, int32_t count, const Lut3DPlan& plan);
+
 // --- Sepia -------------------------------------------------------------------------
 
 struct SepiaWeights {
