@@ -73,7 +73,8 @@ void EachRow(RowKernel kernel) {
 
 void TablesRow(const ChannelTables& t) {
   const auto row = ChooseKernel(ChannelTableRow, ChannelTableRowFast);
-  EachRow([&](const uint8_t* s, uint32_t* d, int32_t w) { row(s, d, w, t.red, t.green, t.blue); });
+  const ChannelMap map = MakeChannelMap(t.red, t.green, t.blue);  // once per call, as the handlers do
+  EachRow([&](const uint8_t* s, uint32_t* d, int32_t w) { row(s, d, w, map); });
 }
 
 // ---- Geometry: shears for Rotate(30) ----------------------------------------

@@ -119,7 +119,7 @@ REALpictureStruct* AutoLevelPicture(REALpictureStruct* picture) {
     uint8_t table[256];
     LevelsTable(ChooseLevels(histogram), table);
     const auto tableRow = ChooseKernel(ChannelTableRow, ChannelTableRowFast);
-    for (int32_t y = 0; y < reader.height; ++y)
-      tableRow(ReaderRow(reader, y), WriterRow(writer, y), reader.width, table, table, table);
+    const ChannelMap map = MakeChannelMap(table, table, table);
+    for (int32_t y = 0; y < reader.height; ++y) tableRow(ReaderRow(reader, y), WriterRow(writer, y), reader.width, map);
   });
 }

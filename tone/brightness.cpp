@@ -45,8 +45,8 @@ void LinearCurveTable(double a, double b, uint8_t table[256]) {
   for (int32_t s = 0; s < 256; ++s) table[s] = ClampByte(static_cast<double>(s) * a + b);
 }
 
-void ChannelTableRow(const uint8_t* src, uint32_t* dst, int32_t width, const uint8_t* red, const uint8_t* green,
-                     const uint8_t* blue) {
+void ChannelTableRow(const uint8_t* src, uint32_t* dst, int32_t width, const ChannelMap& map) {
+  const uint8_t *red = map.table[0], *green = map.table[1], *blue = map.table[2];
   for (int32_t x = 0; x < width; ++x, src += 3) dst[x] = PackRGB(red[src[0]], green[src[1]], blue[src[2]]);
 }
 
@@ -135,35 +135,89 @@ void LineChannelRow(const uint8_t* __restrict src, uint32_t* __restrict dst, int
   }
 }
 
-// The last three tables seen and what became of them; a frame passes the
-// same tables for every row, so they are fitted once per call.
-struct TablePlan {
-  uint8_t tables[3][256];
-  bool valid = false;
-  bool lines = false;
-  TableLine line[3];
+// A shift is three byte operations on the channel bytes of a word, which
+// vector units do 16 bytes (or more) at once: s ^ flip, then
+// min(v, 255 - up) + up (an addition of up >= 0 that stops at 255), then
+// max(v, down) - down (a subtraction of down >= 0 that stops at 0). Each
+// operation is left out where no channel needs it.
+struct ShiftBytes {
+  ByteVector16 flip, limit, up, down;
 };
+
+template <bool kFlip, bool kUp, bool kDown>
+PICTURE_VECTOR_CLONES void ShiftRow(const uint8_t* __restrict src, uint32_t* __restrict dst, int32_t width,
+                                    const ShiftBytes& bytes, const ChannelMap& map) {
+  const ByteVector16 flip = bytes.flip, limit = bytes.limit, up = bytes.up, down = bytes.down;
+  const uint8_t *red = map.table[0], *green = map.table[1], *blue = map.table[2];
+  SpreadPixels(
+      src, reinterpret_cast<uint8_t*>(dst), width, 0,
+      [&](ByteVector16 in, ByteVector16 zero) {
+        ByteVector16 v = __builtin_shufflevector(in, zero, 2, 1, 0, 16, 5, 4, 3, 16, 8, 7, 6, 16, 11, 10, 9, 16);
+        if (kFlip) v ^= flip;
+        if (kUp) v = (v < limit ? v : limit) + up;
+        if (kDown) v = (v > down ? v : down) - down;
+        return v;
+      },
+      [&](const uint8_t* p) { return PackRGB(red[p[0]], green[p[1]], blue[p[2]]); });
+}
+
+void ShiftChannelRow(const uint8_t* src, uint32_t* dst, int32_t width, const ChannelMap& map) {
+  ShiftBytes bytes = {};
+  __builtin_memset(&bytes.limit, 255, sizeof bytes.limit);
+  bool flip = false, up = false, down = false;
+  for (int32_t c = 0; c < 3; ++c) {
+    const TableShift& shift = map.shift[c];
+    const auto u = static_cast<uint8_t>(shift.amount > 0 ? shift.amount : 0);
+    const auto d = static_cast<uint8_t>(shift.amount < 0 ? -shift.amount : 0);
+    flip = flip || shift.flip, up = up || u, down = down || d;
+    for (int32_t byte = 2 - c; byte < 16; byte += 4) {  // red in byte 2 of each word, blue in byte 0
+      bytes.flip[byte] = shift.flip;
+      bytes.limit[byte] = static_cast<uint8_t>(255 - u);
+      bytes.up[byte] = u;
+      bytes.down[byte] = d;
+    }
+  }
+  using Row = void (*)(const uint8_t*, uint32_t*, int32_t, const ShiftBytes&, const ChannelMap&);
+  static constexpr Row kRows[8] = {ShiftRow<false, false, false>, ShiftRow<false, false, true>,
+                                   ShiftRow<false, true, false>,  ShiftRow<false, true, true>,
+                                   ShiftRow<true, false, false>,  ShiftRow<true, false, true>,
+                                   ShiftRow<true, true, false>,   ShiftRow<true, true, true>};
+  kRows[4 * flip + 2 * up + down](src, dst, width, bytes, map);
+}
 
 }  // namespace
 
-void ChannelTableRowFast(const uint8_t* src, uint32_t* dst, int32_t width, const uint8_t* red, const uint8_t* green,
-                         const uint8_t* blue) {
-  thread_local TablePlan plan;
-  const uint8_t* tables[3] = {red, green, blue};
-  bool same = plan.valid;
-  for (int c = 0; c < 3 && same; ++c) same = std::memcmp(plan.tables[c], tables[c], 256) == 0;
-  if (!same) {
-    plan.lines = true;
-    for (int c = 0; c < 3; ++c) {
-      std::memcpy(plan.tables[c], tables[c], 256);
-      plan.lines = plan.lines && FitTableLine(tables[c], &plan.line[c]);
+bool FitTableShift(const uint8_t table[256], TableShift* shift) {
+  for (const int32_t flip : {0, 255}) {
+    // The amount from the first entry not clamped: at s ^ flip = 0, or 255.
+    const int32_t first = table[flip], last = table[255 ^ flip];
+    const int32_t amount = first > 0 ? first : last < 255 ? last - 255 : 0;
+    bool fits = true;
+    for (int32_t s = 0; s < 256 && fits; ++s) fits = ClampByte((s ^ flip) + amount) == table[s];
+    if (fits) {
+      *shift = {static_cast<uint8_t>(flip), amount};
+      return true;
     }
-    plan.valid = true;
   }
-  if (plan.lines) {
-    LineChannelRow(src, dst, width, plan.line[0], plan.line[1], plan.line[2]);
-  } else {
-    ChannelTableRow(src, dst, width, red, green, blue);
+  return false;
+}
+
+ChannelMap MakeChannelMap(const uint8_t* red, const uint8_t* green, const uint8_t* blue) {
+  ChannelMap map = {{red, green, blue}, ChannelMap::Form::kLookup, {}, {}};
+  bool shifts = true, lines = true;
+  for (int32_t c = 0; c < 3; ++c) {
+    shifts = shifts && FitTableShift(map.table[c], &map.shift[c]);
+    lines = lines && FitTableLine(map.table[c], &map.line[c]);
+  }
+  map.form = shifts ? ChannelMap::Form::kShifts : lines ? ChannelMap::Form::kLines : ChannelMap::Form::kLookup;
+  return map;
+}
+
+void ChannelTableRowFast(const uint8_t* src, uint32_t* dst, int32_t width, const ChannelMap& map) {
+  switch (map.form) {
+    case ChannelMap::Form::kShifts: ShiftChannelRow(src, dst, width, map); break;
+    case ChannelMap::Form::kLines: LineChannelRow(src, dst, width, map.line[0], map.line[1], map.line[2]); break;
+    case ChannelMap::Form::kLookup: ChannelTableRow(src, dst, width, map); break;
   }
 }
 
@@ -188,10 +242,10 @@ REALpictureStruct* MapPicture(REALpictureStruct* picture, const ChannelTables& t
     const int64_t y1 = std::min<int64_t>(area.bottom, reader.height);
     if (x0 >= x1) return;
     const auto kernel = ChooseKernel(ChannelTableRow, ChannelTableRowFast);
+    const ChannelMap map = MakeChannelMap(tables.red, tables.green, tables.blue);
     for (int64_t y = y0; y < y1; ++y) {
       const int32_t row = static_cast<int32_t>(y);
-      kernel(ReaderRow(reader, row) + 3 * x0, WriterRow(writer, row) + x0, static_cast<int32_t>(x1 - x0), tables.red,
-             tables.green, tables.blue);
+      kernel(ReaderRow(reader, row) + 3 * x0, WriterRow(writer, row) + x0, static_cast<int32_t>(x1 - x0), map);
     }
   });
 }

@@ -129,7 +129,7 @@ REALpictureStruct* TransformColorsQVT(REALpictureStruct* picture, REALmemoryBloc
 
   return RenderFromReader(picture, [=](const PictureReader& reader, PictureWriter& writer) {
     const auto row = ChooseKernel(ChannelTableRow, ChannelTableRowFast);
-    for (int32_t y = 0; y < reader.height; ++y)
-      row(ReaderRow(reader, y), WriterRow(writer, y), reader.width, redTable, greenTable, blueTable);
+    const ChannelMap map = MakeChannelMap(redTable, greenTable, blueTable);
+    for (int32_t y = 0; y < reader.height; ++y) row(ReaderRow(reader, y), WriterRow(writer, y), reader.width, map);
   });
 }

@@ -26,15 +26,6 @@ void LinBrightnessTable(double d, uint8_t table[256]);
 void ContrastTable(double d, uint8_t table[256]);
 void LinearCurveTable(double a, double b, uint8_t table[256]);
 
-// Maps `width` reader pixels through the three tables into writer words.
-void ChannelTableRow(const uint8_t* src, uint32_t* dst, int32_t width, const uint8_t* red, const uint8_t* green,
-                     const uint8_t* blue);
-// The same words. Tables that are clamped straight lines (brightness,
-// contrast, curves, inversion, levels) are computed as lines in fixed point,
-// after a check of all 256 entries; any other table is looked up.
-void ChannelTableRowFast(const uint8_t* src, uint32_t* dst, int32_t width, const uint8_t* red, const uint8_t* green,
-                         const uint8_t* blue);
-
 // A table as a clamped line: table[s] == clamp((s * slope + offset) >> 16)
 // for every s, the arithmetic in 32 bits. False when no such line exists.
 struct TableLine {
@@ -42,6 +33,34 @@ struct TableLine {
   int32_t offset;
 };
 bool FitTableLine(const uint8_t table[256], TableLine* line);
+
+// A table as a shift: table[s] == clamp((s ^ flip) + amount) for every s,
+// flip 0 or 255, amount -255..255. Absolute brightness with any amount is
+// one (the truncation of s + d is s + floor(d) wherever it is not clamped),
+// inversion another. False when the table is no shift.
+struct TableShift {
+  uint8_t flip;
+  int32_t amount;
+};
+bool FitTableShift(const uint8_t table[256], TableShift* shift);
+
+// Three tables, red, green and blue, and how the fast kernel maps a row
+// through them, worked out once per call (MakeChannelMap).
+struct ChannelMap {
+  const uint8_t* table[3];
+  enum class Form { kLookup, kLines, kShifts } form;
+  TableLine line[3];
+  TableShift shift[3];
+};
+ChannelMap MakeChannelMap(const uint8_t* red, const uint8_t* green, const uint8_t* blue);
+
+// Maps `width` reader pixels through the three tables into writer words.
+void ChannelTableRow(const uint8_t* src, uint32_t* dst, int32_t width, const ChannelMap& map);
+// The same words. Tables that are shifts (absolute brightness, inversion)
+// are the row conversion plus three byte operations; clamped straight lines
+// (linear brightness, contrast, curves, levels) are computed in fixed point;
+// any other table is looked up.
+void ChannelTableRowFast(const uint8_t* src, uint32_t* dst, int32_t width, const ChannelMap& map);
 
 // ---- Automatic levels (autolevel.cpp) ----------------------------------------
 

@@ -120,8 +120,9 @@ TEST(FastKernels, ChannelTables) {
     SourceRow src(r, w);
     ChannelTables t;
     uint8_t* tables[3] = {t.red, t.green, t.blue};
+    const bool shifts = r.Chance(30);  // brightness and inversion only, all three shifts
     for (uint8_t* table : tables) {
-      switch (r.Int(0, 6)) {
+      switch (shifts ? r.Int(0, 1) * 6 : r.Int(0, 6)) {
         case 0: AbsBrightnessTable(r.Real(-300, 300), table); break;
         case 1: LinBrightnessTable(r.Real(-300, 300), table); break;
         case 2: ContrastTable(r.Real(-3, 3), table); break;
@@ -131,17 +132,19 @@ TEST(FastKernels, ChannelTables) {
         default: for (int s = 0; s < 256; ++s) table[s] = static_cast<uint8_t>(255 - s); break;
       }
     }
-    ExpectSameOutput(
-        4 * w, [&](uint8_t* d) { ChannelTableRow(src.data(), Words(d), w, t.red, t.green, t.blue); },
-        [&](uint8_t* d) { ChannelTableRowFast(src.data(), Words(d), w, t.red, t.green, t.blue); });
+    const ChannelMap map = MakeChannelMap(t.red, t.green, t.blue);
+    ExpectSameOutput(4 * w, [&](uint8_t* d) { ChannelTableRow(src.data(), Words(d), w, map); },
+                     [&](uint8_t* d) { ChannelTableRowFast(src.data(), Words(d), w, map); });
   }
 }
 
-// The tables of the tone methods are lines, so the fast path is the one they
-// take; a table of random values is not, and is looked up.
+// The tables of the tone methods are lines, and those of absolute brightness
+// and inversion shifts, so the fast paths are the ones they take; a table of
+// random values is neither, and is looked up.
 TEST(FastKernels, TableLines) {
   Random r(4);
   TableLine line;
+  TableShift shift;
   uint8_t table[256];
   for (int n = 0; n < kCases; ++n) {
     SCOPED_TRACE(n);
@@ -153,7 +156,12 @@ TEST(FastKernels, TableLines) {
     EXPECT_TRUE(FitTableLine(table, &line));
     for (int s = 0; s < 256; ++s) table[s] = static_cast<uint8_t>(255 - s);
     EXPECT_TRUE(FitTableLine(table, &line));
+    EXPECT_TRUE(FitTableShift(table, &shift));
+    AbsBrightnessTable(r.Real(-300, 300), table);
+    EXPECT_TRUE(FitTableShift(table, &shift));
   }
+  LinBrightnessTable(100, table);
+  EXPECT_FALSE(FitTableShift(table, &shift));
   for (int s = 0; s < 256; ++s) table[s] = static_cast<uint8_t>(s * 7);
   EXPECT_FALSE(FitTableLine(table, &line));
 }
