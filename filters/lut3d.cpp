@@ -187,6 +187,7 @@ namespace {
 typedef double Doubles4 __attribute__((vector_size(32)));
 typedef int64_t Mask4 __attribute__((vector_size(32)));
 typedef int32_t Ints4 __attribute__((vector_size(16)));
+typedef uint8_t Bytes16 __attribute__((vector_size(16)));
 
 // A node's three entries and the next node's first (unused): the table goes
 // on for two more nodes past node 15 on every axis, so the fourth is there.
@@ -213,7 +214,12 @@ void Lut3DRowFast(const uint8_t* src, uint32_t* dst, int32_t count, const Lut3DP
     // Clamped as ClampByte does: 255 and above give 255, NaN and below 0 give 0.
     const Mask4 high = v >= top, positive = v > zero;
     const Doubles4 clamped = positive ? (high ? top : v) : zero;
-    const Ints4 out = __builtin_convertvector(clamped, Ints4);
-    dst[i] = static_cast<uint32_t>(out[0]) << 16 | static_cast<uint32_t>(out[1]) << 8 | static_cast<uint32_t>(out[2]);
+    // The low bytes of the three values (0..255) into bytes 2, 1 and 0 of the
+    // word; byte 3 is a high byte of the first value, 0.
+    Bytes16 bytes;
+    const Ints4 values = __builtin_convertvector(clamped, Ints4);
+    std::memcpy(&bytes, &values, sizeof bytes);
+    const Bytes16 word = __builtin_shufflevector(bytes, bytes, 8, 4, 0, 3, 8, 4, 0, 3, 8, 4, 0, 3, 8, 4, 0, 3);
+    std::memcpy(dst + i, &word, sizeof dst[i]);
   }
 }
