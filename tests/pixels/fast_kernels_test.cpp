@@ -212,18 +212,15 @@ TEST(FastKernels, ColourMatrixAndLookupTable) {
     if (r.Chance(10)) m.weight[r.Int(0, 2)][r.Int(0, 2)] = -std::numeric_limits<double>::infinity();
     ExpectSameOutput(4 * w, [&](uint8_t* d) { ColorMatrixRow(src.data(), Words(d), w, m); },
                      [&](uint8_t* d) { ColorMatrixRowFast(src.data(), Words(d), w, m); });
-    // A 3D table ending at the guard page: entries around 0..255, now and
-    // then not a number or infinite at one node, or at every node a run must
-    // not read (16 and 17 on any axis; the pixels of 255 stop at 15).
+    // A 3D table ending at the guard page: entries around 0..255; now and
+    // then infinite at every node a run must not read (16 and 17 on any
+    // axis), and not a number at one node.
     GuardedBuffer lut(kLutEntries * sizeof(double));
-    double* entries = reinterpret_cast<double*>(lut.data());
-    const bool spoilUnused = r.Chance(30);
-    for (int32_t i = 0; i < kLutEntries; ++i) {
-      const bool unused = i / 972 > 15 || i / 54 % 18 > 15 || i / 3 % 18 > 15;
-      entries[i] = unused && spoilUnused ? std::numeric_limits<double>::infinity() : r.Real(-30, 285);
-    }
-    for (double bad : {std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::infinity()})
-      if (r.Chance(20)) entries[LutIndex(r.Int(0, 17), r.Int(0, 17), r.Int(0, 17), r.Int(0, 2))] = bad;
+    auto* entries = reinterpret_cast<double*>(lut.data());
+    const bool spoil = r.Chance(30);
+    for (int32_t i = 0; i < kLutEntries; ++i)
+      entries[i] = spoil && (i / 972 > 15 || i / 54 % 18 > 15 || i / 3 % 18 > 15) ? HUGE_VAL : r.Real(-30, 285);
+    if (r.Chance(20)) entries[r.Int(0, kLutEntries - 1)] = std::nan("");
     const auto plan = std::make_unique<Lut3DPlan>();
     PrepareLut3D(*plan, entries);
     ExpectSameOutput(4 * w, [&](uint8_t* d) { Lut3DRow(src.data(), Words(d), w, entries); },
