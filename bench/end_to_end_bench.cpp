@@ -26,9 +26,11 @@
 //
 // picture_bench --scaling METHOD WxH CALLS runs CALLS calls of one method on
 // a fresh picture in this process alone, and prints one JSON line: the wall
-// time of each call, and the peak memory the calls add to this process and to
-// the X server (the pixmaps live there) over what each had before the first
-// call (peak resident set, VmHWM, after resetting it through clear_refs).
+// time of each call, the CPU time all the calls took in this process and in
+// the X server (less disturbed by other load than wall time), and the peak
+// memory the calls add to this process and to the X server (the pixmaps live
+// there) over what each had before the first call (peak resident set, VmHWM,
+// after resetting it through clear_refs).
 #include <benchmark/benchmark.h>
 
 #include <chrono>
@@ -36,6 +38,7 @@
 #include <cstring>
 #include <dirent.h>
 #include <fstream>
+#include <iterator>
 #include <malloc.h>
 #include <sstream>
 #include <unistd.h>
@@ -414,6 +417,20 @@ long StatusKiB(const std::string& pid, const char* field) {
   return -1;
 }
 
+// A process's CPU time so far (user + system), in milliseconds; -1 if unreadable.
+double CpuMs(const std::string& pid) {
+  std::ifstream f("/proc/" + pid + "/stat");
+  std::string text((std::istreambuf_iterator<char>(f)), std::istreambuf_iterator<char>());
+  const size_t end = text.rfind(')');  // the command name may hold spaces
+  if (end == std::string::npos) return -1;
+  std::istringstream fields(text.substr(end + 2));
+  std::string skip;
+  for (int i = 3; i < 14; ++i) fields >> skip;  // state .. cmajflt
+  double user = -1, system = -1;
+  fields >> user >> system;
+  return user < 0 || system < 0 ? -1 : (user + system) * 1000.0 / static_cast<double>(sysconf(_SC_CLK_TCK));
+}
+
 // Resets a process's peak resident set to its present one; false when not allowed.
 bool ResetPeak(const std::string& pid) {
   std::ofstream f("/proc/" + pid + "/clear_refs");
@@ -460,6 +477,7 @@ int Scaling(const std::string& method, const std::string& size, int calls) {
   const std::string self = std::to_string(getpid()), server = XServerPid();
   const bool selfReset = ResetPeak(self), serverReset = !server.empty() && ResetPeak(server);
   const long selfBase = StatusKiB(self, "VmRSS"), serverBase = serverReset ? StatusKiB(server, "VmRSS") : -1;
+  const double selfCpu = CpuMs(self), serverCpu = server.empty() ? -1 : CpuMs(server);
   std::ostringstream times;
   bool nil = false;
   for (int i = 0; i < calls; ++i) {
@@ -470,12 +488,14 @@ int Scaling(const std::string& method, const std::string& size, int calls) {
     }
     times << (i ? "," : "") << std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
   }
+  const double selfCpuUsed = CpuMs(self) - selfCpu, serverCpuUsed = server.empty() ? -1 : CpuMs(server) - serverCpu;
   const long selfPeak = selfReset ? StatusKiB(self, "VmHWM") : -1;
   const long serverPeak = serverReset ? StatusKiB(server, "VmHWM") : -1;
   std::printf("{\"method\": \"%s\", \"width\": %d, \"height\": %d, \"nil\": %s, \"ms\": [%s], "
-              "\"peak_kib\": %ld, \"base_kib\": %ld, \"x_peak_kib\": %ld, \"x_base_kib\": %ld}\n",
-              method.c_str(), w, h, nil ? "true" : "false", times.str().c_str(), selfPeak, selfBase, serverPeak,
-              serverBase);
+              "\"cpu_ms\": %.0f, \"x_cpu_ms\": %.0f, \"peak_kib\": %ld, \"base_kib\": %ld, \"x_peak_kib\": %ld, "
+              "\"x_base_kib\": %ld}\n",
+              method.c_str(), w, h, nil ? "true" : "false", times.str().c_str(), selfCpuUsed, serverCpuUsed, selfPeak,
+              selfBase, serverPeak, serverBase);
   return nil ? 1 : 0;
 }
 

@@ -341,23 +341,28 @@ def write_scaling(w, runs):
     w("")
     w("Each method and size in a fresh process of its own (`picture_bench --scaling`,")
     w("with a private Xvfb), so that no size inherits another's peak. *ms* is the")
-    w("wall time of one call, median (min–max) of the calls made; *ms / MP* per")
-    w("megapixel of the source, and *growth* that figure ÷ its value at the")
-    w("smallest size (1.0: time grows as the pixel count). *peak* is what the")
+    w("wall time of one call, median (min–max) of the calls made; *CPU ms / MP*")
+    w("the CPU time of one call in the process and in the X server together, per")
+    w("megapixel of the source (CPU time is less disturbed by other load on the")
+    w("machine than wall time), and *growth* that figure ÷ its value at the")
+    w("smallest size (1.0: cost grows as the pixel count). *peak* is what the")
     w("calls add to the process's peak resident set over what it held before the")
     w("first call (the source picture made, nothing called), also in *pictures*")
     w("(width × height × 4 bytes of the source); *X server* the same for the")
-    w("Xvfb process, where the pixmaps live. A time growing more than 1.25× faster")
+    w("Xvfb process, where the pixmaps live. A cost growing more than 1.25× faster")
     w("than the pixel count, or a process peak above three pictures, is marked ⚠.")
     w("")
-    w("| method | size | calls | ms | ms / MP | growth | peak MiB | pictures | X server MiB | pictures |")
+    w("| method | size | calls | wall ms | CPU ms / MP | growth | peak MiB | pictures | X server MiB | pictures |")
     w("|---|---|---:|---:|---:|---:|---:|---:|---:|---:|")
     first = {}
     for r in runs:
         mp = r["width"] * r["height"] / 1e6
         picture = r["width"] * r["height"] * 4 / 1024
         times = r["ms"]
-        per = median(times) / mp if times else None
+        cpu = r.get("cpu_ms", -1)
+        xcpu = r.get("x_cpu_ms", -1)
+        # Per call and megapixel: CPU time where the run has it, else wall time.
+        per = (cpu + max(xcpu, 0)) / len(times) / mp if cpu >= 0 else median(times) / mp if times else None
         first.setdefault(r["method"], per)
         growth = per / first[r["method"]] if per and first[r["method"]] else None
         peak = r["peak_kib"] - r["base_kib"] if r["peak_kib"] >= 0 and r["base_kib"] >= 0 else None
@@ -369,7 +374,6 @@ def write_scaling(w, runs):
           f"| {fmt(None if peak is None else peak / 1024)} | {fmt(None if peak is None else peak / picture, 1)} "
           f"| {fmt(None if xpeak is None else xpeak / 1024)} | {fmt(None if xpeak is None else xpeak / picture, 1)} |")
     w("")
-
 
 if __name__ == "__main__":
     main()
