@@ -1,28 +1,51 @@
 // Every handler end to end through the emulated host, on a 4000 x 3000 and a
-// 640 x 480 picture, and the host's own share of each call measured apart.
+// 640 x 480 picture, with the library's reads and the host's builds of each
+// call measured apart; and, in a mode of its own, how one call's time and
+// memory grow with the picture's size.
 //
 // "e2e/<method>/<size>" times one call as a REALbasic program makes it: the
-// host's call machinery, the plug-in's handler, the pictures the host reads
-// and builds, and the release of the result. Its label names the host work
-// the call implies; "host/<work>/<size>" times that work alone, through the
-// same reader and writer functions the handlers use but with no pixel work:
-//   call        a call of a method that does nothing with pixels
+// host's call machinery, the plug-in's handler (its reads of the pictures and
+// its kernels), the pictures the host builds, and the release of the result.
+// Its label names the picture work the call implies; "host/<work>/<size>" does
+// that work alone, through the same reader and writer functions the handlers
+// use but with no pixel work, and reports the seconds per call spent in the
+// reads (counter read_s: the library's reader opening and closing, by
+// whatever route it reads) and in the builds (build_s: the host turning
+// writers into pictures, and releasing them):
+//   call        a call of a method that does nothing with pixels (its time
+//               is the call machinery; no split)
 //   read-write  one picture read, one result of the same size built
 //   read2-write, read3-write   two or three pictures read, one result built
 //   read        one picture read, nothing built
 //   write       one result built from nothing
 //   rotate30    the reads and results of the three shear passes
 //   scale-half, scale-double   one read, one result of the new size
-//   clone       the host's own drawing (ClonePicture is all host work)
-// The writer buffer the result is built from is allocated and filled outside
-// the timed region: allocating it is the plug-in's work, not the host's.
+//   clone       the host's own drawing (ClonePicture is all host work: build)
+// Filling the writer buffer a result is built from is the plug-in's work and
+// is in neither counter.
+//
+// picture_bench --scaling METHOD WxH CALLS runs CALLS calls of one method on
+// a fresh picture in this process alone, and prints one JSON line: the wall
+// time of each call, the CPU time all the calls took in this process and in
+// the X server (less disturbed by other load than wall time), and the peak
+// memory the calls add to this process and to the X server (the pixmaps live
+// there) over what each had before the first call (peak resident set, VmHWM,
+// after resetting it through clear_refs).
 #include <benchmark/benchmark.h>
 
+#include <chrono>
 #include <cstdint>
 #include <cstring>
+#include <dirent.h>
+#include <fstream>
+#include <iterator>
+#include <malloc.h>
+#include <sstream>
+#include <unistd.h>
 #include <functional>
 #include <map>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "bench/bench_pictures.h"
@@ -79,6 +102,19 @@ std::vector<uint8_t> Bytes(const std::vector<uint32_t>& pixels, int stride, int 
   return out;
 }
 
+// The separable filter 1 4 6 4 1 (/16) both ways, on `source`.
+ph::Ref NewConvolution(ph::Host& host, const ph::Ref& source) {
+  ph::Ref c = host.NewInstance("PictureConvolutionQVT");
+  host.SetProperty(c, "SourcePicture", source);
+  host.SetProperty(c, "ValueCount", int32_t{5});
+  const double taps[5] = {1 / 16.0, 4 / 16.0, 6 / 16.0, 4 / 16.0, 1 / 16.0};
+  for (int32_t i = 0; i < 5; ++i) {
+    host.AssignMethod(c, "Hor", {i}, taps[i]);
+    host.AssignMethod(c, "Ver", {i}, taps[i]);
+  }
+  return c;
+}
+
 Inputs& InputsFor(int32_t width, int32_t height) {
   static std::map<int32_t, Inputs*> made;
   Inputs*& in = made[width];
@@ -112,14 +148,7 @@ Inputs& InputsFor(int32_t width, int32_t height) {
   host.SetProperty(in->sepia, "SepiaGreen", int32_t{20});
   host.SetProperty(in->sepia, "SepiaBlue", int32_t{-20});
 
-  in->convolution = host.NewInstance("PictureConvolutionQVT");
-  host.SetProperty(in->convolution, "SourcePicture", in->source);
-  host.SetProperty(in->convolution, "ValueCount", int32_t{5});
-  const double taps[5] = {1 / 16.0, 4 / 16.0, 6 / 16.0, 4 / 16.0, 1 / 16.0};
-  for (int32_t i = 0; i < 5; ++i) {
-    host.AssignMethod(in->convolution, "Hor", {i}, taps[i]);
-    host.AssignMethod(in->convolution, "Ver", {i}, taps[i]);
-  }
+  in->convolution = NewConvolution(host, in->source);
 
   in->lut3d = host.NewInstance("PictureLut3DQVT");
   host.SetProperty(in->lut3d, "SourcePicture", in->source);
@@ -155,61 +184,84 @@ void Release(REALpictureStruct* p) {
   if (p) REALUnlockObject(reinterpret_cast<REALobjectStruct*>(p));
 }
 
-// A writer of w x h filled with picture-like content, made while the timer stops.
-void PausedWriter(benchmark::State& state, PictureWriter& writer, int32_t w, int32_t h) {
-  state.PauseTiming();
+// The seconds one host-work iteration spends in the library's reads (opening
+// and closing readers) and in the host's builds (turning writers into pictures,
+// cloning, releasing results), each timed on its own clock; the rest of the
+// iteration (filling the writer buffers) is not counted.
+struct Split {
+  double read = 0, build = 0;
+  template <typename F>
+  auto Time(double* into, F f) {
+    const auto start = std::chrono::steady_clock::now();
+    if constexpr (std::is_void_v<decltype(f())>) {
+      f();
+      *into += std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    } else {
+      auto r = f();
+      *into += std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+      return r;
+    }
+  }
+};
+
+// A writer of w x h filled with picture-like content (the plug-in's work, untimed).
+void FilledWriter(PictureWriter& writer, int32_t w, int32_t h) {
   NewPictureWriter(writer, w, h);
   for (int32_t y = 0; y < h; ++y) {
     uint32_t* row = WriterRow(writer, y);
     for (int32_t x = 0; x < w; ++x) row[x] = static_cast<uint32_t>(x * 0x010203 + y * 0x030201) & 0xFFFFFF;
   }
-  state.ResumeTiming();
 }
 
-// Opens readers on `count` pictures and builds one w x h result.
-REALpictureStruct* ReadAndBuild(benchmark::State& state, REALpictureStruct* const* pictures, int count, int32_t w,
-                                int32_t h) {
-  PictureReader readers[3];
-  for (int i = 0; i < count; ++i) GetPictureReader(readers[i], pictures[i]);
-  REALpictureStruct* out = nullptr;
-  if (w > 0) {
-    PictureWriter writer;
-    PausedWriter(state, writer, w, h);
-    out = RenderPictureWriter(writer);
-  }
-  return out;
+// Reads `count` pictures with the library's own reader and builds one w x h
+// result (none when w is 0), as a handler does: the readers are closed before
+// the host builds.
+REALpictureStruct* ReadAndBuild(Split& split, REALpictureStruct* const* pictures, int count, int32_t w, int32_t h) {
+  split.Time(&split.read, [&] {
+    PictureReader readers[3];
+    for (int i = 0; i < count; ++i) GetPictureReader(readers[i], pictures[i]);
+  });
+  if (w == 0) return nullptr;
+  PictureWriter writer;
+  FilledWriter(writer, w, h);
+  return split.Time(&split.build, [&] { return RenderPictureWriter(writer); });
 }
 
 void HostShare(benchmark::State& state, const std::string& work, int32_t width, int32_t height) {
   Inputs& in = InputsFor(width, height);
   REALpictureStruct* const pictures[3] = {Handle(in.source), Handle(in.second), Handle(in.third)};
+  Split split;
+  auto release = [&](REALpictureStruct* p) { split.Time(&split.build, [&] { Release(p); }); };
   for (auto _ : state) {
     if (work == "call") {
       benchmark::DoNotOptimize(BenchHost().Call(in.source, "HasMaskQVT"));
     } else if (work == "read-write" || work == "read2-write" || work == "read3-write" || work == "read") {
       const int count = work == "read2-write" ? 2 : work == "read3-write" ? 3 : 1;
-      Release(ReadAndBuild(state, pictures, count, work == "read" ? 0 : width, height));
+      release(ReadAndBuild(split, pictures, count, work == "read" ? 0 : width, height));
     } else if (work == "write") {
-      Release(ReadAndBuild(state, pictures, 0, width, height));
+      release(ReadAndBuild(split, pictures, 0, width, height));
     } else if (work == "scale-half") {
-      Release(ReadAndBuild(state, pictures, 1, width / 2, height / 2));
+      release(ReadAndBuild(split, pictures, 1, width / 2, height / 2));
     } else if (work == "scale-double") {
-      Release(ReadAndBuild(state, pictures, 1, width * 2, height * 2));
+      release(ReadAndBuild(split, pictures, 1, width * 2, height * 2));
     } else if (work == "rotate30") {
       double theta, s, t;
       ShearFactors(30, &theta, &s, &t);
       ShearSizes sizes;
       ComputeShearSizes(width, height, theta, s, t, &sizes);
-      REALpictureStruct* pass1 = ReadAndBuild(state, pictures, 1, sizes.width1, height);
-      REALpictureStruct* pass2 = ReadAndBuild(state, &pass1, 1, sizes.width1, sizes.height2);
-      Release(pass1);
-      REALpictureStruct* pass3 = ReadAndBuild(state, &pass2, 1, sizes.width3, sizes.height2);
-      Release(pass2);
-      Release(pass3);
+      REALpictureStruct* pass1 = ReadAndBuild(split, pictures, 1, sizes.width1, height);
+      REALpictureStruct* pass2 = ReadAndBuild(split, &pass1, 1, sizes.width1, sizes.height2);
+      release(pass1);
+      REALpictureStruct* pass3 = ReadAndBuild(split, &pass2, 1, sizes.width3, sizes.height2);
+      release(pass2);
+      release(pass3);
     } else if (work == "clone") {
-      Release(ClonePicture(pictures[0]));
+      release(split.Time(&split.build, [&] { return ClonePicture(pictures[0]); }));
     }
   }
+  // Seconds per iteration; the benchmark's own time is the whole iteration.
+  state.counters["read_s"] = benchmark::Counter(split.read, benchmark::Counter::kAvgIterations);
+  state.counters["build_s"] = benchmark::Counter(split.build, benchmark::Counter::kAvgIterations);
 }
 
 // ---- The calls ---------------------------------------------------------------------
@@ -342,9 +394,110 @@ void RegisterAll() {
   }
 }
 
+// ---- Growth with size ----------------------------------------------------------------
+
+// The methods whose growth is measured, by the names of their cases.
+bool InScaling(const std::string& name) {
+  return name == "RotateQVT(30)" || name == "ScaleQVT(half)" || name == "ScaleQVT(double)" || name == "InvertQVT" ||
+         name == "PictureConvolutionQVT.Run";
+}
+
+// A field of /proc/PID/status in KiB ("VmHWM", "VmRSS"); -1 when unreadable.
+long StatusKiB(const std::string& pid, const char* field) {
+  std::ifstream f("/proc/" + pid + "/status");
+  std::string line;
+  const std::string key = std::string(field) + ":";
+  while (std::getline(f, line))
+    if (line.rfind(key, 0) == 0) return std::stol(line.substr(key.size()));
+  return -1;
+}
+
+// A process's CPU time so far (user + system), in milliseconds; -1 if unreadable.
+double CpuMs(const std::string& pid) {
+  std::ifstream f("/proc/" + pid + "/stat");
+  std::string text((std::istreambuf_iterator<char>(f)), std::istreambuf_iterator<char>());
+  const size_t end = text.rfind(')');  // the command name may hold spaces
+  if (end == std::string::npos) return -1;
+  std::istringstream fields(text.substr(end + 2));
+  std::string skip;
+  for (int i = 3; i < 14; ++i) fields >> skip;  // state .. cmajflt
+  double user = -1, system = -1;
+  fields >> user >> system;
+  return user < 0 || system < 0 ? -1 : (user + system) * 1000.0 / static_cast<double>(sysconf(_SC_CLK_TCK));
+}
+
+// Resets a process's peak resident set to its present one; false when not allowed.
+bool ResetPeak(const std::string& pid) {
+  std::ofstream f("/proc/" + pid + "/clear_refs");
+  f << "5";
+  f.flush();
+  return static_cast<bool>(f);
+}
+
+// The X server this process draws on, when it is an Xvfb started for it: a
+// child (the host's own server) or a sibling (tools/with-xvfb.sh's); "" if none.
+std::string XServerPid() {
+  const std::string self = std::to_string(getpid()), parent = std::to_string(getppid());
+  DIR* dir = opendir("/proc");
+  std::string found;
+  while (dirent* e = dir ? readdir(dir) : nullptr) {
+    std::ifstream f(std::string("/proc/") + e->d_name + "/stat");
+    std::string pid, comm, state, ppid;
+    if (!(f >> pid >> comm >> state >> ppid) || comm != "(Xvfb)") continue;
+    if (ppid == self || ppid == parent) found = pid;
+  }
+  if (dir) closedir(dir);
+  return found;
+}
+
+int Scaling(const std::string& method, const std::string& size, int calls) {
+  const Case* found = nullptr;
+  static const std::vector<Case> cases = Cases();
+  for (const Case& c : cases)
+    if (method == c.name && InScaling(c.name)) found = &c;
+  int32_t w = 0, h = 0;
+  if (!found || std::sscanf(size.c_str(), "%dx%d", &w, &h) != 2 || w < 1 || h < 1 || calls < 1) {
+    std::fprintf(stderr, "usage: picture_bench --scaling METHOD WxH CALLS (METHOD one of RotateQVT(30), "
+                         "ScaleQVT(half), ScaleQVT(double), InvertQVT, PictureConvolutionQVT.Run)\n");
+    return 2;
+  }
+  ph::Host& host = BenchHost();
+  Inputs in;
+  in.width = w;
+  in.height = h;
+  in.source = host.NewPicture(w, h, bench::BenchPixels(w, h, 0));
+  in.convolution = NewConvolution(host, in.source);
+  malloc_trim(0);  // what making the picture freed is not the calls' memory
+
+  const std::string self = std::to_string(getpid()), server = XServerPid();
+  const bool selfReset = ResetPeak(self), serverReset = !server.empty() && ResetPeak(server);
+  const long selfBase = StatusKiB(self, "VmRSS"), serverBase = serverReset ? StatusKiB(server, "VmRSS") : -1;
+  const double selfCpu = CpuMs(self), serverCpu = server.empty() ? -1 : CpuMs(server);
+  std::ostringstream times;
+  bool nil = false;
+  for (int i = 0; i < calls; ++i) {
+    const auto start = std::chrono::steady_clock::now();
+    {
+      ph::Value v = found->call(host, in);
+      nil = nil || v.IsNil();
+    }
+    times << (i ? "," : "") << std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+  }
+  const double selfCpuUsed = CpuMs(self) - selfCpu, serverCpuUsed = server.empty() ? -1 : CpuMs(server) - serverCpu;
+  const long selfPeak = selfReset ? StatusKiB(self, "VmHWM") : -1;
+  const long serverPeak = serverReset ? StatusKiB(server, "VmHWM") : -1;
+  std::printf("{\"method\": \"%s\", \"width\": %d, \"height\": %d, \"nil\": %s, \"ms\": [%s], "
+              "\"cpu_ms\": %.0f, \"x_cpu_ms\": %.0f, \"peak_kib\": %ld, \"base_kib\": %ld, \"x_peak_kib\": %ld, "
+              "\"x_base_kib\": %ld}\n",
+              method.c_str(), w, h, nil ? "true" : "false", times.str().c_str(), selfCpuUsed, serverCpuUsed, selfPeak,
+              selfBase, serverPeak, serverBase);
+  return nil ? 1 : 0;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
+  if (argc == 5 && std::string(argv[1]) == "--scaling") return Scaling(argv[2], argv[3], std::atoi(argv[4]));
   RegisterAll();
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;

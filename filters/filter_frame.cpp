@@ -37,6 +37,7 @@ bool RunFilterFrame(FilterPictures& pictures, const FilterRectangle* rectangle, 
 
   const FilterRegion region = ClipFilterRectangle(rectangle, reader.width, reader.height);
   bool result = fill(context, reader, writer, region);
+  reader.Release();  // the source's copy is not needed while the host builds
 
   // Pixels the filling did not write are still black from the writer.
   REALpictureStruct* made = RenderPictureWriter(writer);

@@ -107,6 +107,7 @@ REALpictureStruct* RenderFromReader(REALpictureStruct* picture, Size size, Fill 
   PictureWriter writer;
   if (!NewPictureWriter(writer, width, height)) return nullptr;
   fill(static_cast<const PictureReader&>(reader), writer);
+  reader.Release();  // the source's copy is not needed while the host builds
   return RenderPictureWriter(writer);
 }
 
@@ -145,6 +146,7 @@ REALpictureStruct* RenderFromReaders(const std::array<REALpictureStruct*, N>& pi
     for (size_t i = 0; i < N; ++i) rows[i] = ReaderRow(readers[i], y);
     row(rows, WriterRow(writer, y), width);
   }
+  for (size_t i = N; i-- > 0;) readers[i].Release();  // not needed while the host builds
   return RenderPictureWriter(writer);
 }
 
