@@ -199,6 +199,7 @@ REALpictureStruct* ScalePicture(REALpictureStruct* picture, int32_t width, int32
       PictureReader reader;
       PictureWriter writer;
       if (GetPictureReader(reader, picture) && NewPictureWriter(writer, width, height) && ScaleCubic(reader, writer)) {
+        reader.Release();  // the source's copy is not needed while the host builds
         if (REALpictureStruct* result = RenderPictureWriter(writer)) return result;
       }
     }
