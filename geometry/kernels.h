@@ -90,11 +90,12 @@ struct MemoryReader {
   void Release();
 };
 // Opens `memory` on the writer's pixels as reader rows (each word's red,
-// green and blue; its top byte dropped, as a host picture drops it) and
-// releases the writer. False, with both empty, when memory is short.
+// green and blue; its top byte dropped, as a host picture drops it), made in
+// the writer's buffer, which the memory reader takes over. Always true.
 bool ReadWriterPixels(PictureWriter& writer, MemoryReader& memory);
-// Converts `width` writer words into reader pixels; it may write 4 bytes
-// past them (rows converted in order from the first overwrite them).
+// Converts `width` writer words into reader pixels, also in place (dst ==
+// src as bytes): the 16 bytes written for four pixels end where their
+// words end, or the 4 past them are written again by the next pixels.
 void XrgbToRgb24Row(const uint32_t* src, uint8_t* dst, int32_t width);
 
 // Rotate45 with each pass's writer read as the next pass's reader, where a

@@ -319,20 +319,18 @@ void MemoryReader::Release() {
 
 bool ReadWriterPixels(PictureWriter& writer, MemoryReader& memory) {
   memory.Release();
-  // Rows of 3 * width bytes, and 16 more at the end for the bytes the
-  // conversion writes past the last row.
-  const size_t rowBytes = 3 * static_cast<size_t>(writer.width);
-  auto* rows = static_cast<uint8_t*>(std::malloc(rowBytes * static_cast<size_t>(writer.height) + 16));
-  if (!rows) {
-    writer.Release();
-    return false;
-  }
-  for (int32_t y = 0; y < writer.height; ++y) XrgbToRgb24Row(WriterRow(writer, y), rows + y * rowBytes, writer.width);
-  memory.rows = rows;
-  memory.reader.base = rows;
-  memory.reader.rowBytes = static_cast<int32_t>(rowBytes);
+  // The rows are made in the writer's own buffer, from the first row on: a
+  // row's 3-byte pixels start no later than its words, so every word is
+  // read before its bytes are written over.
+  const int32_t rowBytes = 3 * writer.width;
+  for (int32_t y = 0; y < writer.height; ++y)
+    XrgbToRgb24Row(WriterRow(writer, y), writer.buffer + static_cast<ptrdiff_t>(y) * rowBytes, writer.width);
+  memory.rows = writer.buffer;
+  memory.reader.base = writer.buffer;
+  memory.reader.rowBytes = rowBytes;
   memory.reader.width = writer.width;
   memory.reader.height = writer.height;
+  writer.buffer = nullptr;  // now the memory reader's
   writer.Release();
   return true;
 }
@@ -417,7 +415,8 @@ REALpictureStruct* Rotate(REALpictureStruct* picture, double angle, uint32_t bac
 
 void XrgbToRgb24Row(const uint32_t* src, uint8_t* dst, int32_t width) {
   // Four words at a time: their red, green and blue bytes make 12 bytes,
-  // stored as 16, and the 4 bytes after them are written again later.
+  // stored as 16; the 4 bytes after them lie inside the words just read
+  // or are written again by the next pixels.
   int32_t x = 0;
   for (; x + 4 <= width; x += 4) {
     ByteVector16 in;
@@ -426,9 +425,10 @@ void XrgbToRgb24Row(const uint32_t* src, uint8_t* dst, int32_t width) {
     __builtin_memcpy(dst + 3 * static_cast<ptrdiff_t>(x), &out, sizeof out);
   }
   for (; x < width; ++x) {
-    dst[3 * x] = static_cast<uint8_t>(RedOf(src[x]));
-    dst[3 * x + 1] = static_cast<uint8_t>(GreenOf(src[x]));
-    dst[3 * x + 2] = static_cast<uint8_t>(BlueOf(src[x]));
+    const uint32_t word = src[x];
+    dst[3 * x] = static_cast<uint8_t>(RedOf(word));
+    dst[3 * x + 1] = static_cast<uint8_t>(GreenOf(word));
+    dst[3 * x + 2] = static_cast<uint8_t>(BlueOf(word));
   }
 }
 
