@@ -43,8 +43,9 @@ void Rotate270(const PictureReader& src, PictureWriter& dst);   // (H - 1 - y, x
 // ---- Rotation by any angle ---------------------------------------------------
 //
 // Whole quarter turns are exact; the residual angle (strictly between 0 and
-// 90 degrees) is done by three shears, each pass producing a host picture
-// that the next pass reads back.
+// 90 degrees) is done by three shears, each pass producing a picture that the
+// next pass reads: a host picture, or the pass's writer kept in memory where
+// that gives the same bits.
 
 // Reduces an angle in degrees into 0 <= a < 360 by an exact remainder.
 // False for a not-a-number or infinite angle.
@@ -68,6 +69,38 @@ bool ComputeShearSizes(int32_t width, int32_t height, double theta, double s, do
 
 // Rotates the reader's picture by 0 < angle < 90 degrees onto the background.
 REALpictureStruct* Rotate45(const PictureReader& source, double angle, uint32_t background);
+
+// True when a host picture on the same visual as `picture`'s drawable gives
+// back every bit of a writer's words: a 24- or 32-bit TrueColor visual with
+// 8 bits for each of red, green and blue where the words have them. On any
+// other visual (15 or 16 bits, a palette, a picture without a drawable) a
+// round trip through a host picture may change low bits.
+bool KeepsEveryBit(REALpictureStruct* picture);
+
+// A reader over pixels in memory rather than over a host picture; it frees
+// its rows when it goes out of scope.
+struct MemoryReader {
+  PictureReader reader;
+  uint8_t* rows = nullptr;
+
+  MemoryReader() = default;
+  MemoryReader(const MemoryReader&) = delete;
+  MemoryReader& operator=(const MemoryReader&) = delete;
+  ~MemoryReader() { Release(); }
+  void Release();
+};
+// Opens `memory` on the writer's pixels as reader rows (each word's red,
+// green and blue; its top byte dropped, as a host picture drops it), made in
+// the writer's buffer, which the memory reader takes over. Always true.
+bool ReadWriterPixels(PictureWriter& writer, MemoryReader& memory);
+// Converts `width` writer words into reader pixels, also in place (dst ==
+// src as bytes): the 16 bytes written for four pixels end where their
+// words end, or the 4 past them are written again by the next pixels.
+void XrgbToRgb24Row(const uint32_t* src, uint8_t* dst, int32_t width);
+
+// Rotate45 with each pass's writer read as the next pass's reader, where a
+// host picture would give back the same bits; only the result is rendered.
+REALpictureStruct* Rotate45InMemory(const PictureReader& source, double angle, uint32_t background);
 
 // The three shear passes. `source` is the picture given to Rotate45 (its size
 // sets the pass sizes), `current` the picture this pass reads.
@@ -106,9 +139,11 @@ void SkewLine(const uint8_t* src, ptrdiff_t srcStep, int32_t length, uint32_t* d
               int32_t dstLength, int32_t shift, double weight, uint32_t background);
 
 // Fast variants: the same pixels. What a channel value passes on to its
-// neighbour, trunc(value * weight), is looked up in a table of the 256
-// products made once per line (or column), and only the pixels that no
-// source pixel reaches are filled with the background.
+// neighbour, trunc(value * weight), is (value * m) >> 16 for a 16-bit m
+// checked on all 256 values once per line (or column); lines are then
+// blended as bytes many at a time. A weight with no such m (weight 1 is one)
+// uses a table of the 256 products. Only the pixels of a row that no source
+// pixel reaches are filled with the background.
 void SkewLineFast(const uint8_t* src, ptrdiff_t srcStep, int32_t length, uint32_t* dst, ptrdiff_t dstStep,
                   int32_t dstLength, int32_t shift, double weight, uint32_t background);
 void VertSkewColumnsFast(const PictureReader& src, PictureWriter& dst, int32_t first, int32_t count,

@@ -4,6 +4,9 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <cstdlib>
+
+#include <gdk/gdk.h>
 
 #include "pixels/handlers.h"
 #include "pixels/kernel_choice.h"
@@ -202,10 +205,9 @@ bool NewPassWriter(PictureWriter& writer, int pass, const PictureReader& source,
 // Passes 1 and 3: rows sheared horizontally. Pass 1 shears row k by
 // (k + 0.5) * t, W1 = W + trunc(t * H); pass 3 by an offset starting at
 // -t * s * (W - 1) and growing by t per row, W3 = trunc(cos * W + s * H) + 1.
-REALpictureStruct* ShearRowsPass(int pass, const PictureReader& source, const PictureReader& current,
-                                 uint32_t background, double theta, double s, double t) {
-  PictureWriter writer;
-  if (!NewPassWriter(writer, pass, source, current, theta, s, t)) return nullptr;
+bool ShearRows(PictureWriter& writer, int pass, const PictureReader& source, const PictureReader& current,
+               uint32_t background, double theta, double s, double t) {
+  if (!NewPassWriter(writer, pass, source, current, theta, s, t)) return false;
   double offset = -t * s * (source.width - 1);
   for (int32_t k = 0; k < current.height; ++k, offset += t) {
     int32_t shift;
@@ -213,22 +215,14 @@ REALpictureStruct* ShearRowsPass(int pass, const PictureReader& source, const Pi
     SplitOffset(pass == 1 ? (k + 0.5) * t : offset, &shift, &weight);
     HorzSkew(current, writer, k, shift, weight, background);
   }
-  return RenderPictureWriter(writer);
-}
-
-}  // namespace
-
-REALpictureStruct* Rotate45part1(const PictureReader& source, const PictureReader& current, uint32_t background,
-                                 double theta, double s, double t) {
-  return ShearRowsPass(1, source, current, background, theta, s, t);
+  return true;
 }
 
 // Pass 2: columns sheared vertically, the offset starting at s * (W - 1) and
 // falling by s per column; H2 = trunc(cos * H + s * W) + 1.
-REALpictureStruct* Rotate45part2(const PictureReader& source, const PictureReader& current, uint32_t background,
-                                 double theta, double s, double t) {
-  PictureWriter writer;
-  if (!NewPassWriter(writer, 2, source, current, theta, s, t)) return nullptr;
+bool ShearColumns(PictureWriter& writer, const PictureReader& source, const PictureReader& current, uint32_t background,
+                  double theta, double s, double t) {
+  if (!NewPassWriter(writer, 2, source, current, theta, s, t)) return false;
   // Columns are sheared a block at a time, so that reading and writing go
   // along rows; each column gets exactly what VertSkew would give it.
   double offset = s * (source.width - 1);
@@ -243,12 +237,29 @@ REALpictureStruct* Rotate45part2(const PictureReader& source, const PictureReade
     }
     columns(current, writer, k, count, shifts, weights, background);
   }
-  return RenderPictureWriter(writer);
+  return true;
+}
+
+REALpictureStruct* Rendered(bool made, PictureWriter& writer) { return made ? RenderPictureWriter(writer) : nullptr; }
+
+}  // namespace
+
+REALpictureStruct* Rotate45part1(const PictureReader& source, const PictureReader& current, uint32_t background,
+                                 double theta, double s, double t) {
+  PictureWriter writer;
+  return Rendered(ShearRows(writer, 1, source, current, background, theta, s, t), writer);
+}
+
+REALpictureStruct* Rotate45part2(const PictureReader& source, const PictureReader& current, uint32_t background,
+                                 double theta, double s, double t) {
+  PictureWriter writer;
+  return Rendered(ShearColumns(writer, source, current, background, theta, s, t), writer);
 }
 
 REALpictureStruct* Rotate45part3(const PictureReader& source, const PictureReader& current, uint32_t background,
                                  double theta, double s, double t) {
-  return ShearRowsPass(3, source, current, background, theta, s, t);
+  PictureWriter writer;
+  return Rendered(ShearRows(writer, 3, source, current, background, theta, s, t), writer);
 }
 
 void ShearFactors(double angle, double* theta, double* s, double* t) {
@@ -277,6 +288,64 @@ REALpictureStruct* Rotate45(const PictureReader& source, double angle, uint32_t 
   return ReadHeldPicture(pass2, [&](const PictureReader& pass2Reader) {
     return Rotate45part3(source, pass2Reader, background, theta, s, t);
   });
+}
+
+bool KeepsEveryBit(REALpictureStruct* picture) {
+  REALpictureDescription description{};
+  REALLockPictureDescription(picture, &description);
+  REALUnlockPictureDescription(picture);
+  if (description.pictureType != kPictureTypeGdkDrawable || !description.pictureData) return false;
+  GdkVisual* visual = gdk_drawable_get_visual(static_cast<GdkDrawable*>(description.pictureData));
+  if (!visual || gdk_visual_get_visual_type(visual) != GDK_VISUAL_TRUE_COLOR) return false;
+  const gint depth = gdk_visual_get_depth(visual);
+  if (depth != 24 && depth != 32) return false;
+  // Red, green and blue each 8 bits, where the host puts them.
+  const guint32 expected[3] = {0xFF0000, 0x00FF00, 0x0000FF};
+  guint32 masks[3];
+  gint shift, precision[3];
+  gdk_visual_get_red_pixel_details(visual, &masks[0], &shift, &precision[0]);
+  gdk_visual_get_green_pixel_details(visual, &masks[1], &shift, &precision[1]);
+  gdk_visual_get_blue_pixel_details(visual, &masks[2], &shift, &precision[2]);
+  for (int c = 0; c < 3; ++c)
+    if (masks[c] != expected[c] || precision[c] != 8) return false;
+  return true;
+}
+
+void MemoryReader::Release() {
+  reader.Release();
+  std::free(rows);
+  rows = nullptr;
+}
+
+bool ReadWriterPixels(PictureWriter& writer, MemoryReader& memory) {
+  memory.Release();
+  // The rows are made in the writer's own buffer, from the first row on: a
+  // row's 3-byte pixels start no later than its words, so every word is
+  // read before its bytes are written over.
+  const int32_t rowBytes = 3 * writer.width;
+  for (int32_t y = 0; y < writer.height; ++y)
+    XrgbToRgb24Row(WriterRow(writer, y), writer.buffer + static_cast<ptrdiff_t>(y) * rowBytes, writer.width);
+  memory.rows = writer.buffer;
+  memory.reader.base = writer.buffer;
+  memory.reader.rowBytes = rowBytes;
+  memory.reader.width = writer.width;
+  memory.reader.height = writer.height;
+  writer.buffer = nullptr;  // now the memory reader's
+  writer.Release();
+  return true;
+}
+
+REALpictureStruct* Rotate45InMemory(const PictureReader& source, double angle, uint32_t background) {
+  double theta, s, t;
+  ShearFactors(angle, &theta, &s, &t);
+  PictureWriter writer;
+  MemoryReader pass1, pass2;
+  if (!ShearRows(writer, 1, source, source, background, theta, s, t) || !ReadWriterPixels(writer, pass1))
+    return nullptr;
+  if (!ShearColumns(writer, source, pass1.reader, background, theta, s, t)) return nullptr;
+  pass1.Release();
+  if (!ReadWriterPixels(writer, pass2)) return nullptr;
+  return Rendered(ShearRows(writer, 3, source, pass2.reader, background, theta, s, t), writer);
 }
 
 namespace {
@@ -319,11 +388,48 @@ REALpictureStruct* Rotate(REALpictureStruct* picture, double angle, uint32_t bac
   const int turns = (a > 90.0) + (a > 180.0) + (a > 270.0);
   const double residual = a - 90.0 * turns;
   if (!ShearPassesFit(picture, turns, residual)) return nullptr;
-  // The turned picture is a new one; an unturned one gets a reference of its own.
-  using Turn = REALpictureStruct* (*)(REALpictureStruct*);
-  constexpr Turn kTurns[] = {BitmapPicture, Rotate90, Rotate180, Rotate270};
-  return ReadHeldPicture(kTurns[turns](picture),
-                         [&](const PictureReader& turned) { return Rotate45(turned, residual, background); });
+  if (!KeepsEveryBit(picture)) {
+    // Every pass goes through a host picture. The turned picture is a new
+    // one; an unturned one gets a reference of its own.
+    using Turn = REALpictureStruct* (*)(REALpictureStruct*);
+    constexpr Turn kTurns[] = {BitmapPicture, Rotate90, Rotate180, Rotate270};
+    return ReadHeldPicture(kTurns[turns](picture),
+                           [&](const PictureReader& turned) { return Rotate45(turned, residual, background); });
+  }
+  // Host pictures would give back every bit: the turn and the passes stay in
+  // memory, and only the result becomes a host picture.
+  return ReadHeldPicture(BitmapPicture(picture), [&](const PictureReader& source) -> REALpictureStruct* {
+    if (turns == 0) return Rotate45InMemory(source, residual, background);
+    using TurnKernel = void (*)(const PictureReader&, PictureWriter&);
+    constexpr TurnKernel kTurnKernels[] = {nullptr, Rotate90, Rotate180, Rotate270};
+    const bool across = turns % 2 == 1;
+    PictureWriter writer;
+    if (!NewPictureWriter(writer, across ? source.height : source.width, across ? source.width : source.height))
+      return nullptr;
+    kTurnKernels[turns](source, writer);
+    MemoryReader turned;
+    if (!ReadWriterPixels(writer, turned)) return nullptr;
+    return Rotate45InMemory(turned.reader, residual, background);
+  });
+}
+
+void XrgbToRgb24Row(const uint32_t* src, uint8_t* dst, int32_t width) {
+  // Four words at a time: their red, green and blue bytes make 12 bytes,
+  // stored as 16; the 4 bytes after them lie inside the words just read
+  // or are written again by the next pixels.
+  int32_t x = 0;
+  for (; x + 4 <= width; x += 4) {
+    ByteVector16 in;
+    __builtin_memcpy(&in, src + x, sizeof in);
+    const ByteVector16 out = __builtin_shufflevector(in, in, 2, 1, 0, 6, 5, 4, 10, 9, 8, 14, 13, 12, 0, 0, 0, 0);
+    __builtin_memcpy(dst + 3 * static_cast<ptrdiff_t>(x), &out, sizeof out);
+  }
+  for (; x < width; ++x) {
+    const uint32_t word = src[x];
+    dst[3 * x] = static_cast<uint8_t>(RedOf(word));
+    dst[3 * x + 1] = static_cast<uint8_t>(GreenOf(word));
+    dst[3 * x + 2] = static_cast<uint8_t>(BlueOf(word));
+  }
 }
 
 namespace {
@@ -333,6 +439,54 @@ template <typename Part>
 void PassedParts(double weight, Part part[256]) {
   for (int32_t v = 0; v < 256; ++v) part[v] = static_cast<Part>(static_cast<int32_t>(v * weight));
 }
+
+// A multiplier m with (v * m) >> 16 == trunc(v * weight) for every channel
+// value v, found by trying the two nearest to weight * 2^16 on all 256
+// values; false when neither is exact (the table is used then).
+bool ExactMultiplier(double weight, uint16_t* multiplier) {
+  const double scaled = weight * 65536.0;  // exact: a power of two
+  for (const double candidate : {std::ceil(scaled), std::floor(scaled)}) {
+    if (!(candidate >= 0.0 && candidate <= 65535.0)) continue;
+    const auto m = static_cast<uint32_t>(candidate);
+    int32_t v = 0;
+    while (v < 256 && static_cast<int32_t>((v * m) >> 16) == static_cast<int32_t>(v * weight)) ++v;
+    if (v == 256) {
+      *multiplier = static_cast<uint16_t>(m);
+      return true;
+    }
+  }
+  return false;
+}
+
+// The blend of `n` reader bytes with the bytes one pixel before them:
+// out[k] = in[k] - part(in[k]) + part(in[k - 3]), part(v) = (v * m) >> 16.
+// in[-3] .. in[-1] must be readable.
+PICTURE_VECTOR_CLONES
+void BlendWithPrevious(const uint8_t* __restrict in, uint8_t* __restrict out, int32_t n, uint16_t m) {
+  for (int32_t k = 0; k < n; ++k) {
+    const uint16_t v = in[k], p = in[k - 3];
+    const auto vPart = static_cast<uint16_t>((static_cast<uint32_t>(v) * m) >> 16);
+    const auto pPart = static_cast<uint16_t>((static_cast<uint32_t>(p) * m) >> 16);
+    out[k] = static_cast<uint8_t>(v - vPart + pPart);
+  }
+}
+
+// The blend of `n` reader bytes, each with its own multiplier m[k], with the
+// parts the bytes above them passed on: out[k] = in[k] - part + carried[k],
+// part = (in[k] * m[k]) >> 16, which is carried on to the next row.
+PICTURE_VECTOR_CLONES
+void BlendColumns(const uint8_t* __restrict in, const uint16_t* __restrict m, uint16_t* __restrict carried,
+                  uint8_t* __restrict out, int32_t n) {
+  for (int32_t k = 0; k < n; ++k) {
+    const uint16_t v = in[k];
+    const auto part = static_cast<uint16_t>((static_cast<uint32_t>(v) * m[k]) >> 16);
+    out[k] = static_cast<uint8_t>(v - part + carried[k]);
+    carried[k] = part;
+  }
+}
+
+// Pixels a blended row is made of at a time.
+constexpr int32_t kBlendChunk = 256;
 
 }  // namespace
 
@@ -358,18 +512,37 @@ void SkewLineFast(const uint8_t* src, ptrdiff_t srcStep, int32_t length, uint32_
   const int64_t begin = std::max<int64_t>(0, -reached);
   const int64_t stop = std::min<int64_t>(length, int64_t{dstLength} - reached);
   int32_t prevR = bwR, prevG = bwG, prevB = bwB;
-  if (begin > 0 && begin <= length) {
-    const uint8_t* p = src + (begin - 1) * srcStep;
-    prevR = part[p[0]], prevG = part[p[1]], prevB = part[p[2]];
-  }
-  for (int64_t i = begin; i < stop; ++i) {
-    const uint8_t* p = src + i * srcStep;
-    const int32_t r = p[0], g = p[1], b = p[2];
-    const int32_t leftR = part[r], leftG = part[g], leftB = part[b];
-    dst[(reached + i) * dstStep] =
-        PackRGB(static_cast<uint32_t>(r - leftR + prevR), static_cast<uint32_t>(g - leftG + prevG),
-                static_cast<uint32_t>(b - leftB + prevB));
-    prevR = leftR, prevG = leftG, prevB = leftB;
+  uint16_t m;
+  if (srcStep == 3 && dstStep == 1 && begin < stop && ExactMultiplier(weight, &m)) {
+    // Along a row with an exact multiplier: the pixels after the first are
+    // blended as bytes a chunk at a time and spread into words.
+    int64_t i = begin;
+    if (i == 0) {
+      const int32_t r = src[0], g = src[1], b = src[2];
+      dst[reached] = PackRGB(static_cast<uint32_t>(r - part[r] + bwR), static_cast<uint32_t>(g - part[g] + bwG),
+                             static_cast<uint32_t>(b - part[b] + bwB));
+      ++i;
+    }
+    uint8_t blended[3 * kBlendChunk];
+    for (int32_t count; i < stop; i += count) {
+      count = static_cast<int32_t>(std::min<int64_t>(kBlendChunk, stop - i));
+      BlendWithPrevious(src + 3 * i, blended, 3 * count, m);
+      Rgb24ToXrgbRowFast(blended, dst + reached + i, count);
+    }
+  } else {
+    if (begin > 0 && begin <= length) {
+      const uint8_t* p = src + (begin - 1) * srcStep;
+      prevR = part[p[0]], prevG = part[p[1]], prevB = part[p[2]];
+    }
+    for (int64_t i = begin; i < stop; ++i) {
+      const uint8_t* p = src + i * srcStep;
+      const int32_t r = p[0], g = p[1], b = p[2];
+      const int32_t leftR = part[r], leftG = part[g], leftB = part[b];
+      dst[(reached + i) * dstStep] =
+          PackRGB(static_cast<uint32_t>(r - leftR + prevR), static_cast<uint32_t>(g - leftG + prevG),
+                  static_cast<uint32_t>(b - leftB + prevB));
+      prevR = leftR, prevG = leftG, prevB = leftB;
+    }
   }
   if (end >= 0 && end < dstLength) {
     if (length > 0) {
@@ -385,6 +558,32 @@ void VertSkewColumnsFast(const PictureReader& src, PictureWriter& dst, int32_t f
                          const int32_t* shifts, const double* weights, uint32_t background) {
   int32_t b[3], bw[kColumnBlock][3], prev[kColumnBlock][3];
   StartColumns(dst, first, count, weights, background, b, bw, prev);
+  uint16_t m[3 * kColumnBlock];
+  int32_t exact = 0;
+  while (exact < count && ExactMultiplier(weights[exact], &m[3 * exact])) {
+    m[3 * exact + 1] = m[3 * exact + 2] = m[3 * exact];
+    ++exact;
+  }
+  if (exact == count) {
+    // Every column has an exact multiplier: a row of the block is blended
+    // as bytes with the parts the row before passed on, then put in place.
+    uint16_t carried[3 * kColumnBlock];
+    uint8_t out[3 * kColumnBlock];
+    for (int32_t j = 0; j < count; ++j)
+      for (int c = 0; c < 3; ++c) carried[3 * j + c] = static_cast<uint16_t>(bw[j][c]);
+    for (int32_t i = 0; i < src.height; ++i) {
+      BlendColumns(ReaderRow(src, i) + 3 * static_cast<ptrdiff_t>(first), m, carried, out, 3 * count);
+      for (int32_t j = 0; j < count; ++j) {
+        const int64_t row = static_cast<int64_t>(shifts[j]) + i;
+        if (row >= 0 && row < dst.height)
+          WriterRow(dst, static_cast<int32_t>(row))[first + j] = ReaderPixel(out + 3 * j);
+      }
+    }
+    for (int32_t j = 0; j < count; ++j)
+      for (int c = 0; c < 3; ++c) prev[j][c] = carried[3 * j + c];
+    PutColumnEnds(dst, first, count, shifts, src.height, b, bw, prev);
+    return;
+  }
   uint8_t part[kColumnBlock][256];  // a part of v is at most v
   for (int32_t j = 0; j < count; ++j) PassedParts(weights[j], part[j]);
   for (int32_t i = 0; i < src.height; ++i) {

@@ -25,7 +25,7 @@ OPERATIONS = [
     ("rotate180", "Rotate180QVT", "Rotate180QVT", False),
     ("rotate90", "Rotate90QVT", "Rotate90QVT", False),
     ("rotate270", "Rotate270QVT", "Rotate270QVT", False),
-    ("rotate30", "RotateQVT(30), three shears", "RotateQVT(30)", False),
+    ("rotate30", "RotateQVT(30), three shears in memory", "RotateQVT(30)", False),
     ("scale-box-half", "ScaleQVT to half size (box)", "ScaleQVT(half)", False),
     ("scale-box-double", "ScaleQVT to double size (box, no AntiAlias)", "ScaleQVT(double)", False),
     ("scale-cubic-double", "ScaleQVT to double size (cubic)", "ScaleQVT(double,AntiAlias)", False),

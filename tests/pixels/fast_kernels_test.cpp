@@ -348,9 +348,9 @@ TEST(FastKernels, Shears) {
   Random r(11);
   for (int n = 0; n < kCases; ++n) {
     SCOPED_TRACE(n);
-    const int32_t length = r.Int(0, 80), dstLength = r.Int(1, 120);
-    const int32_t shift = r.Int(-100, 130);
-    const double weight = r.Chance(10) ? 0.0 : r.Real(0, 1);
+    const int32_t length = r.Int(0, 600), dstLength = r.Int(1, 700);  // rows of more than one blended chunk
+    const int32_t shift = r.Int(-650, 750);
+    const double weight = r.Chance(10) ? 0.0 : r.Chance(10) ? 1.0 : r.Real(0, 1);  // 1: no exact multiplier
     const uint32_t background = static_cast<uint32_t>(r.Int(0, 0xFFFFFF));
     SourceRow src(r, std::max(length, 1));
     ExpectSameOutput(
@@ -369,7 +369,7 @@ TEST(FastKernels, Shears) {
     const int32_t first = r.Int(0, w - 1), count = r.Int(1, std::min(kColumnBlock, w - first));
     int32_t shifts[kColumnBlock];
     double weights[kColumnBlock];
-    for (int32_t j = 0; j < count; ++j) shifts[j] = r.Int(-70, 90), weights[j] = r.Real(0, 1);
+    for (int32_t j = 0; j < count; ++j) shifts[j] = r.Int(-70, 90), weights[j] = r.Chance(2) ? 1.0 : r.Real(0, 1);
     const uint32_t background = static_cast<uint32_t>(r.Int(0, 0xFFFFFF));
     WriterImage a(w, dstH), b(w, dstH);
     VertSkewColumns(image.reader, a.writer, first, count, shifts, weights, background);
