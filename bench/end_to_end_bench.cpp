@@ -16,7 +16,16 @@
 //   clone       the host's own drawing (ClonePicture is all host work)
 // The writer buffer the result is built from is allocated and filled outside
 // the timed region: allocating it is the plug-in's work, not the host's.
+//
+// "read/<route>/<size>" times one picture read alone, side by side for the
+// ways its pixels can reach a reader: "gdk" (gdk_pixbuf_get_from_drawable),
+// "shared" (one shared-memory XImage of 256 rows at a time, the default),
+// "shared-whole" (one shared image of the whole picture), and "xgetimage"
+// (one plain XGetImage of the whole picture and the same conversion, for
+// comparison only; the library has no such route).
+#include <X11/Xlib.h>
 #include <benchmark/benchmark.h>
+#include <gdk/gdkx.h>
 
 #include <cstdint>
 #include <cstring>
@@ -212,6 +221,37 @@ void HostShare(benchmark::State& state, const std::string& work, int32_t width, 
   }
 }
 
+// ---- Reads alone ---------------------------------------------------------------------
+
+void ReadAlone(benchmark::State& state, const std::string& route, int32_t width, int32_t height) {
+  REALpictureStruct* picture = Handle(InputsFor(width, height).source);
+  for (auto _ : state) {
+    PictureReader reader;
+    bool read = true;
+    if (route == "gdk") {
+      read = LockPictureReaderVia(reader, picture, DrawableRoute::kGdk, 0);
+    } else if (route == "shared") {
+      read = LockPictureReaderVia(reader, picture, DrawableRoute::kSharedImage, kReadBandRows);
+    } else if (route == "shared-whole") {
+      read = LockPictureReaderVia(reader, picture, DrawableRoute::kSharedImage, height);
+    } else {
+      REALpictureDescription d{};
+      REALLockPictureDescription(picture, &d);
+      auto* drawable = static_cast<GdkDrawable*>(d.pictureData);
+      XImage* image = XGetImage(GDK_DRAWABLE_XDISPLAY(drawable), gdk_x11_drawable_get_xid(drawable), 0, 0,
+                                static_cast<unsigned>(width), static_cast<unsigned>(height), AllPlanes, ZPixmap);
+      const int32_t rowBytes = (3 * width + 3) & ~3;
+      std::vector<uint8_t> pixels(static_cast<size_t>(rowBytes) * height);
+      for (int32_t y = 0; y < height; ++y)
+        XrgbToRgb24Row(reinterpret_cast<uint8_t*>(image->data) + static_cast<intptr_t>(y) * image->bytes_per_line,
+                       pixels.data() + static_cast<size_t>(y) * rowBytes, width);
+      XDestroyImage(image);
+      REALUnlockPictureDescription(picture);
+    }
+    if (!read) state.SkipWithError("the picture could not be read");
+  }
+}
+
 // ---- The calls ---------------------------------------------------------------------
 
 struct Case {
@@ -336,6 +376,12 @@ void RegisterAll() {
                              "scale-half", "scale-double", "clone"}) {
       benchmark::RegisterBenchmark(("host/" + std::string(work) + suffix).c_str(),
                                    [work, w, h](benchmark::State& state) { HostShare(state, work, w, h); })
+          ->Unit(benchmark::kMillisecond)
+          ->MinTime(0.1);
+    }
+    for (const char* route : {"gdk", "shared", "shared-whole", "xgetimage"}) {
+      benchmark::RegisterBenchmark(("read/" + std::string(route) + suffix).c_str(),
+                                   [route, w, h](benchmark::State& state) { ReadAlone(state, route, w, h); })
           ->Unit(benchmark::kMillisecond)
           ->MinTime(0.1);
     }

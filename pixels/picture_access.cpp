@@ -1,8 +1,14 @@
 #include "pixels/picture_access.h"
 
+#include <X11/Xlib.h>
+#include <X11/extensions/XShm.h>
 #include <gdk-pixbuf/gdk-pixbuf.h>
 #include <gdk/gdk.h>
+#include <gdk/gdkx.h>
+#include <sys/ipc.h>
+#include <sys/shm.h>
 
+#include <algorithm>
 #include <cstdlib>
 
 #include "pixels/handlers.h"
@@ -19,13 +25,119 @@ void ReleasePixbuf(GdkPixbuf* pixbuf) {
 #pragma GCC diagnostic pop
 }
 
-// Copies the drawable of a locked type-6 picture into a new pixbuf and points
-// the reader at it. False when GDK gives no pixels.
-bool CopyDrawable(PictureReader& reader) {
+// Copies the drawable of a locked type-6 picture into a new pixbuf through
+// GDK. False when GDK gives no pixels.
+GdkPixbuf* CopyThroughGdk(GdkDrawable* drawable, int32_t width, int32_t height) {
+  return gdk_pixbuf_get_from_drawable(nullptr, drawable, nullptr, 0, 0, 0, 0, width, height);
+}
+
+// True when the image's pixels are 32-bit words 0x??RRGGBB in the
+// processor's byte order: a 24-bit TrueColor visual with 8-bit masks. Only
+// there is the shared-image conversion known to give GDK's bytes; every
+// other screen is read through GDK.
+bool WordsAreXrgb(const GdkVisual* visual, const XImage& image) {
+  return visual->type == GDK_VISUAL_TRUE_COLOR && visual->depth == 24 && image.depth == 24 &&
+         image.bits_per_pixel == 32 && image.byte_order == LSBFirst && image.red_mask == 0xFF0000 &&
+         image.green_mask == 0xFF00 && image.blue_mask == 0xFF;
+}
+
+// A SysV segment attached here and by the X server, holding one XImage of
+// `rows` rows. The segment is marked for removal as soon as both sides are
+// attached (or have failed to), so that it disappears with the last detach,
+// also when the process ends halfway.
+class SharedImage {
+ public:
+  SharedImage(Display* display, GdkVisual* visual, int32_t width, int32_t rows) : display_(display) {
+    image_ = XShmCreateImage(display, gdk_x11_visual_get_xvisual(visual), static_cast<unsigned>(visual->depth),
+                             ZPixmap, nullptr, &info_, static_cast<unsigned>(width), static_cast<unsigned>(rows));
+    if (!image_ || !WordsAreXrgb(visual, *image_)) return;
+    info_.shmid = shmget(IPC_PRIVATE, static_cast<size_t>(image_->bytes_per_line) * image_->height, IPC_CREAT | 0600);
+    if (info_.shmid < 0) return;
+    void* address = shmat(info_.shmid, nullptr, 0);
+    if (address != reinterpret_cast<void*>(-1)) {
+      info_.shmaddr = image_->data = static_cast<char*>(address);
+      info_.readOnly = False;
+      gdk_error_trap_push();
+      XShmAttach(display, &info_);
+      XSync(display, False);
+      serverAttached_ = gdk_error_trap_pop() == 0;
+    }
+    shmctl(info_.shmid, IPC_RMID, nullptr);
+  }
+  SharedImage(const SharedImage&) = delete;
+  SharedImage& operator=(const SharedImage&) = delete;
+  ~SharedImage() {
+    if (serverAttached_) {
+      gdk_error_trap_push();
+      XShmDetach(display_, &info_);
+      XSync(display_, False);
+      gdk_error_trap_pop();
+    }
+    if (info_.shmaddr) shmdt(info_.shmaddr);
+    if (image_) {
+      image_->data = nullptr;  // not Xlib's allocation
+      XDestroyImage(image_);
+    }
+  }
+  bool usable() const { return serverAttached_; }
+
+  // Fetches `rows` rows of the drawable from row `y` into the image; false
+  // when the server reports an error.
+  bool Get(Drawable drawable, int32_t y, int32_t rows) {
+    image_->height = rows;  // the segment holds at least as many
+    gdk_error_trap_push();
+    const Status got = XShmGetImage(display_, drawable, image_, 0, y, AllPlanes);
+    return (gdk_error_trap_pop() == 0) & (got != 0);
+  }
+  const uint8_t* Row(int32_t y) const {
+    return reinterpret_cast<const uint8_t*>(image_->data) + static_cast<intptr_t>(y) * image_->bytes_per_line;
+  }
+
+ private:
+  Display* display_;
+  XShmSegmentInfo info_{0, -1, nullptr, False};
+  XImage* image_ = nullptr;
+  bool serverAttached_ = false;
+};
+
+// Reads the drawable through one shared image of up to `bandRows` rows at a
+// time into a new pixbuf of GDK's own layout. Nil, with nothing held, when
+// the screen's pixels are no 0x??RRGGBB words or the server offers no shared
+// memory or refuses it.
+GdkPixbuf* CopyThroughSharedImage(GdkDrawable* drawable, int32_t width, int32_t height, int32_t bandRows) {
+  GdkVisual* visual = gdk_drawable_get_visual(drawable);
+  Display* display = GDK_DRAWABLE_XDISPLAY(drawable);
+  if (width < 1 || height < 1 || !visual || visual->depth != gdk_drawable_get_depth(drawable) ||
+      !XShmQueryExtension(display))
+    return nullptr;
+  const int32_t rows = std::clamp(bandRows, 1, height);
+  SharedImage image(display, visual, width, rows);
+  if (!image.usable()) return nullptr;
+  GdkPixbuf* pixbuf = gdk_pixbuf_new(GDK_COLORSPACE_RGB, FALSE, 8, width, height);
+  if (!pixbuf) return nullptr;
+  guchar* pixels = gdk_pixbuf_get_pixels(pixbuf);
+  const intptr_t stride = gdk_pixbuf_get_rowstride(pixbuf);
+  for (int32_t y = 0; y < height; y += rows) {
+    const int32_t band = std::min(rows, height - y);
+    if (!image.Get(gdk_x11_drawable_get_xid(drawable), y, band)) {
+      ReleasePixbuf(pixbuf);
+      return nullptr;
+    }
+    for (int32_t i = 0; i < band; ++i) XrgbToRgb24Row(image.Row(i), pixels + (y + i) * stride, width);
+  }
+  return pixbuf;
+}
+
+// Copies the drawable of a locked type-6 picture into a new pixbuf by `route`
+// and points the reader at it. False when the route gives no pixels.
+bool CopyDrawable(PictureReader& reader, DrawableRoute route, int32_t bandRows) {
   const REALpictureDescription& d = reader.description;
   if (d.pictureType != kPictureTypeGdkDrawable || !d.pictureData) return false;
-  GdkPixbuf* pixbuf = gdk_pixbuf_get_from_drawable(nullptr, static_cast<GdkDrawable*>(d.pictureData), nullptr, 0, 0, 0,
-                                                   0, d.width, d.height);
+  auto* drawable = static_cast<GdkDrawable*>(d.pictureData);
+  if (route == DrawableRoute::kAuto && PlainKernels()) route = DrawableRoute::kGdk;
+  GdkPixbuf* pixbuf = nullptr;
+  if (route != DrawableRoute::kGdk) pixbuf = CopyThroughSharedImage(drawable, d.width, d.height, bandRows);
+  if (!pixbuf && route != DrawableRoute::kSharedImage) pixbuf = CopyThroughGdk(drawable, d.width, d.height);
   if (!pixbuf) return false;
   guchar* pixels = gdk_pixbuf_get_pixels(pixbuf);
   if (!pixels) {
@@ -42,14 +154,19 @@ bool CopyDrawable(PictureReader& reader) {
 
 }  // namespace
 
-bool LockPictureReader(PictureReader& reader, REALpictureStruct* picture, bool allowClone) {
+bool LockPictureReaderVia(PictureReader& reader, REALpictureStruct* picture, DrawableRoute route, int32_t bandRows) {
   reader.Release();
   if (picture) {
     REALLockPictureDescription(picture, &reader.description);
     reader.picture = picture;
-    if (CopyDrawable(reader)) return true;
+    if (CopyDrawable(reader, route, bandRows)) return true;
     reader.Release();
   }
+  return false;
+}
+
+bool LockPictureReader(PictureReader& reader, REALpictureStruct* picture, bool allowClone) {
+  if (LockPictureReaderVia(reader, picture, DrawableRoute::kAuto, kReadBandRows)) return true;
   if (!allowClone) return false;
 
   // Pictures whose own pixels cannot be copied are read through a 32-bit
@@ -167,4 +284,19 @@ void Rgb24ToXrgbRowFast(const uint8_t* __restrict src, uint32_t* __restrict dst,
         return __builtin_shufflevector(in, zero, 2, 1, 0, 16, 5, 4, 3, 16, 8, 7, 6, 16, 11, 10, 9, 16);
       },
       ReaderPixel);
+}
+
+void XrgbToRgb24Row(const uint8_t* __restrict src, uint8_t* __restrict dst, int32_t width) {
+  int32_t x = 0;
+  for (; x + 4 <= width; x += 4) {
+    ByteVector16 in;
+    __builtin_memcpy(&in, src + 4 * static_cast<intptr_t>(x), sizeof in);
+    const ByteVector16 out = __builtin_shufflevector(in, in, 2, 1, 0, 6, 5, 4, 10, 9, 8, 14, 13, 12, 3, 7, 11, 15);
+    __builtin_memcpy(dst + 3 * static_cast<intptr_t>(x), &out, 12);
+  }
+  for (; x < width; ++x) {
+    dst[3 * x] = src[4 * x + 2];
+    dst[3 * x + 1] = src[4 * x + 1];
+    dst[3 * x + 2] = src[4 * x];
+  }
 }
