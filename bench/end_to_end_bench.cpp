@@ -23,9 +23,7 @@
 // "shared-whole" (one shared image of the whole picture), and "xgetimage"
 // (one plain XGetImage of the whole picture and the same conversion, for
 // comparison only; the library has no such route).
-#include <X11/Xlib.h>
 #include <benchmark/benchmark.h>
-#include <gdk/gdkx.h>
 
 #include <cstdint>
 #include <cstring>
@@ -41,6 +39,10 @@
 #include "pixels/handlers.h"
 #include "pixels/picture_access.h"
 #include "plugin/host_calls.h"
+
+// Xlib's macros (None, Bool, ...) clash with the host's names: after them.
+#include <X11/Xlib.h>
+#include <gdk/gdkx.h>
 
 namespace {
 
@@ -230,10 +232,10 @@ void ReadAlone(benchmark::State& state, const std::string& route, int32_t width,
     bool read = true;
     if (route == "gdk") {
       read = LockPictureReaderVia(reader, picture, DrawableRoute::kGdk, 0);
-    } else if (route == "shared") {
-      read = LockPictureReaderVia(reader, picture, DrawableRoute::kSharedImage, kReadBandRows);
-    } else if (route == "shared-whole") {
-      read = LockPictureReaderVia(reader, picture, DrawableRoute::kSharedImage, height);
+    } else if (route.rfind("shared", 0) == 0) {
+      const int32_t bytes = route == "shared-256k" ? 1 << 18 : route == "shared-4m" ? 1 << 22
+                            : route == "shared-whole" ? INT32_MAX : kReadBandBytes;
+      read = LockPictureReaderVia(reader, picture, DrawableRoute::kSharedImage, bytes);
     } else {
       REALpictureDescription d{};
       REALLockPictureDescription(picture, &d);
@@ -379,7 +381,7 @@ void RegisterAll() {
           ->Unit(benchmark::kMillisecond)
           ->MinTime(0.1);
     }
-    for (const char* route : {"gdk", "shared", "shared-whole", "xgetimage"}) {
+    for (const char* route : {"gdk", "shared", "shared-256k", "shared-4m", "shared-whole", "xgetimage"}) {
       benchmark::RegisterBenchmark(("read/" + std::string(route) + suffix).c_str(),
                                    [route, w, h](benchmark::State& state) { ReadAlone(state, route, w, h); })
           ->Unit(benchmark::kMillisecond)

@@ -41,102 +41,75 @@ bool WordsAreXrgb(const GdkVisual* visual, const XImage& image) {
          image.green_mask == 0xFF00 && image.blue_mask == 0xFF;
 }
 
-// A SysV segment attached here and by the X server, holding one XImage of
-// `rows` rows. The segment is marked for removal as soon as both sides are
-// attached (or have failed to), so that it disappears with the last detach,
-// also when the process ends halfway.
-class SharedImage {
- public:
-  SharedImage(Display* display, GdkVisual* visual, int32_t width, int32_t rows) : display_(display) {
-    image_ = XShmCreateImage(display, gdk_x11_visual_get_xvisual(visual), static_cast<unsigned>(visual->depth),
-                             ZPixmap, nullptr, &info_, static_cast<unsigned>(width), static_cast<unsigned>(rows));
-    if (!image_ || !WordsAreXrgb(visual, *image_)) return;
-    info_.shmid = shmget(IPC_PRIVATE, static_cast<size_t>(image_->bytes_per_line) * image_->height, IPC_CREAT | 0600);
-    if (info_.shmid < 0) return;
-    void* address = shmat(info_.shmid, nullptr, 0);
-    if (address != reinterpret_cast<void*>(-1)) {
-      info_.shmaddr = image_->data = static_cast<char*>(address);
-      info_.readOnly = False;
-      gdk_error_trap_push();
-      XShmAttach(display, &info_);
-      XSync(display, False);
-      serverAttached_ = gdk_error_trap_pop() == 0;
-    }
-    shmctl(info_.shmid, IPC_RMID, nullptr);
-  }
-  SharedImage(const SharedImage&) = delete;
-  SharedImage& operator=(const SharedImage&) = delete;
-  ~SharedImage() {
-    if (serverAttached_) {
-      gdk_error_trap_push();
-      XShmDetach(display_, &info_);
-      XSync(display_, False);
-      gdk_error_trap_pop();
-    }
-    if (info_.shmaddr) shmdt(info_.shmaddr);
-    if (image_) {
-      image_->data = nullptr;  // not Xlib's allocation
-      XDestroyImage(image_);
-    }
-  }
-  bool usable() const { return serverAttached_; }
-
-  // Fetches `rows` rows of the drawable from row `y` into the image; false
-  // when the server reports an error.
-  bool Get(Drawable drawable, int32_t y, int32_t rows) {
-    image_->height = rows;  // the segment holds at least as many
-    gdk_error_trap_push();
-    const Status got = XShmGetImage(display_, drawable, image_, 0, y, AllPlanes);
-    return (gdk_error_trap_pop() == 0) & (got != 0);
-  }
-  const uint8_t* Row(int32_t y) const {
-    return reinterpret_cast<const uint8_t*>(image_->data) + static_cast<intptr_t>(y) * image_->bytes_per_line;
-  }
-
- private:
-  Display* display_;
-  XShmSegmentInfo info_{0, -1, nullptr, False};
-  XImage* image_ = nullptr;
-  bool serverAttached_ = false;
-};
-
-// Reads the drawable through one shared image of up to `bandRows` rows at a
-// time into a new pixbuf of GDK's own layout. Nil, with nothing held, when
-// the screen's pixels are no 0x??RRGGBB words or the server offers no shared
-// memory or refuses it.
-GdkPixbuf* CopyThroughSharedImage(GdkDrawable* drawable, int32_t width, int32_t height, int32_t bandRows) {
+// Reads the drawable through one shared-memory XImage of about `bandBytes`
+// (at least one row), a band of rows at a time, into a new pixbuf of GDK's
+// own layout. Nil, with nothing held, when the screen's pixels are no
+// 0x??RRGGBB words, the server offers no shared memory or refuses it.
+//
+// The segment is marked for removal once the server has answered the first
+// fetch (it has attached by then, or never will) or as soon as anything
+// fails before, so that it disappears with the last detach, also when the
+// process ends halfway. All X errors are trapped; the one synchronisation
+// at the end reports them.
+GdkPixbuf* CopyThroughSharedImage(GdkDrawable* drawable, int32_t width, int32_t height, int32_t bandBytes) {
   GdkVisual* visual = gdk_drawable_get_visual(drawable);
   Display* display = GDK_DRAWABLE_XDISPLAY(drawable);
   if (width < 1 || height < 1 || !visual || visual->depth != gdk_drawable_get_depth(drawable) ||
       !XShmQueryExtension(display))
     return nullptr;
-  const int32_t rows = std::clamp(bandRows, 1, height);
-  SharedImage image(display, visual, width, rows);
-  if (!image.usable()) return nullptr;
-  GdkPixbuf* pixbuf = gdk_pixbuf_new(GDK_COLORSPACE_RGB, FALSE, 8, width, height);
-  if (!pixbuf) return nullptr;
-  guchar* pixels = gdk_pixbuf_get_pixels(pixbuf);
-  const intptr_t stride = gdk_pixbuf_get_rowstride(pixbuf);
-  for (int32_t y = 0; y < height; y += rows) {
-    const int32_t band = std::min(rows, height - y);
-    if (!image.Get(gdk_x11_drawable_get_xid(drawable), y, band)) {
-      ReleasePixbuf(pixbuf);
-      return nullptr;
-    }
-    for (int32_t i = 0; i < band; ++i) XrgbToRgb24Row(image.Row(i), pixels + (y + i) * stride, width);
+  const auto rows = static_cast<int32_t>(std::clamp<int64_t>(bandBytes / (4 * int64_t{width}), 1, height));
+  XShmSegmentInfo info{0, -1, nullptr, False};
+  XImage* image = XShmCreateImage(display, gdk_x11_visual_get_xvisual(visual), static_cast<unsigned>(visual->depth),
+                                  ZPixmap, nullptr, &info, static_cast<unsigned>(width), static_cast<unsigned>(rows));
+  if (!image) return nullptr;
+  if (WordsAreXrgb(visual, *image))
+    info.shmid = shmget(IPC_PRIVATE, static_cast<size_t>(image->bytes_per_line) * rows, IPC_CREAT | 0600);
+  bool removed = info.shmid < 0;
+  if (!removed) {
+    void* address = shmat(info.shmid, nullptr, 0);
+    if (address != reinterpret_cast<void*>(-1)) info.shmaddr = image->data = static_cast<char*>(address);
   }
+  GdkPixbuf* pixbuf = info.shmaddr ? gdk_pixbuf_new(GDK_COLORSPACE_RGB, FALSE, 8, width, height) : nullptr;
+  if (pixbuf) {
+    guchar* pixels = gdk_pixbuf_get_pixels(pixbuf);
+    const intptr_t stride = gdk_pixbuf_get_rowstride(pixbuf);
+    gdk_error_trap_push();
+    XShmAttach(display, &info);
+    bool got = true;
+    for (int32_t y = 0; got && y < height; y += rows) {
+      image->height = std::min(rows, height - y);  // the segment holds at least as many
+      got = XShmGetImage(display, gdk_x11_drawable_get_xid(drawable), image, 0, y, AllPlanes) != 0;
+      if (!removed) {
+        shmctl(info.shmid, IPC_RMID, nullptr);
+        removed = true;
+      }
+      for (int32_t i = 0; got && i < image->height; ++i) {
+        XrgbToRgb24Row(reinterpret_cast<const uint8_t*>(image->data) + intptr_t{i} * image->bytes_per_line,
+                       pixels + (y + i) * stride, width);
+      }
+    }
+    XShmDetach(display, &info);
+    if ((gdk_error_trap_pop() != 0) | !got) {
+      ReleasePixbuf(pixbuf);
+      pixbuf = nullptr;
+    }
+  }
+  if (!removed) shmctl(info.shmid, IPC_RMID, nullptr);
+  if (info.shmaddr) shmdt(info.shmaddr);
+  image->data = nullptr;  // not Xlib's allocation
+  XDestroyImage(image);
   return pixbuf;
 }
 
 // Copies the drawable of a locked type-6 picture into a new pixbuf by `route`
 // and points the reader at it. False when the route gives no pixels.
-bool CopyDrawable(PictureReader& reader, DrawableRoute route, int32_t bandRows) {
+bool CopyDrawable(PictureReader& reader, DrawableRoute route, int32_t bandBytes) {
   const REALpictureDescription& d = reader.description;
   if (d.pictureType != kPictureTypeGdkDrawable || !d.pictureData) return false;
   auto* drawable = static_cast<GdkDrawable*>(d.pictureData);
   if (route == DrawableRoute::kAuto && PlainKernels()) route = DrawableRoute::kGdk;
   GdkPixbuf* pixbuf = nullptr;
-  if (route != DrawableRoute::kGdk) pixbuf = CopyThroughSharedImage(drawable, d.width, d.height, bandRows);
+  if (route != DrawableRoute::kGdk) pixbuf = CopyThroughSharedImage(drawable, d.width, d.height, bandBytes);
   if (!pixbuf && route != DrawableRoute::kSharedImage) pixbuf = CopyThroughGdk(drawable, d.width, d.height);
   if (!pixbuf) return false;
   guchar* pixels = gdk_pixbuf_get_pixels(pixbuf);
@@ -154,19 +127,19 @@ bool CopyDrawable(PictureReader& reader, DrawableRoute route, int32_t bandRows) 
 
 }  // namespace
 
-bool LockPictureReaderVia(PictureReader& reader, REALpictureStruct* picture, DrawableRoute route, int32_t bandRows) {
+bool LockPictureReaderVia(PictureReader& reader, REALpictureStruct* picture, DrawableRoute route, int32_t bandBytes) {
   reader.Release();
   if (picture) {
     REALLockPictureDescription(picture, &reader.description);
     reader.picture = picture;
-    if (CopyDrawable(reader, route, bandRows)) return true;
+    if (CopyDrawable(reader, route, bandBytes)) return true;
     reader.Release();
   }
   return false;
 }
 
 bool LockPictureReader(PictureReader& reader, REALpictureStruct* picture, bool allowClone) {
-  if (LockPictureReaderVia(reader, picture, DrawableRoute::kAuto, kReadBandRows)) return true;
+  if (LockPictureReaderVia(reader, picture, DrawableRoute::kAuto, kReadBandBytes)) return true;
   if (!allowClone) return false;
 
   // Pictures whose own pixels cannot be copied are read through a 32-bit

@@ -76,13 +76,14 @@ bool GetPictureReader(PictureReader& reader, REALpictureStruct* picture);
 
 // The two ways a drawable reaches a reader, for tests and benchmarks to
 // compare: kGdk copies it with gdk_pixbuf_get_from_drawable; kSharedImage
-// fetches `bandRows` rows at a time into one shared-memory XImage and converts
+// fetches a band of about `bandBytes` (at least one row) at a time into one
+// shared-memory XImage and converts
 // its words, and fails where it cannot (another visual, no MIT-SHM, a refused
 // segment). kAuto is what LockPictureReader takes: kSharedImage, falling back
 // to kGdk; kGdk alone with the plain kernels. No clone is tried.
 enum class DrawableRoute { kAuto, kGdk, kSharedImage };
-constexpr int32_t kReadBandRows = 256;
-bool LockPictureReaderVia(PictureReader& reader, REALpictureStruct* picture, DrawableRoute route, int32_t bandRows);
+constexpr int32_t kReadBandBytes = 1 << 20;
+bool LockPictureReaderVia(PictureReader& reader, REALpictureStruct* picture, DrawableRoute route, int32_t bandBytes);
 
 // One row of 32-bit 0x00RRGGBB words in little-endian order (bytes blue,
 // green, red, unused) to `width` reader pixels; writes exactly 3 * width bytes.

@@ -69,7 +69,7 @@ TEST_F(PixelAccess, SharedImageReadsGdksBytesOrRefuses) {
     ph::Ref p = Picture(w, h, pixels);
     PictureReader gdk, shared;
     ASSERT_TRUE(LockPictureReaderVia(gdk, Handle(p), DrawableRoute::kGdk, 0));
-    ASSERT_EQ(LockPictureReaderVia(shared, Handle(p), DrawableRoute::kSharedImage, 2), shares) << w << " x " << h;
+    ASSERT_EQ(LockPictureReaderVia(shared, Handle(p), DrawableRoute::kSharedImage, 8 * w), shares) << w << " x " << h;
     if (screen->depth == 24) {
       EXPECT_EQ(Read(gdk), pixels);
     }
