@@ -112,7 +112,7 @@ memcheck: release
 BENCHBUILD := build-bench
 BENCH_FLAGS := --benchmark_repetitions=3 --benchmark_report_aggregates_only=true --benchmark_out_format=json
 bench:
-	@tools/setup.sh libbenchmark-dev libopencv-dev python3 $(TEST_PACKAGES)
+	@tools/setup.sh libbenchmark-dev libopencv-dev libxext-dev python3 $(TEST_PACKAGES)
 	cmake -S . -B $(BENCHBUILD) -DCMAKE_BUILD_TYPE=Release -DPICTURE_BENCH=ON
 	cmake --build $(BENCHBUILD) -j$(JOBS) --target picture_kernel_bench picture_bench fast_kernel_tests
 	$(BENCHBUILD)/tests/pixels/fast_kernel_tests --gtest_brief=1

@@ -2,9 +2,7 @@
 //
 // A PictureReader locks a picture and holds a GDK-PixBuf copy of its pixels:
 // 3 bytes per pixel (red, green, blue) at base + y * rowBytes + 3 * x, rows
-// padded as the pixbuf pads them (to a multiple of 4 bytes). On a 24-bit
-// TrueColor screen the pixels come through X shared memory, elsewhere (and
-// with the plain kernels) through GDK; both give the same pixbuf. A PictureWriter is a zero-filled buffer of
+// padded as the pixbuf pads them. A PictureWriter is a zero-filled buffer of
 // little-endian 32-bit words 0x00RRGGBB (bytes blue, green, red, 0), rowBytes
 // = 4 * width, with one spare row, turned into a new host picture at the end.
 // There is no in-place pixel access on this platform.
@@ -73,21 +71,6 @@ void ClosePictureEditor(PictureEditor& editor);
 // copied.
 bool LockPictureReader(PictureReader& reader, REALpictureStruct* picture, bool allowClone);
 bool GetPictureReader(PictureReader& reader, REALpictureStruct* picture);
-
-// The two ways a drawable reaches a reader, for tests and benchmarks to
-// compare: kGdk copies it with gdk_pixbuf_get_from_drawable; kSharedImage
-// fetches a band of about `bandBytes` (at least one row) at a time into one
-// shared-memory XImage and converts
-// its words, and fails where it cannot (another visual, no MIT-SHM, a refused
-// segment). kAuto is what LockPictureReader takes: kSharedImage, falling back
-// to kGdk; kGdk alone with the plain kernels. No clone is tried.
-enum class DrawableRoute { kAuto, kGdk, kSharedImage };
-constexpr int32_t kReadBandBytes = 1 << 20;
-bool LockPictureReaderVia(PictureReader& reader, REALpictureStruct* picture, DrawableRoute route, int32_t bandBytes);
-
-// One row of 32-bit 0x00RRGGBB words in little-endian order (bytes blue,
-// green, red, unused) to `width` reader pixels; writes exactly 3 * width bytes.
-void XrgbToRgb24Row(const uint8_t* src, uint8_t* dst, int32_t width);
 inline void ClosePictureReader(PictureReader& reader) { reader.Release(); }
 
 // A host picture is an X pixmap: at most 32767 pixels a side. A result of

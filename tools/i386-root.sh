@@ -56,7 +56,7 @@ SUITE=bookworm
 # What the programs need at run time and the builds at compile time (ctest,
 # nm for the symbol test); the native route also compiles inside the root.
 # The X server is always the machine's own (tools/with-xvfb.sh outside).
-COMMON_PACKAGES=(cmake libgtk2.0-dev libx11-dev libxext-dev libffi-dev libpng-dev libjpeg-dev libgtest-dev file binutils)
+COMMON_PACKAGES=(cmake libgtk2.0-dev libffi-dev libpng-dev libjpeg-dev libgtest-dev file binutils)
 NATIVE_PACKAGES=(g++ make pkg-config)
 STAMP=$ROOT/.picture-root-ready
 BUILD_DIR=$CHECKOUT/build32

@@ -3,7 +3,7 @@
 # demo needs, and any PACKAGE... given, when any is missing. Runs as root on a
 # fresh Debian 12 machine: tools/setup.sh [PACKAGE...]
 set -euo pipefail
-packages=(cmake g++ make pkg-config libgtk2.0-dev libx11-dev libxext-dev libffi-dev libpng-dev libjpeg-dev xvfb xauth fonts-dejavu-core "$@")
+packages=(cmake g++ make pkg-config libgtk2.0-dev libffi-dev libpng-dev libjpeg-dev xvfb xauth fonts-dejavu-core "$@")
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

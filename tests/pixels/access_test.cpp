@@ -3,7 +3,6 @@
 // shared host's entry points) so their layouts can be checked byte by byte.
 #include <glib-object.h>
 #include <gtest/gtest.h>
-#include <sys/shm.h>
 
 #include <cstring>
 
@@ -11,11 +10,6 @@
 #include "pixels/picture_access.h"
 #include "plugin/host_calls.h"
 #include "tests/support/direct_calls.h"
-
-// Xlib's macros (None, Bool, ...) clash with GoogleTest's names: after it.
-#include <X11/Xlib.h>
-#include <X11/extensions/XShm.h>
-#include <gdk/gdkx.h>
 
 namespace {
 
@@ -44,39 +38,6 @@ TEST_F(PixelAccess, ReaderRowsAreThreeBytesAPixelPaddedToFour) {
   EXPECT_EQ(r.base[28] << 16 | r.base[29] << 8 | r.base[30], int(pixels[9]));
   EXPECT_EQ(Read(r), pixels);
   r.Release();
-}
-
-// Whether this process and the X server can share memory at all.
-bool CanShareMemory() {
-  const int id = shmget(IPC_PRIVATE, 4096, IPC_CREAT | 0600);
-  void* address = id < 0 ? reinterpret_cast<void*>(-1) : shmat(id, nullptr, 0);
-  if (id >= 0) shmctl(id, IPC_RMID, nullptr);
-  if (address == reinterpret_cast<void*>(-1)) return false;
-  shmdt(address);
-  return XShmQueryExtension(GDK_DISPLAY_XDISPLAY(gdk_display_get_default()));
-}
-
-// The shared-image route gives GDK's bytes exactly, on a 24-bit TrueColor
-// screen where it can share memory; elsewhere it refuses and readers take
-// GDK's. Pictures with every channel value, rows ending at each byte count
-// modulo 4, 1 pixel; bands of 2 rows, so odd heights end on a short band.
-TEST_F(PixelAccess, SharedImageReadsGdksBytesOrRefuses) {
-  const GdkVisual* screen = gdk_visual_get_system();
-  const bool shares = screen->type == GDK_VISUAL_TRUE_COLOR && screen->depth == 24 && CanShareMemory();
-  for (auto [w, h] : {std::pair{1, 1}, {2, 3}, {3, 1}, {4, 2}, {7, 300}}) {
-    std::vector<uint32_t> pixels(w * h);
-    for (uint32_t i = 0; i < pixels.size(); ++i) pixels[i] = PackRGB(i & 0xFF, (7 * i + 1) & 0xFF, (13 * i + 2) & 0xFF);
-    ph::Ref p = Picture(w, h, pixels);
-    PictureReader gdk, shared;
-    ASSERT_TRUE(LockPictureReaderVia(gdk, Handle(p), DrawableRoute::kGdk, 0));
-    ASSERT_EQ(LockPictureReaderVia(shared, Handle(p), DrawableRoute::kSharedImage, 8 * w), shares) << w << " x " << h;
-    if (screen->depth == 24) {
-      EXPECT_EQ(Read(gdk), pixels);
-    }
-    if (!shares) continue;
-    ASSERT_EQ(std::tuple(shared.rowBytes, shared.width, shared.height), std::tuple(gdk.rowBytes, w, h));
-    for (int32_t y = 0; y < h; ++y) EXPECT_EQ(std::memcmp(ReaderRow(shared, y), ReaderRow(gdk, y), 3 * w), 0) << y;
-  }
 }
 
 // A writer starts black; a reader pixel becomes its 0x00RRGGBB word; the
