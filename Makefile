@@ -119,7 +119,7 @@ BENCH_FLAGS := --benchmark_repetitions=5 --benchmark_report_aggregates_only=fals
 SCALING_METHODS := RotateQVT(30) ScaleQVT(half) ScaleQVT(double) InvertQVT PictureConvolutionQVT.Run
 SCALING_SIZES := 1000x1000:5 4000x3000:5 8000x6000:3
 bench:
-	@tools/setup.sh libbenchmark-dev libopencv-dev python3 $(TEST_PACKAGES)
+	@tools/setup.sh libbenchmark-dev libopencv-dev libxext-dev python3 $(TEST_PACKAGES)
 	cmake -S . -B $(BENCHBUILD) -DCMAKE_BUILD_TYPE=Release -DPICTURE_BENCH=ON
 	cmake --build $(BENCHBUILD) -j$(JOBS) --target picture_kernel_bench picture_bench fast_kernel_tests
 	$(BENCHBUILD)/tests/pixels/fast_kernel_tests --gtest_brief=1

@@ -32,8 +32,19 @@
 // memory the calls add to this process and to the X server (the pixmaps live
 // there) over what each had before the first call (peak resident set, VmHWM,
 // after resetting it through clear_refs).
+//
+// "read/<route>/<size>" times one picture read alone, into the reader's
+// layout (3 bytes a pixel, rows padded to 4 bytes), side by side for the
+// ways its pixels can be fetched: "gdk" (the reader, through
+// gdk_pixbuf_get_from_drawable), "shared-1m" (one new MIT-SHM XImage of about
+// 1 MB a read, filled a band of rows at a time), "shared-whole" (one new
+// shared image of the whole picture), "shared-1m-kept" (the 1 MB shared image
+// made once and kept), "xgetimage" (one XGetImage of the whole picture).
+// Every route's bytes are checked against the reader's once; the shared and
+// XGetImage routes need a 24-bit TrueColor screen with 8-bit masks.
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdint>
 #include <cstring>
@@ -45,6 +56,7 @@
 #include <unistd.h>
 #include <functional>
 #include <map>
+#include <memory>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -56,6 +68,13 @@
 #include "pixels/handlers.h"
 #include "pixels/picture_access.h"
 #include "plugin/host_calls.h"
+
+// Xlib's macros (None, Bool, ...) clash with the host's names: after them.
+#include <X11/Xlib.h>
+#include <X11/Xutil.h>
+#include <X11/extensions/XShm.h>
+#include <gdk/gdkx.h>
+#include <sys/shm.h>
 
 namespace {
 
@@ -269,6 +288,109 @@ void HostShare(benchmark::State& state, const std::string& work, int32_t width, 
   state.counters["build_s"] = benchmark::Counter(split.build, benchmark::Counter::kAvgIterations);
 }
 
+// ---- Reads alone ---------------------------------------------------------------------
+
+// 32-bit words 0x00RRGGBB, little-endian, to 3-byte pixels, four at a time.
+void XrgbToRgb24Row(const uint8_t* src, uint8_t* dst, int32_t width) {
+  int32_t x = 0;
+  for (; x + 4 <= width; x += 4) {
+    ByteVector16 in;
+    std::memcpy(&in, src + 4 * x, sizeof in);
+    const ByteVector16 out = __builtin_shufflevector(in, in, 2, 1, 0, 6, 5, 4, 10, 9, 8, 14, 13, 12, 3, 7, 11, 15);
+    std::memcpy(dst + 3 * x, &out, 12);
+  }
+  for (; x < width; ++x) dst[3 * x] = src[4 * x + 2], dst[3 * x + 1] = src[4 * x + 1], dst[3 * x + 2] = src[4 * x];
+}
+
+// A shared-memory XImage of `rows` rows, attached by the server; the segment
+// is marked for removal as soon as both sides hold it.
+struct SharedBand {
+  Display* display;
+  int32_t rows;
+  XShmSegmentInfo info{0, -1, nullptr, False};
+  XImage* image;
+  SharedBand(Display* d, int32_t width, int32_t r) : display(d), rows(r) {
+    image = XShmCreateImage(d, DefaultVisual(d, DefaultScreen(d)), 24, ZPixmap, nullptr, &info, width, rows);
+    info.shmid = shmget(IPC_PRIVATE, static_cast<size_t>(image->bytes_per_line) * rows, IPC_CREAT | 0600);
+    info.shmaddr = image->data = static_cast<char*>(shmat(info.shmid, nullptr, 0));
+    XShmAttach(d, &info);
+    XSync(d, False);
+    shmctl(info.shmid, IPC_RMID, nullptr);
+  }
+  ~SharedBand() {
+    XShmDetach(display, &info);
+    XSync(display, False);
+    shmdt(info.shmaddr);
+    image->data = nullptr;
+    XDestroyImage(image);
+  }
+  void Read(Drawable drawable, int32_t width, int32_t height, uint8_t* out, int32_t rowBytes) {
+    for (int32_t y = 0; y < height; y += rows) {
+      image->height = std::min(rows, height - y);
+      XShmGetImage(display, drawable, image, 0, y, AllPlanes);
+      for (int32_t i = 0; i < image->height; ++i)
+        XrgbToRgb24Row(reinterpret_cast<uint8_t*>(image->data) + i * image->bytes_per_line,
+                       out + static_cast<size_t>(y + i) * rowBytes, width);
+    }
+  }
+};
+
+// One read of the picture by `route` into a new buffer of the reader's
+// layout, as the reader's pixbuf is new for every read; `check` gets a copy.
+void ReadBy(const std::string& route, REALpictureStruct* picture, SharedBand* kept,
+            std::vector<uint8_t>* check = nullptr) {
+  if (route == "gdk") {
+    PictureReader reader;
+    GetPictureReader(reader, picture);
+    if (check) check->assign(reader.base, reader.base + static_cast<size_t>(reader.rowBytes) * reader.height);
+    for (int32_t y = 0; check && y < reader.height; ++y)  // padding aside
+      std::memset(check->data() + static_cast<size_t>(y) * reader.rowBytes + 3 * reader.width, 0,
+                  reader.rowBytes - 3 * reader.width);
+    return;
+  }
+  REALpictureDescription d{};
+  REALLockPictureDescription(picture, &d);
+  const int32_t width = d.width, height = d.height, rowBytes = (3 * width + 3) & ~3;
+  const std::unique_ptr<uint8_t[]> buffer(new uint8_t[static_cast<size_t>(rowBytes) * height]);
+  uint8_t* const out = buffer.get();
+  auto* drawable = static_cast<GdkDrawable*>(d.pictureData);
+  Display* display = GDK_DRAWABLE_XDISPLAY(drawable);
+  const Drawable xid = gdk_x11_drawable_get_xid(drawable);
+  if (route == "xgetimage") {
+    XImage* image = XGetImage(display, xid, 0, 0, width, height, AllPlanes, ZPixmap);
+    for (int32_t y = 0; y < height; ++y)
+      XrgbToRgb24Row(reinterpret_cast<uint8_t*>(image->data) + y * image->bytes_per_line,
+                     out + static_cast<size_t>(y) * rowBytes, width);
+    XDestroyImage(image);
+  } else if (kept) {
+    kept->Read(xid, width, height, out, rowBytes);
+  } else {
+    SharedBand band(display, width, route == "shared-whole" ? height : std::max(1, (1 << 20) / (4 * width)));
+    band.Read(xid, width, height, out, rowBytes);
+  }
+  if (check) check->assign(out, out + static_cast<size_t>(rowBytes) * height);
+  REALUnlockPictureDescription(picture);
+}
+
+void ReadAlone(benchmark::State& state, const std::string& route, int32_t width, int32_t height) {
+  REALpictureStruct* picture = Handle(InputsFor(width, height).source);
+  GdkVisual* visual = gdk_visual_get_system();
+  if (route != "gdk" && !(visual->type == GDK_VISUAL_TRUE_COLOR && visual->depth == 24 &&
+                          visual->red_mask == 0xFF0000 && visual->green_mask == 0xFF00 && visual->blue_mask == 0xFF)) {
+    state.SkipWithError("the screen's pixels are no 0x00RRGGBB words");
+    return;
+  }
+  std::unique_ptr<SharedBand> kept;
+  if (route == "shared-1m-kept")
+    kept = std::make_unique<SharedBand>(GDK_DISPLAY_XDISPLAY(gdk_display_get_default()), width,
+                                        std::max(1, (1 << 20) / (4 * width)));
+  std::vector<uint8_t> reference, bytes;
+  ReadBy("gdk", picture, nullptr, &reference);
+  ReadBy(route, picture, kept.get(), &bytes);
+  if (bytes != reference) state.SkipWithError("the route's bytes differ from the reader's");
+  for (auto _ : state) ReadBy(route, picture, kept.get());
+}
+
 // ---- The calls ---------------------------------------------------------------------
 
 struct Case {
@@ -393,6 +515,12 @@ void RegisterAll() {
                              "scale-half", "scale-double", "clone"}) {
       benchmark::RegisterBenchmark(("host/" + std::string(work) + suffix).c_str(),
                                    [work, w, h](benchmark::State& state) { HostShare(state, work, w, h); })
+          ->Unit(benchmark::kMillisecond)
+          ->MinTime(0.1);
+    }
+    for (const char* route : {"gdk", "shared-1m", "shared-whole", "shared-1m-kept", "xgetimage"}) {
+      benchmark::RegisterBenchmark(("read/" + std::string(route) + suffix).c_str(),
+                                   [route, w, h](benchmark::State& state) { ReadAlone(state, route, w, h); })
           ->Unit(benchmark::kMillisecond)
           ->MinTime(0.1);
     }
