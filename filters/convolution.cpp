@@ -47,7 +47,7 @@ bool Convolve(const PictureReader& reader, PictureWriter& writer, const Separabl
   const int32_t stride = 3 * width;
 
   // Without the intermediate image the result stays all black.
-  auto* intermediate = static_cast<uint8_t*>(std::calloc(static_cast<size_t>(height), static_cast<size_t>(stride)));
+  auto* intermediate = static_cast<uint8_t*>(CallocPixels(static_cast<size_t>(height) * static_cast<size_t>(stride)));
   if (!intermediate) return false;
 
   const int32_t columns = width - 3 * h + 1;  // h .. W - 2h

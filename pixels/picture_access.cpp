@@ -3,6 +3,9 @@
 #include <gdk-pixbuf/gdk-pixbuf.h>
 #include <gdk/gdk.h>
 
+#include <sys/mman.h>
+
+#include <cstdint>
 #include <cstdlib>
 
 #include "pixels/handlers.h"
@@ -24,11 +27,22 @@ void ReleasePixbuf(GdkPixbuf* pixbuf) {
 bool CopyDrawable(PictureReader& reader) {
   const REALpictureDescription& d = reader.description;
   if (d.pictureType != kPictureTypeGdkDrawable || !d.pictureData) return false;
-  GdkPixbuf* pixbuf = gdk_pixbuf_get_from_drawable(nullptr, static_cast<GdkDrawable*>(d.pictureData), nullptr, 0, 0, 0,
-                                                   0, d.width, d.height);
-  if (!pixbuf) return false;
-  guchar* pixels = gdk_pixbuf_get_pixels(pixbuf);
-  if (!pixels) {
+  // GDK fills a pixbuf of ours, rows padded to 4 bytes as its own would be,
+  // whose memory comes in large pages where it is large.
+  if (d.width < 1 || d.height < 1) return false;
+  const size_t rowBytes = (3 * static_cast<size_t>(d.width) + 3) & ~size_t{3};
+  if (rowBytes * static_cast<size_t>(d.height) > INT32_MAX) return false;
+  auto* pixels = static_cast<guchar*>(CallocPixels(rowBytes * static_cast<size_t>(d.height)));
+  if (!pixels) return false;
+  GdkPixbuf* pixbuf = gdk_pixbuf_new_from_data(pixels, GDK_COLORSPACE_RGB, FALSE, 8, d.width, d.height,
+                                               static_cast<int>(rowBytes),
+                                               [](guchar* data, gpointer) { std::free(data); }, nullptr);
+  if (!pixbuf) {
+    std::free(pixels);
+    return false;
+  }
+  if (!gdk_pixbuf_get_from_drawable(pixbuf, static_cast<GdkDrawable*>(d.pictureData), nullptr, 0, 0, 0, 0, d.width,
+                                    d.height)) {
     ReleasePixbuf(pixbuf);
     return false;
   }
@@ -36,11 +50,24 @@ bool CopyDrawable(PictureReader& reader) {
   reader.pixbuf = pixbuf;
   reader.width = d.width;
   reader.height = d.height;
-  reader.rowBytes = gdk_pixbuf_get_rowstride(pixbuf);
+  reader.rowBytes = static_cast<int32_t>(rowBytes);
   return true;
 }
 
 }  // namespace
+
+void* CallocPixels(size_t bytes) {
+  void* buffer = std::calloc(1, bytes);
+  // Every 4 KB page of a fresh buffer costs a fault when it is first written;
+  // one large page covers 512 of them. Buffers this large are mapped afresh,
+  // untouched but for the allocator's header in their first page.
+  constexpr size_t kLarge = size_t{4} << 20;
+  if (buffer && bytes >= kLarge) {
+    const uintptr_t page = reinterpret_cast<uintptr_t>(buffer) & ~uintptr_t{4095};
+    madvise(reinterpret_cast<void*>(page), reinterpret_cast<uintptr_t>(buffer) + bytes - page, MADV_HUGEPAGE);
+  }
+  return buffer;
+}
 
 bool LockPictureReader(PictureReader& reader, REALpictureStruct* picture, bool allowClone) {
   reader.Release();
@@ -100,7 +127,7 @@ bool NewPictureWriter(PictureWriter& writer, int32_t width, int32_t height) {
   const uint64_t rowBytes = 4 * static_cast<uint64_t>(width);
   const uint64_t size = rowBytes * (static_cast<uint64_t>(height) + 1);
   if (size > INT32_MAX) return false;
-  auto* buffer = static_cast<uint8_t*>(std::calloc(1, static_cast<size_t>(size)));
+  auto* buffer = static_cast<uint8_t*>(CallocPixels(static_cast<size_t>(size)));
   if (!buffer) return false;
   writer.width = width;
   writer.height = height;

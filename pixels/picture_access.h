@@ -81,6 +81,10 @@ inline bool FitsHostPicture(int64_t width, int64_t height) {
   return width >= 1 && height >= 1 && width <= kLargestPictureSide && height <= kLargestPictureSide;
 }
 
+// A zero-filled pixel buffer of `bytes` bytes (nil when there is no memory),
+// released with std::free; large ones are backed by large pages.
+void* CallocPixels(size_t bytes);
+
 bool NewPictureWriter(PictureWriter& writer, int32_t width, int32_t height);
 // Hands the writer's pixels to the host as a new picture and empties the
 // writer; nil when the host makes none.
