@@ -27,31 +27,6 @@ class Palettes : public HostTest {
   }
 };
 
-TEST_F(Palettes, FactoriesAndTheirDistinctColours) {
-  ph::Ref palette = host().NewInstance("PaletteQVT");
-  for (int32_t i : {0, 100, 255}) EXPECT_EQ(Col(palette, i), 0u);
-  EXPECT_EQ(Count(palette) * 1000 + CountColors(palette), 256001);
-  host().CallMethod(palette, "Close");  // holds nothing to release: the palette stays usable
-  EXPECT_EQ(CountColors(palette), 1);
-
-  // Entry i of a ramp is i steps; counts, Col(1) and the Palm table's use
-  // are pinned by the API-surface test.
-  const std::pair<const char*, uint32_t> ramps[] = {{"NewGrayPaletteQVT", 0x010101}, {"NewRedPaletteQVT", 0x010000},
-                                                    {"NewGreenPaletteQVT", 0x000100}, {"NewBluePaletteQVT", 0x000001}};
-  for (auto [factory, step] : ramps) {
-    ph::Ref ramp = Factory(factory);
-    for (uint32_t i = 0; i < 256; ++i) ASSERT_EQ(Col(ramp, int32_t(i)), i * step) << factory << " " << i;
-  }
-  // One entry made equal to another is one colour less.
-  ph::Ref grey = Factory("NewGrayPaletteQVT");
-  host().AssignMethod(grey, "Col", {8}, ph::Color{Col(grey, 7)});
-  EXPECT_EQ(CountColors(grey), 255);
-  // The web palette: entry 215 - (36 r + 6 g + b) is (51 r, 51 g, 51 b), then black.
-  ph::Ref web = Factory("NewWebPaletteQVT");
-  for (uint32_t i = 0, n = 215; i < 256; ++i, --n)
-    ASSERT_EQ(Col(web, int32_t(i)), i < 216 ? Rgb(51 * (n / 36), 51 * (n / 6 % 6), 51 * (n % 6)) : 0u) << i;
-}
-
 TEST(PaletteTables, PalmFollowsItsCubeWalk) {
   // Red, then blue, then green (fastest) over the six levels FF down to 00,
   // blue first from FF CC 99 and then 66 33 00; black left out, then ten

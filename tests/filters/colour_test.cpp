@@ -47,11 +47,6 @@ TEST_F(Matrix3D, CellsWeighOffsetAndClampEachChannel) {
               cases[i].expected) << "case " << i;
 }
 
-TEST_F(Matrix3D, RectangleLimitsTheMappedPixels) {
-  ph::Ref o = Make("PictureMatrix3DQVT", Flat(100, 50, Rgb(10, 20, 30)), With(kIdentity, {{"MinX", {}, 10}, {"MaxX", {}, 20}, {"MinY", {}, -5}}));
-  EXPECT_EQ(RunOn(o), Generate(100, 50, [](int32_t x, int32_t) { return x >= 10 && x < 20 ? Rgb(10, 20, 30) : 0u; }));
-}
-
 class Sepia : public FilterTest {};
 
 Setting F(const char* channel, double v) { return {std::string("Factor") + channel, {}, v}; }

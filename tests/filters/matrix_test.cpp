@@ -114,15 +114,4 @@ TEST_F(MatrixFilter, RunRGBComputesOnlyTheChosenChannels) {
   EXPECT_FALSE(Destination(o));
 }
 
-TEST_F(MatrixFilter, ResultIsAlwaysANewPicture) {
-  const std::vector<uint32_t> src = ph::SamplePixels(8, 6);
-  ph::Ref p = Picture(8, 6, src);
-  ph::Ref o = Matrix(p, {M(2, 2, 1)});
-  Set(o, "DestinationPicture", p);  // the same picture in both: read unharmed
-  EXPECT_EQ(RunOn(o), Framed(src, 8, 6, 0, 0, 8, 6));
-  EXPECT_NE(Destination(o).get(), p.get());
-  EXPECT_EQ(host().Pixels(p), src);
-  EXPECT_EQ(host().References(p), 2);  // ours and SourcePicture
-}
-
 }  // namespace

@@ -1,6 +1,5 @@
 // PictureMinMaxQVT through the host: strict comparisons, the first pixel on
-// ties, the -1 positions, reset values on nil, and which triples each Find
-// method writes.
+// ties, the -1 positions and the reset values on nil.
 #include <array>
 #include <map>
 #include <tuple>
@@ -15,22 +14,6 @@ const char* const kQuantities[4] = {"Red", "Green", "Blue", "Sum"};
 
 // The 24 property values, by name.
 using Fields = std::map<std::string, int32_t>;
-
-// A search: the maximum or minimum of quantity q.
-struct Search { int q; bool max; };
-
-// What one search finds: strictly greater (or less) replaces, in reading
-// order; maxima start at 0 and minima at 255 (the sum's above any sum).
-void Expect(Fields& f, const std::vector<uint32_t>& pixels, int32_t w, Search s) {
-  int32_t bestX = -1, bestY = -1, best = s.max ? 0 : (s.q == 3 ? 766 : 255);
-  for (size_t i = 0; i < pixels.size(); ++i) {
-    const uint32_t p = pixels[i];
-    const int32_t v = static_cast<int32_t>(s.q == 3 ? R(p) + G(p) + B(p) : Channel(p, s.q));
-    if (s.max ? v > best : v < best) best = v, bestX = static_cast<int32_t>(i % w), bestY = static_cast<int32_t>(i / w);
-  }
-  const std::string prefix = std::string(kQuantities[s.q]) + (s.max ? "Max" : "Min");
-  f[prefix + "X"] = bestX, f[prefix + "Y"] = bestY, f[prefix] = best;
-}
 
 class MinMax : public FilterTest {
  protected:
@@ -71,43 +54,6 @@ TEST_F(MinMax, StrictComparisonsKeepTheFirstPixel) {
   for (const auto& [colour, name, triple] : flats) {
     EXPECT_TRUE(Find(o, "FindAll", Flat(3, 2, colour)));
     EXPECT_EQ(Triple(Read(o), name), triple) << name << " on " << colour;
-  }
-}
-
-// Each method makes its own searches (against the rule on random pictures)
-// and writes only their triples; with a nil picture it writes their reset
-// values and returns false.
-TEST_F(MinMax, EachMethodWritesOnlyItsOwnTriples) {
-  // Find and FindMax methods search both extremes of their quantities,
-  // FindMin methods only the minima; "All" is all four quantities.
-  std::map<std::string, std::vector<Search>> methods;
-  for (int q = 0; q <= 4; ++q) {
-    const std::string what = q < 4 ? kQuantities[q] : "All";
-    for (int k = q < 4 ? q : 0; k <= (q < 4 ? q : 3); ++k) {
-      for (const std::string& name : {"Find" + what, "FindMax" + what}) methods[name].insert(methods[name].end(), {{k, true}, {k, false}});
-      methods["FindMin" + what].push_back({k, false});
-    }
-  }
-  const std::vector<Search>& all = methods["FindAll"];
-  const std::vector<uint32_t> first = RandomPixels(6 * 4, 11);
-  const std::vector<uint32_t> second = RandomPixels(5 * 3, 12);
-  Fields before;
-  for (const Search& s : all) Expect(before, first, 6, s);
-  ph::Ref a = Picture(6, 4, first), b = Picture(5, 3, second);
-  for (const auto& [method, searches] : methods) {
-    for (bool nil : {false, true}) {
-      ph::Ref o = Make("PictureMinMaxQVT", {});
-      ASSERT_TRUE(Find(o, "FindAll", a));
-      ASSERT_EQ(Read(o), before);
-      Fields expected = before;
-      for (const Search& s : searches) {
-        // On nil: no position, maxima 0 and minima 255 (the sum's too).
-        Expect(expected, nil ? std::vector<uint32_t>{} : second, 5, s);
-        if (nil && !s.max) expected[std::string(kQuantities[s.q]) + "Min"] = 255;
-      }
-      EXPECT_EQ(Find(o, method, nil ? ph::Ref{} : b), !nil) << method;
-      EXPECT_EQ(Read(o), expected) << method << (nil ? " on nil" : "");
-    }
   }
 }
 

@@ -94,27 +94,4 @@ TEST_F(GeometryScaleMethod, EnlargementReplicatesOrInterpolates) {
   EXPECT_EQ(cubic[11] & 0xFF, 64u);
 }
 
-TEST_F(GeometryScaleMethod, RefusalsGiveNilWithNothingHeld) {
-  // Sizes below 1 or beyond the host's, and nil pictures, are in the sweep.
-  ph::Ref pic = Flat(4, 4, 0x808080);
-  ph::Ref foreign = host().NewForeignPicture(2, 1, std::vector<uint32_t>{0x000000, 0x646464});
-  EXPECT_EQ(Scaled(foreign, 4, 2, true)[1], 0x323232u);  // read through its clone
-
-  DirectCalls direct(host());
-  direct.RefuseNewPictures(true);
-  for (bool aa : {false, true}) EXPECT_EQ(ScalePicture(Handle(foreign), 8, 8, aa), nullptr);
-  direct.RefuseNewPictures(false);
-  // A cubic result the host cannot build falls back to the box path.
-  direct.FailBuildsFrom(1);
-  EXPECT_EQ(ScalePicture(Handle(pic), 8, 8, true), nullptr);
-  EXPECT_EQ(direct.Builds(), 2);
-  // A side beyond a host picture's 32767: refused before the source is
-  // locked or anything is built.
-  direct.FailBuildsFrom(0);
-  direct.TakeLockEvents();
-  for (bool aa : {false, true}) EXPECT_EQ(ScalePicture(Handle(pic), 32768, 5, aa), nullptr);
-  EXPECT_EQ(direct.Builds(), 0);
-  EXPECT_TRUE(direct.TakeLockEvents().empty());
-}
-
 }  // namespace

@@ -16,19 +16,6 @@ void ExpectNoProblems(ph::Host& host) {
 
 }  // namespace
 
-TEST(Registration, MissingHostEntriesAreHandledSilently) {
-  auto unannounced = PrivateHost({"RegisterPluginVersion"});
-  EXPECT_FALSE(unannounced->AnnouncedVersion().has_value());
-  EXPECT_EQ(unannounced->Registrations().size(), SharedHost().Registrations().size());
-  // Without the class entry point all seven classes are skipped, the entry
-  // asked for again at each; extensions and globals still register.
-  auto classless = PrivateHost({"PluginRegisterClass"});
-  EXPECT_EQ(classless->Registrations().size(), SharedHost().Registrations().size() - 7);
-  for (const Registration& r : classless->Registrations()) EXPECT_NE(r.kind, Registration::Kind::Class);
-  EXPECT_EQ(Count(classless->ResolverRequests(), "PluginRegisterClass"), 7u);
-  ExpectNoProblems(*classless);
-}
-
 // Found entry points are asked for once, missing ones every time; a missing
 // one answers zero.
 TEST(EntryPoints, FoundOnesAreAskedOnceMissingOnesEveryTime) {

@@ -1,9 +1,6 @@
-// Blending, combining and tinting, through the host; the reader order of the
-// shared frame through direct calls with logged description locks.
+// Blending, combining and tinting, through the host.
 #include <cmath>
 
-#include "plugin/host_calls.h"
-#include "tests/support/direct_calls.h"
 #include "tests/support/pixels.h"
 #include "tone/handlers.h"
 #include "tone/kernels.h"
@@ -87,52 +84,6 @@ TEST_F(ToneBlend, TintMakesGreyAndColoursIt) {
   EXPECT_EQ(One("TintPictureQVT", {Flat(1, 1, Rgb(200, 7, 9)), ph::Color{0xFF0000}, ph::Color{0xFF8000}}), Rgb(200, 100, 0));
   // A grey base summing to more than 255 pushes white into the clamp.
   EXPECT_EQ(One("TintPictureQVT", {Flat(1, 1, 0xFFFFFF), ph::Color{0x808080}, ph::Color{0xFF8000}}), Rgb(255, 192, 0));
-}
-
-// --- The frame's reader order, observed through logged description locks ----
-
-// Releases a picture a direct call returned; true when there was one.
-bool Drop(REALpictureStruct* p) {
-  if (p) REALUnlockObject(reinterpret_cast<REALobjectStruct*>(p));
-  return p != nullptr;
-}
-
-// `opened` locked in order, then `middle`, then unlocked in reverse order.
-std::vector<LockEvent> Nested(const std::vector<const ph::Ref*>& opened, const std::vector<LockEvent>& middle = {}) {
-  std::vector<LockEvent> e;
-  for (const ph::Ref* r : opened) e.push_back({true, r->handle()});
-  e.insert(e.end(), middle.begin(), middle.end());
-  for (auto it = opened.rbegin(); it != opened.rend(); ++it) e.push_back({false, (*it)->handle()});
-  return e;
-}
-
-TEST_F(ToneBlend, ReadersCloseInReverseOrderOnEveryPath) {
-  ph::Ref r = Flat(3, 2, 0xFF0000), g = Flat(3, 2, 0x00FF00), b = Flat(3, 2, 0x0000FF), shorter = Flat(3, 1, 0);
-  ph::Ref foreign = host().NewForeignPicture(3, 2, std::vector<uint32_t>(6, 0x222222));
-  DirectCalls direct(host());
-  EXPECT_TRUE(Drop(CombinePicturesQVT(Handle(r), Handle(b), Handle(g))));
-  EXPECT_EQ(direct.TakeLockEvents(), Nested({&r, &g, &b}));  // read red, green, blue
-  EXPECT_FALSE(Drop(CombinePicturesQVT(Handle(r), Handle(b), Handle(shorter))));
-  EXPECT_EQ(direct.TakeLockEvents(), Nested({&r, &shorter, &b}));
-  EXPECT_FALSE(Drop(BlendPictureMask(Handle(r), Handle(g), Handle(shorter))));
-  EXPECT_EQ(direct.TakeLockEvents(), Nested({&r, &g, &shorter}));
-  EXPECT_FALSE(Drop(BlendPicture(Handle(shorter), 1.0, Handle(g), 1.0)));
-  EXPECT_EQ(direct.TakeLockEvents(), Nested({&shorter, &g}));
-  EXPECT_TRUE(Drop(TintPicture(Handle(r), 0xFFFFFF, 0xFFFFFF)));
-  EXPECT_EQ(direct.TakeLockEvents(), Nested({&r}));
-
-  // An unreadable picture: the failed attempt locks and unlocks it twice (its
-  // own pixels, then the clone that cannot be made); then the readers opened
-  // before it are closed, last first, and nothing after it is opened.
-  direct.RefuseNewPictures(true);
-  const void* f = foreign.handle();
-  const std::vector<LockEvent> failed{{true, f}, {false, f}, {true, f}, {false, f}};
-  EXPECT_FALSE(Drop(BlendPictureMask(Handle(r), Handle(g), Handle(foreign))));
-  EXPECT_EQ(direct.TakeLockEvents(), Nested({&r, &g}, failed));
-  EXPECT_FALSE(Drop(CombinePicturesQVT(Handle(r), Handle(g), Handle(foreign))));  // reads r, foreign, g
-  EXPECT_EQ(direct.TakeLockEvents(), Nested({&r}, failed));
-  EXPECT_FALSE(Drop(BlendPicture(Handle(foreign), 0.5, Handle(r), 0.5)));
-  EXPECT_EQ(direct.TakeLockEvents(), Nested({}, failed));
 }
 
 }  // namespace

@@ -98,27 +98,6 @@ TEST_F(ToneColours, TransformColorsMapsEachChannelThroughItsTable) {
             std::vector<uint32_t>(4, Rgb(0x42, 0x42, 255)));
 }
 
-TEST_F(ToneColours, EmbeddedMasksAreFullAndAskingMakesNone) {
-  const std::vector<uint32_t> sample = ph::SamplePixels(5, 3);
-  ph::Ref p = Picture(5, 3, sample);
-  ph::Ref white = AsPicture(host().Call(p, "EmbeddedMaskQVT", {false}));
-  EXPECT_EQ(host().Width(white) * 100 + host().Height(white), 503);
-  EXPECT_EQ(host().Pixels(white), std::vector<uint32_t>(15, 0xFFFFFF));
-  EXPECT_EQ(host().Pixels(AsPicture(host().Call(p, "EmbeddedMaskQVT", {true}))), std::vector<uint32_t>(15, 0));
-  // Assigning one changes nothing.
-  for (const ph::Ref& m : {ph::Ref(), Flat(2, 2, 0x808080), Flat(5, 3, 0), Flat(9, 9, 0xFFFFFF)})
-    for (bool swap : {false, true}) host().Assign(p, "EmbeddedMaskQVT", {swap}, m);
-  EXPECT_EQ(host().Pixels(p), sample);
-  EXPECT_FALSE(host().Call(p, "HasMaskQVT").AsBool());
-  EXPECT_FALSE(host().Call(p, "HasMaskQVT").AsBool()) << "asking made a mask";
-  ph::Ref mask = Flat(5, 3, 0xFFFFFF);
-  host().SetMask(p, mask);
-  const int32_t before = host().References(mask);
-  EXPECT_TRUE(host().Call(p, "HasMaskQVT").AsBool());
-  EXPECT_EQ(host().References(mask), before) << "the mask handle was not released";
-  host().SetMask(p, ph::Ref());
-}
-
 // `picturehost call` writes byref histograms next to --out, one file a channel.
 TEST(ToneCommandLine, HistogramsAreWrittenBesideTheOutput) {
   TempDir dir("tone-cli");
