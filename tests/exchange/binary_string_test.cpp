@@ -64,4 +64,20 @@ TEST_F(BinaryStrings, DataOffsetAndFormatFieldAsTheStringSays) {
   EXPECT_EQ(host().Pixels(AsPicture(Read(s))), (std::vector<uint32_t>{0x0A141E, 0x28323C}));
 }
 
+// (Empty and bare strings, wrong lengths and wide or negative widths are the
+// sweep's.)
+TEST_F(BinaryStrings, MalformedStringsGiveNil) {
+  const Bytes good = Handmade(2, 1, 40, {0xFF, 0, 0, 0, 0, 0xFF});
+  ASSERT_FALSE(Read(good).IsNil());
+  std::vector<Bytes> bad(5, good);
+  for (size_t i = 0; i < 4; ++i) bad[i][i] ^= 0x20;  // "pPIC", "PpIC", ...
+  PutWord(bad[4], 20, 0xFFFFFFF0u);  // data far beyond the end
+  bad.insert(bad.end(), {Handmade(3, 0, 40, {}),
+                         // headers claiming more pixels than the string holds
+                         Handmade(3, 1, 40, Bytes(6)), Handmade(2, 1, 41, Bytes(5)),
+                         Handmade(0x55555556u, 1, 40, Bytes(6)),  // 3 w wraps in 32 bits
+                         Handmade(0x7FFFFFFF, 0x7FFFFFFF, 40, Bytes(6))});
+  for (size_t i = 0; i < bad.size(); ++i) EXPECT_TRUE(Read(bad[i]).IsNil()) << "case " << i;
+}
+
 }  // namespace

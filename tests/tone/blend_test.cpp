@@ -1,6 +1,7 @@
 // Blending, combining and tinting, through the host.
 #include <cmath>
 
+#include "tests/support/direct_calls.h"
 #include "tests/support/pixels.h"
 #include "tone/handlers.h"
 #include "tone/kernels.h"
