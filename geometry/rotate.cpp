@@ -345,7 +345,9 @@ REALpictureStruct* Rotate45InMemory(const PictureReader& source, double angle, u
   if (!ShearColumns(writer, source, pass1.reader, background, theta, s, t)) return nullptr;
   pass1.Release();
   if (!ReadWriterPixels(writer, pass2)) return nullptr;
-  return Rendered(ShearRows(writer, 3, source, pass2.reader, background, theta, s, t), writer);
+  if (!ShearRows(writer, 3, source, pass2.reader, background, theta, s, t)) return nullptr;
+  pass2.Release();  // not needed while the host builds the result
+  return RenderPictureWriter(writer);
 }
 
 namespace {

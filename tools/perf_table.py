@@ -212,8 +212,8 @@ def main():
     w("`build-bench/bench/picture_kernel_bench` and `build-bench/bench/picture_bench`);")
     w("do not edit by hand. The analysis after the tables is bench/performance_notes.md.")
     w("")
-    w(f"Machine: {kctx.get('num_cpus')} × {kctx.get('mhz_per_cpu')} MHz, caches "
-      + ", ".join(f"L{c['level']} {c['size'] // 1024} KiB" for c in kctx.get("caches", []) if c["type"] != "Instruction")
+    caches = ", ".join(f"L{c['level']} {c['size'] // 1024} KiB" for c in kctx.get("caches", []) if c["type"] != "Instruction")
+    w(f"Machine: {kctx.get('num_cpus')} × {kctx.get('mhz_per_cpu')} MHz" + (f", caches {caches}" if caches else "")
       + ". Load average (1, 5, 15 min): "
       + ("; ".join(loads) if loads else
          f"kernel run {', '.join(f'{x:.1f}' for x in kctx.get('load_avg', []))}, "
