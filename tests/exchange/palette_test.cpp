@@ -57,15 +57,4 @@ TEST_F(Palettes, CountChoosesThePictureDepth) {
   }
 }
 
-TEST_F(Palettes, MemIsAViewOfTheColourEntries) {
-  ph::Ref palette = Factory("NewGrayPaletteQVT");
-  ph::Value mem = host().CallMethod(palette, "Mem");
-  ASSERT_FALSE(mem.IsNil());
-  const ph::Ref block = mem.AsRef();
-  // Writing the block changes the palette: a little-endian ARGB copy with
-  // alpha 0 is exactly the layout of two colour entries.
-  EXPECT_TRUE(host().Call(Picture(2, 1, {0xA1B2C3, 0x0D0E0F}), "CopyARGBtoMemoryblockQVT", {block, 4, true, 0}).AsBool());
-  for (auto [i, colour] : {std::pair{0, 0u}, {1, 0xA1B2C3u}, {2, 0x0D0E0Fu}, {3, 0x030303u}}) EXPECT_EQ(Col(palette, i), colour) << i;
-}
-
 }  // namespace

@@ -62,22 +62,4 @@ TEST_F(Convolution, HorizontalResultIsClampedAndTruncatedBeforeTheVerticalPass) 
     EXPECT_EQ(RunOn(Kernel(Flat(7, 7, c.flat), 3, c.hor, c.ver), "Run", {7})[3 * 7 + 3], c.expected);
 }
 
-TEST_F(Convolution, UnselectedChannelsAreCopiedInsideTheRegionOnly) {
-  const int32_t w = 12, h = 10;
-  const std::vector<uint32_t> src = ph::SamplePixels(w, h);
-  ph::Ref p = Picture(w, h, src);
-  const std::vector<double> blur = {0.25, 0.5, 0.25};
-  const std::vector<uint32_t> filtered = RunOn(Kernel(p, 3, blur, blur), "Run", {7});
-  // Each channel is filtered from its own source channel; bits above 4 are ignored.
-  for (int32_t channels : {0, 1, 2, 4, 5, 6, 8, 9, 0x7FFFFFF8}) {
-    EXPECT_EQ(RunOn(Kernel(p, 3, blur, blur), "Run", {channels}), Generate(w, h, [&](int32_t x, int32_t y) {
-                if (x < 1 || x > w - 2 || y < 1 || y > h - 2) return 0u;
-                uint32_t v = 0;
-                for (int k = 0; k < 3; ++k)
-                  v |= Channel((channels >> k & 1 ? filtered : src)[size_t(y) * w + x], k) << (16 - 8 * k);
-                return v;
-              })) << "channels " << channels;
-  }
-}
-
 }  // namespace

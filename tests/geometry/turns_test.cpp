@@ -1,4 +1,4 @@
-// Right-angle turns and mirrors: exact permutations, sizes, and refusals.
+// Right-angle turns and mirrors: exact permutations of the pixels.
 #include "geometry/handlers.h"
 #include "geometry/kernels.h"
 #include "tests/support/direct_calls.h"
@@ -47,6 +47,8 @@ std::vector<uint32_t> Mapped(const Turn& t, int32_t w, int32_t h, const std::vec
   return expected;
 }
 
+}  // namespace
+
 TEST(GeometryTurnKernels, MatchPixelMapping) {
   for (auto [w, h] : {std::pair{1, 1}, {3, 1}, {2, 2}, {37, 70}, {70, 37}, {1, 65}, {65, 1}, {64, 64}}) {
     const auto px = RandomPixels(w * h, static_cast<uint32_t>(w * 1000 + h));
@@ -56,33 +58,3 @@ TEST(GeometryTurnKernels, MatchPixelMapping) {
     }
   }
 }
-
-class GeometryTurnMethods : public HostTest {};
-
-// Through the host: a new picture of the turned size, also of a picture that
-// is no drawable (read through its clone); the receiver unchanged.
-TEST_F(GeometryTurnMethods, ResultsThroughTheHost) {
-  const auto px = RandomPixels(5 * 3, 7);
-  ph::Ref pic = Picture(5, 3, px), foreign = host().NewForeignPicture(5, 3, px);
-  for (const Turn& t : kTurns) {
-    for (const ph::Ref& source : {pic, foreign}) {
-      ph::Ref out = AsPicture(host().Call(source, t.method));
-      EXPECT_NE(out.handle(), source.handle()) << t.method;
-      EXPECT_EQ(host().Width(out), t.swaps ? 3 : 5) << t.method;
-      EXPECT_EQ(host().Pixels(out), Mapped(t, 5, 3, px)) << t.method;
-    }
-  }
-  EXPECT_EQ(host().Pixels(pic), px);
-  // No clone of the foreign picture, or no picture from the host: nil.
-  DirectCalls direct(host());
-  for (PictureTurn handler : std::initializer_list<PictureTurn>{Rotate90, Rotate180, Rotate270, HMirror, VMirror}) {
-    direct.RefuseNewPictures(true);
-    EXPECT_EQ(handler(Handle(foreign)), nullptr);
-    direct.RefuseNewPictures(false);
-    direct.FailBuildsFrom(1);
-    EXPECT_EQ(handler(Handle(pic)), nullptr);
-    direct.FailBuildsFrom(0);
-  }
-}
-
-}  // namespace

@@ -1,6 +1,6 @@
-// Readers, writers, cloning and BitmapPicture. The reader and writer are driven
-// directly (the test program carries the plug-in's code, connected to the
-// shared host's entry points) so their layouts can be checked byte by byte.
+// Readers and writers, driven directly (the test program carries the
+// plug-in's code, connected to the shared host's entry points) so that their
+// layouts can be checked byte by byte.
 #include <glib-object.h>
 #include <gtest/gtest.h>
 
@@ -82,41 +82,6 @@ TEST_F(PixelAccess, ReaderHoldsOneLockAndReleasesItsPixbufOnce) {
   EXPECT_EQ(std::memcmp(&r, &zeroReader, sizeof r), 0);
 }
 
-TEST_F(PixelAccess, PictureThatIsNoDrawableIsReadThroughAClone) {
-  const std::vector<uint32_t> pixels = {0x112233, 0x445566, 0x778899, 0xAABBCC};
-  ph::Ref foreign = host().NewForeignPicture(2, 2, pixels);
-  PictureReader r;
-  EXPECT_FALSE(LockPictureReader(r, Handle(foreign), false));
-  EXPECT_EQ(host().Locks(foreign), 0);
-  ASSERT_TRUE(GetPictureReader(r, Handle(foreign)));
-  ASSERT_NE(r.clone, nullptr);
-  EXPECT_EQ(r.picture, r.clone);
-  EXPECT_EQ(host().Locks(foreign), 0) << "the picture itself is unlocked once the clone is made";
-  EXPECT_EQ(Read(r), pixels);
-  r.Release();  // releases the clone: the accounting check finds no leak
-  EXPECT_EQ(r.clone, nullptr);
-}
-
 using CloneAndBitmap = HostTest;
-
-// A clone is a new 32-bit picture with the same pixels, also of a picture
-// that is no drawable; BitmapPicture gives the same picture with a reference of
-// its own.
-TEST_F(CloneAndBitmap, CloneIsANewPictureBitmapTheSameOne) {
-  const std::vector<uint32_t> pixels = ph::SamplePixels(37, 23);
-  ph::Ref p = Picture(37, 23, pixels);
-  for (const ph::Ref& source : {p, host().NewForeignPicture(37, 23, pixels)}) {
-    ph::Ref c = AsPicture(host().Call(source, "CloneQVT"));
-    ASSERT_TRUE(c);
-    EXPECT_NE(c.get(), source.get());
-    EXPECT_EQ(host().Depth(c), 32);
-    EXPECT_EQ(host().Width(c) * 100 + host().Height(c), 3723);
-    EXPECT_EQ(host().Pixels(c), pixels);
-  }
-  EXPECT_EQ(host().References(p), 1);  // cloning holds on to nothing
-  ph::Value b = host().Call(p, "BitmapQVT");
-  EXPECT_EQ(b.AsRef().get(), p.get());
-  EXPECT_EQ(host().References(p), 2);
-}
 
 }  // namespace

@@ -29,8 +29,6 @@ namespace {
 using ph::Type;
 using Member = api::Member;
 
-constexpr int32_t kMaxInt = INT32_MAX, kMinInt = INT32_MIN;
-
 bool Same(const std::string& a, const char* b) { return strcasecmp(a.c_str(), b) == 0; }
 
 template <typename T>
@@ -281,61 +279,6 @@ TEST_F(Sweep, MethodsAndGlobalsRefuseInvalidInputsAndKeepAccountsClean) {
       EXPECT_TRUE(p.nil || host().Pixels(p.value.AsRef()) == p.pixels) << m.label << " changed the picture " << p.text;
   }
   EXPECT_GT(calls, 1000u);  // every method and global with every variation
-}
-
-// Index accessors: the bound of each index (valid indices 0 .. bound - 1).
-const std::map<std::string, std::vector<int32_t>> kIndexBounds = {
-    {"PictureMatrixQVT.Matrix setter", {5, 5}},        {"PictureMatrix3DQVT.Matrix setter", {5, 5}},
-    {"PictureLut3DQVT.Table setter", {18, 18, 18, 3}}, {"PictureConvolutionQVT.Ver setter", {20}},
-    {"PictureConvolutionQVT.Hor setter", {20}}};
-
-// Out-of-range indices, compared unsigned against their bound: the getter
-// gives 0 and the setter changes nothing, neither the entry nor its
-// neighbours. The palette's "Col" takes any index modulo 256.
-TEST_F(Sweep, IndexAccessorsIgnoreOutOfRangeIndices) {
-  for (const Member& m : api::Members(host())) {
-    if (m.kind != Member::kMethodSetter) continue;
-    const uint64_t mark = host().Mark();
-    {
-      ph::Ref instance = host().NewInstance(m.cls->name);
-      if (m.label == "PaletteQVT.Col setter") {
-        for (int32_t i : {0, 255, 256, 257, -1, -256, kMaxInt, kMinInt}) {
-          const uint32_t colour = 0x010203u * (i & 0x3F);
-          host().AssignMethod(instance, "Col", {i}, ph::Color{colour});
-          EXPECT_EQ(host().CallMethod(instance, "Col", {i & 0xFF}).AsColor(), colour) << "Col(" << i << ") writes";
-          EXPECT_EQ(host().CallMethod(instance, "Col", {i}).AsColor(), colour) << "Col(" << i << ") reads";
-        }
-        continue;
-      }
-      ASSERT_TRUE(kIndexBounds.count(m.label)) << "no index bounds for " << m.label;
-      const std::vector<int32_t>& b = kIndexBounds.at(m.label);
-      ASSERT_EQ(b.size(), m.params.size()) << m.label;
-      const bool isDouble = m.type == Type::Double;
-      auto value = [&](size_t k) { return isDouble ? ph::Value(k + 0.25) : ph::Value(int32_t(k + 1)); };
-      // Every entry gets its own value, so that a write landing anywhere is seen.
-      size_t entries = 1;
-      for (int32_t n : b) entries *= n;
-      auto entry = [&](size_t k) {
-        std::vector<ph::Value> index(b.size());
-        for (size_t q = b.size(); q-- > 0; k /= b[q]) index[q] = int32_t(k % b[q]);
-        return index;
-      };
-      for (size_t k = 0; k < entries; ++k) host().AssignMethod(instance, m.name, entry(k), value(k));
-      for (size_t pos = 0; pos < b.size(); ++pos)
-        for (int32_t bad : {-1, b[pos], b[pos] + 1, 256, kMaxInt, kMinInt, kMinInt + b[pos]})
-          // The other indices at their first or their last valid value.
-          for (size_t edge : {size_t{0}, entries - 1}) {
-            std::vector<ph::Value> index = entry(edge);
-            index[pos] = bad;
-            EXPECT_EQ(host().CallMethod(instance, m.name, index).AsDouble(), 0) << m.label << " index " << pos << " at " << bad;
-            host().AssignMethod(instance, m.name, index, isDouble ? ph::Value(-7.5) : ph::Value(-7));
-          }
-      size_t changed = 0;
-      for (size_t k = 0; k < entries; ++k) changed += host().CallMethod(instance, m.name, entry(k)).AsDouble() != value(k).AsDouble();
-      EXPECT_EQ(changed, 0u) << m.label << ": entries changed by out-of-range writes";
-    }
-    ExpectCleanAccounting(mark, "the index accessors of " + m.cls->name);
-  }
 }
 
 // The class methods and setters with every argument variation (setters with

@@ -76,41 +76,7 @@ TEST_F(Tone, WorkedExamplesTruncateClampAndWrap) {
   EXPECT_EQ(Apply(AllLevels(), 16, "ChangeCustomQVT", {-1.0, 255.0}), MapChannels(AllLevels(), inverse, inverse, inverse));
 }
 
-TEST_F(Tone, InvertLeavesBlackOutsideTheClippedRectangle) {
-  const std::vector<uint32_t> src = ph::SamplePixels(20, 20);
-  const int32_t big = std::numeric_limits<int32_t>::max(), small = std::numeric_limits<int32_t>::min();
-  struct Case {
-    int32_t left, top, width, height;  // the arguments
-    int32_t l, t, r, b;                // the inverted rectangle
-  };
-  const Case cases[] = {
-      {-5, -5, 10, 10, 0, 0, 5, 5},   {0, 0, 20, 20, 0, 0, 20, 20},     {3, 17, 4, 100, 3, 17, 7, 20},
-      {0, 0, 0, 0, 0, 0, 0, 0},       {25, 0, 10, 10, 0, 0, 0, 0},      {5, 5, -3, 10, 0, 0, 0, 0},
-      // Right and bottom are formed from the arguments without overflowing.
-      {-10, -10, big, big, 0, 0, 20, 20}, {big, big, big, big, 0, 0, 0, 0}, {small, small, big, big, 0, 0, 0, 0}};
-  for (const Case& c : cases) {
-    std::vector<uint32_t> expected(src.size(), 0);
-    for (int32_t i = 0; i < 400; ++i)
-      if (i % 20 >= c.l && i % 20 < c.r && i / 20 >= c.t && i / 20 < c.b) expected[i] = src[i] ^ 0xFFFFFF;
-    EXPECT_EQ(Apply(src, 20, "InvertQVT", {c.left, c.top, c.width, c.height}), expected)
-        << c.left << " " << c.top << " " << c.width << " " << c.height;
-  }
-}
-
 // --- Automatic levels ----------------------------------------------------------
-
-TEST_F(Tone, AutoLevelOnePixelAndFlatColours) {
-  // L = 141 (141.65); both threshold counts are 0, so lo = hi = 140: 140 itself
-  // is at the threshold and goes to 0, the levels above it to 255.
-  EXPECT_EQ(Apply({Rgb(100, 150, 200)}, 1, "AutoLevelQVT"), (std::vector<uint32_t>{Rgb(0, 255, 255)}));
-  EXPECT_EQ(Apply({Rgb(140, 143, 0)}, 1, "AutoLevelQVT"), (std::vector<uint32_t>{Rgb(0, 255, 0)}));
-  const std::map<uint32_t, uint32_t> flat = {{Grey(1), 0xFFFFFF}, {Grey(4), 0xFFFFFF}, {Grey(128), 0xFFFFFF},
-                                             {Grey(255), 0xFFFFFF}, {0, 0}, {0xFF0000, 0xFF0000},
-                                             {Rgb(0, 0, 99), Rgb(0, 0, 255)}};
-  for (auto [colour, result] : flat) {
-    EXPECT_EQ(Apply(std::vector<uint32_t>(100, colour), 10, "AutoLevelQVT"), std::vector<uint32_t>(100, result)) << colour;
-  }
-}
 
 TEST_F(Tone, AutoLevelThresholdsUseSinglePrecisionFractionsInDouble) {
   // 200 pixels: dark count 0 (0.99999998 truncated), so one pixel at level 0

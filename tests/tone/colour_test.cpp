@@ -26,17 +26,6 @@ class ToneColours : public HostTest {
   int32_t CountColor(const ph::Ref& p, uint32_t c) { return host().Call(p, "CountColorQVT", {ph::Color{c}}).AsInt(); }
 };
 
-TEST_F(ToneColours, CountColorMatchesWholeWords) {
-  EXPECT_EQ(CountColor(Flat(10, 10, 0xFFFFFF), 0xFFFFFF), 100);
-  // Black pixels put together are 0, not 0xFF000000.
-  EXPECT_EQ(CountColor(Flat(10, 10, 0), 0xFF000000), 0);
-  EXPECT_EQ(CountColor(Flat(10, 10, 0), 0), 100);
-  const std::vector<uint32_t> sample = ph::SamplePixels(31, 17);
-  ph::Ref p = Picture(31, 17, sample);
-  for (uint32_t c : {sample[0], sample[200], sample[526], 0x010203u})
-    EXPECT_EQ(CountColor(p, c), std::count(sample.begin(), sample.end(), c)) << c;
-}
-
 // New 1024-byte blocks of counters, the caller's previous blocks released,
 // each channel counted from its own byte; arguments red, blue, green.
 TEST_F(ToneColours, CountColorsBuildsChannelHistograms) {
