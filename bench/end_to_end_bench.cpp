@@ -290,18 +290,6 @@ void HostShare(benchmark::State& state, const std::string& work, int32_t width, 
 
 // ---- Reads alone ---------------------------------------------------------------------
 
-// 32-bit words 0x00RRGGBB, little-endian, to 3-byte pixels, four at a time.
-void XrgbToRgb24Row(const uint8_t* src, uint8_t* dst, int32_t width) {
-  int32_t x = 0;
-  for (; x + 4 <= width; x += 4) {
-    ByteVector16 in;
-    std::memcpy(&in, src + 4 * x, sizeof in);
-    const ByteVector16 out = __builtin_shufflevector(in, in, 2, 1, 0, 6, 5, 4, 10, 9, 8, 14, 13, 12, 3, 7, 11, 15);
-    std::memcpy(dst + 3 * x, &out, 12);
-  }
-  for (; x < width; ++x) dst[3 * x] = src[4 * x + 2], dst[3 * x + 1] = src[4 * x + 1], dst[3 * x + 2] = src[4 * x];
-}
-
 // A shared-memory XImage of `rows` rows, attached by the server; the segment
 // is marked for removal as soon as both sides hold it.
 struct SharedBand {
@@ -329,7 +317,7 @@ struct SharedBand {
       image->height = std::min(rows, height - y);
       XShmGetImage(display, drawable, image, 0, y, AllPlanes);
       for (int32_t i = 0; i < image->height; ++i)
-        XrgbToRgb24Row(reinterpret_cast<uint8_t*>(image->data) + i * image->bytes_per_line,
+        XrgbToRgb24Row(reinterpret_cast<const uint32_t*>(image->data + i * image->bytes_per_line),
                        out + static_cast<size_t>(y + i) * rowBytes, width);
     }
   }
@@ -359,7 +347,7 @@ void ReadBy(const std::string& route, REALpictureStruct* picture, SharedBand* ke
   if (route == "xgetimage") {
     XImage* image = XGetImage(display, xid, 0, 0, width, height, AllPlanes, ZPixmap);
     for (int32_t y = 0; y < height; ++y)
-      XrgbToRgb24Row(reinterpret_cast<uint8_t*>(image->data) + y * image->bytes_per_line,
+      XrgbToRgb24Row(reinterpret_cast<const uint32_t*>(image->data + y * image->bytes_per_line),
                      out + static_cast<size_t>(y) * rowBytes, width);
     XDestroyImage(image);
   } else if (kept) {

@@ -94,8 +94,7 @@ struct MemoryReader {
 // the writer's buffer, which the memory reader takes over. Always true.
 bool ReadWriterPixels(PictureWriter& writer, MemoryReader& memory);
 // Converts `width` writer words into reader pixels, also in place (dst ==
-// src as bytes): the 16 bytes written for four pixels end where their
-// words end, or the 4 past them are written again by the next pixels.
+// src as bytes); writes the row's 3 * width bytes and nothing beyond.
 void XrgbToRgb24Row(const uint32_t* src, uint8_t* dst, int32_t width);
 
 // Rotate45 with each pass's writer read as the next pass's reader, where a

@@ -416,15 +416,16 @@ REALpictureStruct* Rotate(REALpictureStruct* picture, double angle, uint32_t bac
 }
 
 void XrgbToRgb24Row(const uint32_t* src, uint8_t* dst, int32_t width) {
-  // Four words at a time: their red, green and blue bytes make 12 bytes,
-  // stored as 16; the 4 bytes after them lie inside the words just read
-  // or are written again by the next pixels.
+  // Four words at a time: their red, green and blue bytes make 12 bytes.
+  // Nothing beyond the row's 3 * width bytes is written, so the rows can be
+  // made in place (a row's bytes start no later than its words) or anywhere
+  // else.
   int32_t x = 0;
   for (; x + 4 <= width; x += 4) {
     ByteVector16 in;
     __builtin_memcpy(&in, src + x, sizeof in);
     const ByteVector16 out = __builtin_shufflevector(in, in, 2, 1, 0, 6, 5, 4, 10, 9, 8, 14, 13, 12, 0, 0, 0, 0);
-    __builtin_memcpy(dst + 3 * static_cast<ptrdiff_t>(x), &out, sizeof out);
+    __builtin_memcpy(dst + 3 * static_cast<ptrdiff_t>(x), &out, 12);
   }
   for (; x < width; ++x) {
     const uint32_t word = src[x];
