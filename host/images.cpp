@@ -104,20 +104,27 @@ Object* Host::State::MakePicture(int32_t width, int32_t height, const char* serv
   return o;
 }
 
+// The words are drawn in bands of rows through one small RGB buffer: a copy
+// of the whole picture would be fresh memory on every build, and on a large
+// picture touching fresh pages costs more than the conversion itself.
 void Host::State::DrawPixels(Object* picture, const uint32_t* pixels, int32_t rowWords) {
   const int32_t w = picture->width, h = picture->height;
-  std::vector<guchar> rgb(static_cast<size_t>(w) * h * 3);
-  for (int32_t y = 0; y < h; ++y) {
-    const uint32_t* row = pixels + static_cast<size_t>(y) * rowWords;
-    guchar* out = rgb.data() + static_cast<size_t>(y) * w * 3;
-    for (int32_t x = 0; x < w; ++x) {
-      out[3 * x] = (row[x] >> 16) & 0xFF;
-      out[3 * x + 1] = (row[x] >> 8) & 0xFF;
-      out[3 * x + 2] = row[x] & 0xFF;
-    }
-  }
+  const int32_t band = std::max<int32_t>(1, std::min<int32_t>(h, (1 << 20) / (3 * w + 1)));
+  std::vector<guchar> rgb(static_cast<size_t>(w) * band * 3);
   GdkGC* gc = gdk_gc_new(picture->pixmap);
-  gdk_draw_rgb_image(picture->pixmap, gc, 0, 0, w, h, GDK_RGB_DITHER_NONE, rgb.data(), w * 3);
+  for (int32_t y0 = 0; y0 < h; y0 += band) {
+    const int32_t rows = std::min(band, h - y0);
+    for (int32_t y = 0; y < rows; ++y) {
+      const uint32_t* row = pixels + static_cast<size_t>(y0 + y) * rowWords;
+      guchar* out = rgb.data() + static_cast<size_t>(y) * w * 3;
+      for (int32_t x = 0; x < w; ++x) {
+        out[3 * x] = (row[x] >> 16) & 0xFF;
+        out[3 * x + 1] = (row[x] >> 8) & 0xFF;
+        out[3 * x + 2] = row[x] & 0xFF;
+      }
+    }
+    gdk_draw_rgb_image(picture->pixmap, gc, 0, y0, w, rows, GDK_RGB_DITHER_NONE, rgb.data(), w * 3);
+  }
   g_object_unref(gc);
 }
 
