@@ -582,13 +582,20 @@ std::string NilReason(Host& host, const Execution& e) {
     if (!std::isfinite(angle)) {
       reason = "the angle is not a number";
     } else if (std::fmod(angle, 90.0) != 0) {
-      // Three shears: along x by tan(a/2), along y by sin(a), along x again.
-      const double a = angle * M_PI / 180, t = std::fabs(std::tan(a / 2)), sn = std::fabs(std::sin(a));
-      const double w = host.Width(e.picture), h = host.Height(e.picture);
-      const double w1 = std::ceil(w + h * t), h2 = std::ceil(h + w1 * sn), w3 = std::ceil(w1 + h2 * t);
-      if (w3 > kSide || h2 > kSide || w3 * h2 > static_cast<double>(kArea)) {
-        reason = "the sheared intermediate pictures of this rotation are about " + std::to_string(int64_t(w3)) + "x" +
-                 std::to_string(int64_t(h2)) + " pixels" + limits;
+      // The rotation turns by whole quarters first, then shears three times
+      // by the rest r: rows by tan(r/2), columns by sin(r), rows again.
+      double a = std::fmod(angle, 360.0);
+      if (a < 0) a += 360.0;
+      const int turns = (a > 90.0) + (a > 180.0) + (a > 270.0);
+      const double r = (a - 90.0 * turns) * M_PI / 180, t = std::tan(r / 2), sn = std::sin(r), cs = std::cos(r);
+      const double w = turns % 2 ? host.Height(e.picture) : host.Width(e.picture);
+      const double h = turns % 2 ? host.Width(e.picture) : host.Height(e.picture);
+      const double w1 = w + std::trunc(t * h), h2 = std::trunc(cs * h + sn * w) + 1, w3 = std::trunc(cs * w + sn * h) + 1;
+      auto fits = [&](double x, double y) { return x <= kSide && y <= kSide && x * y <= static_cast<double>(kArea); };
+      if (!fits(w1, h) || !fits(w1, h2) || !fits(w3, h2)) {
+        reason = "its sheared passes would be " + std::to_string(int64_t(w1)) + "x" + std::to_string(int64_t(h)) +
+                 ", " + std::to_string(int64_t(w1)) + "x" + std::to_string(int64_t(h2)) + " and " +
+                 std::to_string(int64_t(w3)) + "x" + std::to_string(int64_t(h2)) + " pixels" + limits;
       }
     }
   }
