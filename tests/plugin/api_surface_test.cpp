@@ -23,6 +23,7 @@
 #include <sstream>
 
 #include "cli/call.h"
+#include "cli/help.h"
 #include "host/host_state.h"
 #include "tests/support/host_fixture.h"
 #include "tests/support/picturehost_run.h"
@@ -573,7 +574,8 @@ TEST_F(ApiSurface, MethodRecordsAreFourWordsForNewHostsThreeForOldOnes) {
 // else is; every entry has an example that calls it, and every example runs
 // the way the command line runs it (in a scratch directory that sees the
 // source tree's tests/ folder for its data files): a nil result is fine, bad
-// input is not.
+// input is not. `picturehost help NAME` shows every line of the entries of
+// NAME and the lines of its entries (prose without its backticks).
 TEST_F(ApiSurface, DocumentsExactlyTheApiWithExamplesThatCallIt) {
   using Key = std::pair<std::string, std::string>;  // owner ("Picture", "graphics", "global" or a class), text
   std::map<Key, bool> declarations;                  // -> has a setter
@@ -582,7 +584,7 @@ TEST_F(ApiSurface, DocumentsExactlyTheApiWithExamplesThatCallIt) {
     if (row.method()) declarations[{row.owner, row.text()}] = row.setter();
     for (const Property& p : row.properties()) properties[row.owner].insert(p.name + " as " + p.type);
   }
-  struct Entry { Key key; int line; bool called = false; };
+  struct Entry { Key key; int line; bool called = false; std::vector<std::string> body; };
   std::vector<Entry> entries;
   std::set<Key> documented;
   const std::map<std::string, std::string> owners = {
@@ -595,10 +597,16 @@ TEST_F(ApiSurface, DocumentsExactlyTheApiWithExamplesThatCallIt) {
   std::filesystem::current_path(dir.path());
   std::smatch m;
   std::string line, owner;
-  bool fenced = false;
+  bool fenced = false, inEntry = false;
   for (int number = 1; std::getline(in, line); ++number) {
     const std::string where = "line " + std::to_string(number) + ": ";
     if (line.rfind("```", 0) == 0) fenced = !fenced;
+    inEntry = inEntry && (fenced || line.rfind('#', 0) != 0);
+    if (inEntry && !line.empty() && line.rfind("```", 0) != 0) {
+      std::string shown = line;
+      if (!fenced && line.rfind("    ", 0) != 0) shown.erase(std::remove(shown.begin(), shown.end(), '`'), shown.end());
+      entries.back().body.push_back(shown);
+    }
     if (line.rfind("    picturehost ", 0) == 0) {
       if (entries.empty()) {
         ADD_FAILURE() << where << "an example before any entry";
@@ -629,14 +637,19 @@ TEST_F(ApiSurface, DocumentsExactlyTheApiWithExamplesThatCallIt) {
       else if (it == declarations.end()) ADD_FAILURE() << where << m[1] << " is no declaration of " << owner;
       else EXPECT_EQ(m[2].str().find("*(assignable)*") != std::string::npos, it->second) << where << "setter";
       EXPECT_TRUE(documented.insert(key).second) << where << "documented twice";
-      entries.push_back({key, number});
+      entries.push_back({key, number, false, {m[1]}});
+      inEntry = true;
     } else if (properties.count(owner) && std::regex_match(line, m, property)) {
       documentedProperties[owner].insert(m[1]);
     }
   }
   std::filesystem::current_path(saved);
   ASSERT_GT(entries.size(), 50u) << "docs/api.md was not read";
-  for (const Entry& e : entries) EXPECT_TRUE(e.called) << "line " << e.line << ": no example calls " << e.key.second;
+  for (const Entry& e : entries) {
+    EXPECT_TRUE(e.called) << "line " << e.line << ": no example calls " << e.key.second;
+    const std::string help = ph::HelpFor(e.key.second.substr(0, e.key.second.find_first_of(" (")));
+    for (const std::string& shown : e.body) EXPECT_NE(help.find(shown), std::string::npos) << shown << " in\n" << help;
+  }
   for (const auto& [key, setter] : declarations) EXPECT_TRUE(documented.count(key)) << key.first << ": " << key.second << " is not documented";
   EXPECT_EQ(documentedProperties, properties);  // the extensions have none
 }
