@@ -5,6 +5,11 @@
 #include <cstddef>
 #include <iterator>
 
+#if defined(__GNUC__) && (defined(__x86_64__) || defined(__i386__))
+#include <immintrin.h>
+#define PICTURE_MATRIX_PAIRS 1
+#endif
+
 #include "filters/handlers.h"
 #include "filters/kernels.h"
 #include "pixels/kernel_choice.h"
@@ -183,13 +188,132 @@ void CellSums(const uint8_t* __restrict p0, const uint8_t* __restrict p1, const 
   }
 }
 
+#if defined(PICTURE_MATRIX_PAIRS)
+// The 25 cells as 13 pairs of 16-bit cells, each pair in one 32-bit word (the
+// first cell in the low half) for vpmaddwd, which multiplies two 16-bit
+// channel values by the pair and adds the two products in one 32-bit lane.
+// Pairs 0 to 9 are the horizontal neighbours (kx, kx + 1) for kx = 0 and 2 of
+// each row; pairs 10 and 11 the last column of rows 0 and 1, and of rows 2 and
+// 3; pair 12 the last cell of row 4 with a 0.
+struct CellPairs {
+  int32_t words[13];
+};
+
+int32_t PairWord(int32_t first, int32_t second) {
+  return static_cast<int32_t>((static_cast<uint32_t>(first) & 0xFFFFu) | (static_cast<uint32_t>(second) << 16));
+}
+
+// False when a cell does not fit 16 bits (cells above 254 are 0 already).
+bool MakeCellPairs(const int32_t* cells, CellPairs& pairs) {
+  for (int32_t i = 0; i < 25; ++i) {
+    if (cells[i] < -32768) return false;
+  }
+  for (int32_t ky = 0; ky < 5; ++ky) {
+    pairs.words[2 * ky] = PairWord(cells[5 * ky], cells[5 * ky + 1]);
+    pairs.words[2 * ky + 1] = PairWord(cells[5 * ky + 2], cells[5 * ky + 3]);
+  }
+  pairs.words[10] = PairWord(cells[4], cells[9]);
+  pairs.words[11] = PairWord(cells[14], cells[19]);
+  pairs.words[12] = PairWord(cells[24], 0);
+  return true;
+}
+
+// Sixteen bytes from p in both halves of a vector.
+__attribute__((target("avx2"))) inline __m256i Bytes16(const uint8_t* p) {
+  return _mm256_broadcastsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)));
+}
+
+// The cell sums of the eight channel values from p[k] + j on: lane t takes
+// value j + t, from p[k][j + t + o] and p[k][j + t + o + 3] for the
+// horizontal pairs at o = 0 and 6, from p[k][j + t + 12] of two rows for the
+// vertical ones. Reads the 16 bytes from p[k] + j + 12 at most.
+__attribute__((target("avx2"))) inline __m256i PairedSums(const uint8_t* const p[5], const __m256i w[13], int32_t j) {
+  // Bytes t and t + 3 of a 16-byte row piece, zero-extended to the two 16-bit
+  // halves of lane t (t = 0..3 in the lower 128 bits, 4..7 in the upper).
+  const __m256i across = _mm256_setr_epi8(0, -1, 3, -1, 1, -1, 4, -1, 2, -1, 5, -1, 3, -1, 6, -1,  //
+                                          4, -1, 7, -1, 5, -1, 8, -1, 6, -1, 9, -1, 7, -1, 10, -1);
+  // Bytes 2t and 2t + 1 of two interleaved row pieces, the same way.
+  const __m256i down = _mm256_setr_epi8(0, -1, 1, -1, 2, -1, 3, -1, 4, -1, 5, -1, 6, -1, 7, -1,  //
+                                        8, -1, 9, -1, 10, -1, 11, -1, 12, -1, 13, -1, 14, -1, 15, -1);
+  __m256i rowSums[5];
+  for (int32_t ky = 0; ky < 5; ++ky) {
+    const __m256i left = _mm256_madd_epi16(_mm256_shuffle_epi8(Bytes16(p[ky] + j), across), w[2 * ky]);
+    const __m256i right = _mm256_madd_epi16(_mm256_shuffle_epi8(Bytes16(p[ky] + j + 6), across), w[2 * ky + 1]);
+    rowSums[ky] = _mm256_add_epi32(left, right);
+  }
+  const __m256i last01 =
+      _mm256_shuffle_epi8(_mm256_unpacklo_epi8(Bytes16(p[0] + j + 12), Bytes16(p[1] + j + 12)), down);
+  const __m256i last23 =
+      _mm256_shuffle_epi8(_mm256_unpacklo_epi8(Bytes16(p[2] + j + 12), Bytes16(p[3] + j + 12)), down);
+  const __m256i last4 = _mm256_shuffle_epi8(Bytes16(p[4] + j + 12), across);
+  const __m256i last =
+      _mm256_add_epi32(_mm256_add_epi32(_mm256_madd_epi16(last01, w[10]), _mm256_madd_epi16(last23, w[11])),
+                       _mm256_madd_epi16(last4, w[12]));
+  return _mm256_add_epi32(
+      _mm256_add_epi32(_mm256_add_epi32(rowSums[0], rowSums[1]), _mm256_add_epi32(rowSums[2], rowSums[3])),
+      _mm256_add_epi32(rowSums[4], last));
+}
+
+// Four sums made values as MatrixValues does: displaced and scaled in double,
+// then clamped (not-a-number to 0: the maximum with 0 comes first and gives
+// its second operand for it) and truncated.
+__attribute__((target("avx2"))) inline __m128i PairedValues(__m128i sums, __m256d displacement, __m256d scale,
+                                                            bool scaled) {
+  __m256d v = _mm256_add_pd(displacement, _mm256_cvtepi32_pd(sums));
+  if (scaled) v = _mm256_mul_pd(scale, v);
+  v = _mm256_min_pd(_mm256_max_pd(v, _mm256_setzero_pd()), _mm256_set1_pd(255.0));
+  return _mm256_cvttpd_epi32(v);
+}
+
+// MatrixRowFast's words for pixels 0, 8, 16, ... as long as all eight pixels'
+// reads stay in the row (3 * count + 12 bytes from rows[k]); returns the
+// number of pixels done.
+__attribute__((target("avx2"))) int32_t PairedMatrixRow(const uint8_t* const rows[5], uint32_t* dst, int32_t count,
+                                                        const CellPairs& pairs, const MatrixKernel& kernel) {
+  __m256i w[13];
+  for (int32_t i = 0; i < 13; ++i) w[i] = _mm256_set1_epi32(pairs.words[i]);
+  const __m256d displacement = _mm256_set1_pd(kernel.displacement);
+  const __m256d scale = _mm256_set1_pd(kernel.scale);
+  const bool scaled = kernel.scale != 1.0;
+  // Pixel t's red, green and blue bytes (3t, 3t + 1, 3t + 2) as the word
+  // 0x00RRGGBB.
+  const __m128i toWords = _mm_setr_epi8(2, 1, 0, -1, 5, 4, 3, -1, 8, 7, 6, -1, 11, 10, 9, -1);
+  const __m128i mask = _mm_set1_epi32(static_cast<int32_t>((kernel.channels & kChannelRed ? 0xFF0000u : 0) |
+                                                           (kernel.channels & kChannelGreen ? 0x00FF00u : 0) |
+                                                           (kernel.channels & kChannelBlue ? 0x0000FFu : 0)));
+  int32_t i = 0;
+  // The last read of pixels i..i+7 ends at byte 3 * i + 16 + 27.
+  for (; 3 * i + 44 <= 3 * count + 12; i += 8) {
+    __m128i values[6];
+    for (int32_t k = 0; k < 3; ++k) {
+      const __m256i sums = PairedSums(rows, w, 3 * i + 8 * k);
+      values[2 * k] = PairedValues(_mm256_castsi256_si128(sums), displacement, scale, scaled);
+      values[2 * k + 1] = PairedValues(_mm256_extracti128_si256(sums, 1), displacement, scale, scaled);
+    }
+    const __m128i bytes0 =
+        _mm_packus_epi16(_mm_packs_epi32(values[0], values[1]), _mm_packs_epi32(values[2], values[3]));
+    const __m128i half = _mm_packs_epi32(values[4], values[5]);
+    const __m128i bytes1 = _mm_packus_epi16(half, half);
+    const __m128i low = _mm_and_si128(_mm_shuffle_epi8(bytes0, toWords), mask);
+    const __m128i high = _mm_and_si128(_mm_shuffle_epi8(_mm_alignr_epi8(bytes1, bytes0, 12), toWords), mask);
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + i), low);
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + i + 4), high);
+  }
+  return i;
+}
+#endif
+
 }  // namespace
 
 // Channel values side by side: the sum of result channel value j over a
 // block is the sum of cell * (channel value j + 3 * kx of row ky), exact in
 // 32 bits when 255 times the cells' magnitudes fits; the plain kernel
 // otherwise. A 32-bit sum and the displacement (a 32-bit value too) are exact
-// as doubles, so the displaced sum is the plain kernel's 64-bit one.
+// as doubles, so the displaced sum is the plain kernel's 64-bit one. Where
+// every cell fits 16 bits and the processor has AVX2, vpmaddwd forms the
+// products two at a time (PairedMatrixRow): a channel value of at most 255
+// times a 16-bit cell, and the sum of two such, cannot leave a 32-bit lane,
+// and the bound on the magnitudes keeps every partial sum exact too.
 void MatrixRowFast(const uint8_t* const rows[5], uint32_t* dst, int32_t count, const MatrixKernel& kernel) {
   int64_t magnitude = 0;
   for (int32_t cell : kernel.cells) magnitude += cell < 0 ? -int64_t{cell} : cell;
@@ -197,10 +321,19 @@ void MatrixRowFast(const uint8_t* const rows[5], uint32_t* dst, int32_t count, c
     MatrixRow(rows, dst, count, kernel);
     return;
   }
+  int32_t done = 0;
+#if defined(PICTURE_MATRIX_PAIRS)
+  CellPairs pairs;
+  if (MakeCellPairs(kernel.cells, pairs) && __builtin_cpu_supports("avx2")) {
+    done = PairedMatrixRow(rows, dst, count, pairs, kernel);
+  }
+#endif
+  // The rest, and all of it where the cells need 32 bits or the processor
+  // has no AVX2.
   const bool scaled = kernel.scale != 1.0;
   int32_t sums[3 * kMatrixBlock];
   uint8_t values[3 * kMatrixBlock];
-  for (int32_t i0 = 0; i0 < count; i0 += kMatrixBlock) {
+  for (int32_t i0 = done; i0 < count; i0 += kMatrixBlock) {
     const int32_t pixels = std::min(kMatrixBlock, count - i0);
     const int32_t n = 3 * pixels;
     const ptrdiff_t at = 3 * static_cast<ptrdiff_t>(i0);

@@ -43,7 +43,7 @@ TEST_F(MatrixFilter, EachCellWeighsItsOwnNeighbour) {
   EXPECT_EQ(RunOn(Matrix(Flat(4, 9, 0xFFFFFF), {M(2, 2, 1)})), std::vector<uint32_t>(36, 0u));
 }
 
-// The one computed pixel of a 5 x 5 flat picture.
+// The first computed pixel of a flat picture wide enough for whole vectors.
 TEST_F(MatrixFilter, SumsAreDisplacedScaledTruncatedAndClamped) {
   std::vector<Setting> nine = {S(1.0 / 9.0)};
   for (int32_t i = 0; i < 9; ++i) nine.push_back(M(1 + i % 3, 1 + i / 3, 1));
@@ -66,7 +66,7 @@ TEST_F(MatrixFilter, SumsAreDisplacedScaledTruncatedAndClamped) {
       {Rgb(255, 0, 1), {M(2, 2, 1), S(NAN)}, 0},  // not a number gives 0
   };
   for (size_t i = 0; i < std::size(cases); ++i)
-    EXPECT_EQ(RunOn(Matrix(Flat(5, 5, cases[i].flat), cases[i].settings))[12], cases[i].expected) << "case " << i;
+    EXPECT_EQ(RunOn(Matrix(Flat(16, 5, cases[i].flat), cases[i].settings))[34], cases[i].expected) << "case " << i;
 }
 
 TEST_F(MatrixFilter, RectangleIsClippedToThePicture) {
