@@ -3,6 +3,7 @@
 // pixels around it)), clamped to 0..255, computed per colour channel.
 #include <algorithm>
 #include <cstddef>
+#include <cstring>
 #include <iterator>
 
 #if defined(__GNUC__) && (defined(__x86_64__) || defined(__i386__))
@@ -265,41 +266,63 @@ __attribute__((target("avx2"))) inline __m128i PairedValues(__m128i sums, __m256
   return _mm256_cvttpd_epi32(v);
 }
 
-// MatrixRowFast's words for pixels 0, 8, 16, ... as long as all eight pixels'
-// reads stay in the row (3 * count + 12 bytes from rows[k]); returns the
-// number of pixels done.
-__attribute__((target("avx2"))) int32_t PairedMatrixRow(const uint8_t* const rows[5], uint32_t* dst, int32_t count,
-                                                        const CellPairs& pairs, const MatrixKernel& kernel) {
-  __m256i w[13];
-  for (int32_t i = 0; i < 13; ++i) w[i] = _mm256_set1_epi32(pairs.words[i]);
-  const __m256d displacement = _mm256_set1_pd(kernel.displacement);
-  const __m256d scale = _mm256_set1_pd(kernel.scale);
-  const bool scaled = kernel.scale != 1.0;
+// The kernel as PairedMatrixRow's steps take it.
+struct PairedKernel {
+  __m256i pairs[13];  // each cell pair in every lane
+  __m256d displacement;
+  __m256d scale;
+  bool scaled;
+  __m128i mask;  // the words' bits of the chosen channels
+};
+
+// The words of the eight pixels whose channel values start at p[k] + j.
+__attribute__((target("avx2"))) inline void PairedEight(const uint8_t* const p[5], int32_t j, const PairedKernel& k,
+                                                        uint32_t* out) {
   // Pixel t's red, green and blue bytes (3t, 3t + 1, 3t + 2) as the word
   // 0x00RRGGBB.
   const __m128i toWords = _mm_setr_epi8(2, 1, 0, -1, 5, 4, 3, -1, 8, 7, 6, -1, 11, 10, 9, -1);
-  const __m128i mask = _mm_set1_epi32(static_cast<int32_t>((kernel.channels & kChannelRed ? 0xFF0000u : 0) |
-                                                           (kernel.channels & kChannelGreen ? 0x00FF00u : 0) |
-                                                           (kernel.channels & kChannelBlue ? 0x0000FFu : 0)));
-  int32_t i = 0;
-  // The last read of pixels i..i+7 ends at byte 3 * i + 16 + 27.
-  for (; 3 * i + 44 <= 3 * count + 12; i += 8) {
-    __m128i values[6];
-    for (int32_t k = 0; k < 3; ++k) {
-      const __m256i sums = PairedSums(rows, w, 3 * i + 8 * k);
-      values[2 * k] = PairedValues(_mm256_castsi256_si128(sums), displacement, scale, scaled);
-      values[2 * k + 1] = PairedValues(_mm256_extracti128_si256(sums, 1), displacement, scale, scaled);
-    }
-    const __m128i bytes0 =
-        _mm_packus_epi16(_mm_packs_epi32(values[0], values[1]), _mm_packs_epi32(values[2], values[3]));
-    const __m128i half = _mm_packs_epi32(values[4], values[5]);
-    const __m128i bytes1 = _mm_packus_epi16(half, half);
-    const __m128i low = _mm_and_si128(_mm_shuffle_epi8(bytes0, toWords), mask);
-    const __m128i high = _mm_and_si128(_mm_shuffle_epi8(_mm_alignr_epi8(bytes1, bytes0, 12), toWords), mask);
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + i), low);
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + i + 4), high);
+  __m128i values[6];
+  for (int32_t v = 0; v < 3; ++v) {
+    const __m256i sums = PairedSums(p, k.pairs, j + 8 * v);
+    values[2 * v] = PairedValues(_mm256_castsi256_si128(sums), k.displacement, k.scale, k.scaled);
+    values[2 * v + 1] = PairedValues(_mm256_extracti128_si256(sums, 1), k.displacement, k.scale, k.scaled);
   }
-  return i;
+  const __m128i bytes0 = _mm_packus_epi16(_mm_packs_epi32(values[0], values[1]), _mm_packs_epi32(values[2], values[3]));
+  const __m128i half = _mm_packs_epi32(values[4], values[5]);
+  const __m128i bytes1 = _mm_packus_epi16(half, half);
+  const __m128i low = _mm_and_si128(_mm_shuffle_epi8(bytes0, toWords), k.mask);
+  const __m128i high = _mm_and_si128(_mm_shuffle_epi8(_mm_alignr_epi8(bytes1, bytes0, 12), toWords), k.mask);
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(out), low);
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 4), high);
+}
+
+// MatrixRowFast's words, eight pixels a step. A row has 3 * count + 12 bytes
+// from rows[k]; a step reads 44 bytes from its first channel value on.
+__attribute__((target("avx2"))) void PairedMatrixRow(const uint8_t* const rows[5], uint32_t* dst, int32_t count,
+                                                     const CellPairs& pairs, const MatrixKernel& kernel) {
+  PairedKernel k;
+  for (int32_t i = 0; i < 13; ++i) k.pairs[i] = _mm256_set1_epi32(pairs.words[i]);
+  k.displacement = _mm256_set1_pd(kernel.displacement);
+  k.scale = _mm256_set1_pd(kernel.scale);
+  k.scaled = kernel.scale != 1.0;
+  k.mask = _mm_set1_epi32(static_cast<int32_t>((kernel.channels & kChannelRed ? 0xFF0000u : 0) |
+                                               (kernel.channels & kChannelGreen ? 0x00FF00u : 0) |
+                                               (kernel.channels & kChannelBlue ? 0x0000FFu : 0)));
+  int32_t i = 0;
+  for (; 3 * i + 44 <= 3 * count + 12; i += 8) PairedEight(rows, 3 * i, k, dst + i);
+  if (i >= count) return;
+  // Fewer than 11 pixels are left: they are made from copies of their bytes,
+  // with zeros behind for two whole steps (68 bytes).
+  uint8_t copies[5][80] = {};
+  const uint8_t* p[5];
+  for (int32_t r = 0; r < 5; ++r) {
+    std::memcpy(copies[r], rows[r] + 3 * i, 3 * static_cast<size_t>(count - i) + 12);
+    p[r] = copies[r];
+  }
+  uint32_t words[16];
+  PairedEight(p, 0, k, words);
+  if (count - i > 8) PairedEight(p, 24, k, words + 8);
+  std::memcpy(dst + i, words, sizeof(uint32_t) * static_cast<size_t>(count - i));
 }
 #endif
 
@@ -321,19 +344,17 @@ void MatrixRowFast(const uint8_t* const rows[5], uint32_t* dst, int32_t count, c
     MatrixRow(rows, dst, count, kernel);
     return;
   }
-  int32_t done = 0;
 #if defined(PICTURE_MATRIX_PAIRS)
   CellPairs pairs;
   if (MakeCellPairs(kernel.cells, pairs) && __builtin_cpu_supports("avx2")) {
-    done = PairedMatrixRow(rows, dst, count, pairs, kernel);
+    PairedMatrixRow(rows, dst, count, pairs, kernel);
+    return;
   }
 #endif
-  // The rest, and all of it where the cells need 32 bits or the processor
-  // has no AVX2.
   const bool scaled = kernel.scale != 1.0;
   int32_t sums[3 * kMatrixBlock];
   uint8_t values[3 * kMatrixBlock];
-  for (int32_t i0 = done; i0 < count; i0 += kMatrixBlock) {
+  for (int32_t i0 = 0; i0 < count; i0 += kMatrixBlock) {
     const int32_t pixels = std::min(kMatrixBlock, count - i0);
     const int32_t n = 3 * pixels;
     const ptrdiff_t at = 3 * static_cast<ptrdiff_t>(i0);
