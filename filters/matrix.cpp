@@ -255,24 +255,23 @@ __attribute__((target("avx2"))) inline __m256i PairedSums(const uint8_t* const p
       _mm256_add_epi32(rowSums[4], last));
 }
 
-// Four sums made values as MatrixValues does: displaced and scaled in double,
-// then clamped (not-a-number to 0: the maximum with 0 comes first and gives
-// its second operand for it) and truncated.
-__attribute__((target("avx2"))) inline __m128i PairedValues(__m128i sums, __m256d displacement, __m256d scale,
-                                                            bool scaled) {
-  __m256d v = _mm256_add_pd(displacement, _mm256_cvtepi32_pd(sums));
-  if (scaled) v = _mm256_mul_pd(scale, v);
-  v = _mm256_min_pd(_mm256_max_pd(v, _mm256_setzero_pd()), _mm256_set1_pd(255.0));
-  return _mm256_cvttpd_epi32(v);
+// Four sums made values as MatrixValues does for a scale other than 1:
+// displaced and scaled in double, then clamped (not-a-number to 0: the
+// maximum with 0 comes first and gives its second operand for it) and
+// truncated.
+__attribute__((target("avx2"))) inline __m128i ScaledValues(__m128i sums, __m256d displacement, __m256d scale) {
+  const __m256d v = _mm256_mul_pd(scale, _mm256_add_pd(displacement, _mm256_cvtepi32_pd(sums)));
+  return _mm256_cvttpd_epi32(_mm256_min_pd(_mm256_max_pd(v, _mm256_setzero_pd()), _mm256_set1_pd(255.0)));
 }
 
 // The kernel as PairedMatrixRow's steps take it.
 struct PairedKernel {
   __m256i pairs[13];  // each cell pair in every lane
+  bool scaled;        // the scale is not 1
   __m256d displacement;
   __m256d scale;
-  bool scaled;
-  __m128i mask;  // the words' bits of the chosen channels
+  __m256i low, high, shift;  // with a scale of 1: the sums' clamp, and the displacement
+  __m128i mask;              // the words' bits of the chosen channels
 };
 
 // The words of the eight pixels whose channel values start at p[k] + j.
@@ -284,8 +283,14 @@ __attribute__((target("avx2"))) inline void PairedEight(const uint8_t* const p[5
   __m128i values[6];
   for (int32_t v = 0; v < 3; ++v) {
     const __m256i sums = PairedSums(p, k.pairs, j + 8 * v);
-    values[2 * v] = PairedValues(_mm256_castsi256_si128(sums), k.displacement, k.scale, k.scaled);
-    values[2 * v + 1] = PairedValues(_mm256_extracti128_si256(sums, 1), k.displacement, k.scale, k.scaled);
+    if (k.scaled) {
+      values[2 * v] = ScaledValues(_mm256_castsi256_si128(sums), k.displacement, k.scale);
+      values[2 * v + 1] = ScaledValues(_mm256_extracti128_si256(sums, 1), k.displacement, k.scale);
+    } else {
+      const __m256i shifted = _mm256_add_epi32(_mm256_min_epi32(_mm256_max_epi32(sums, k.low), k.high), k.shift);
+      values[2 * v] = _mm256_castsi256_si128(shifted);
+      values[2 * v + 1] = _mm256_extracti128_si256(shifted, 1);
+    }
   }
   const __m128i bytes0 = _mm_packus_epi16(_mm_packs_epi32(values[0], values[1]), _mm_packs_epi32(values[2], values[3]));
   const __m128i half = _mm_packs_epi32(values[4], values[5]);
@@ -302,9 +307,17 @@ __attribute__((target("avx2"))) void PairedMatrixRow(const uint8_t* const rows[5
                                                      const CellPairs& pairs, const MatrixKernel& kernel) {
   PairedKernel k;
   for (int32_t i = 0; i < 13; ++i) k.pairs[i] = _mm256_set1_epi32(pairs.words[i]);
+  k.scaled = kernel.scale != 1.0;
   k.displacement = _mm256_set1_pd(kernel.displacement);
   k.scale = _mm256_set1_pd(kernel.scale);
-  k.scaled = kernel.scale != 1.0;
+  // With a scale of 1 the values need no floating point: a sum is held to
+  // -D..255 - D (as far as 32 bits reach) and D added, which gives 0..255.
+  // Only for D = INT32_MIN is -D beyond 32 bits; every sum then gives
+  // INT32_MAX + D = -1, which the packing into bytes makes the right 0.
+  const int64_t d = kernel.displacement;
+  k.low = _mm256_set1_epi32(static_cast<int32_t>(std::min<int64_t>(-d, INT32_MAX)));
+  k.high = _mm256_set1_epi32(static_cast<int32_t>(std::min<int64_t>(255 - d, INT32_MAX)));
+  k.shift = _mm256_set1_epi32(kernel.displacement);
   k.mask = _mm_set1_epi32(static_cast<int32_t>((kernel.channels & kChannelRed ? 0xFF0000u : 0) |
                                                (kernel.channels & kChannelGreen ? 0x00FF00u : 0) |
                                                (kernel.channels & kChannelBlue ? 0x0000FFu : 0)));

@@ -61,6 +61,7 @@ TEST_F(MatrixFilter, SumsAreDisplacedScaledTruncatedAndClamped) {
       {Grey(100), nine, Grey(100)},
       // -16843009 * 255 = -(2^32 - 1): a wrapping 32-bit sum would give 1 + 200.
       {Rgb(255, 0, 1), {M(2, 2, -16843009), D(200)}, Rgb(0, 200, 0)},
+      {Rgb(255, 0, 1), {M(2, 2, -1), D(INT32_MIN)}, 0},  // -D is beyond 32 bits
       {Rgb(255, 0, 1), {M(2, 2, 1), S(1e300)}, Rgb(255, 0, 255)},
       {Rgb(255, 0, 1), {M(2, 2, 1), S(-1e300)}, 0},
       {Rgb(255, 0, 1), {M(2, 2, 1), S(NAN)}, 0},  // not a number gives 0
