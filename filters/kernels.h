@@ -22,7 +22,8 @@ void PrepareMatrixKernel(MatrixKernel& kernel, const int32_t cells[25]);
 // (reader layout), pointing at the pixel two columns left of the first result.
 void MatrixRow(const uint8_t* const rows[5], uint32_t* dst, int32_t count, const MatrixKernel& kernel);
 // The same words, the sums in 32 bits when the cells allow and vectorised
-// across pixels.
+// across pixels; with AVX2, cells of 16 bits take two products an
+// instruction.
 void MatrixRowFast(const uint8_t* const rows[5], uint32_t* dst, int32_t count, const MatrixKernel& kernel);
 
 // --- Separable convolution ---------------------------------------------------

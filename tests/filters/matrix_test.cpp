@@ -43,7 +43,7 @@ TEST_F(MatrixFilter, EachCellWeighsItsOwnNeighbour) {
   EXPECT_EQ(RunOn(Matrix(Flat(4, 9, 0xFFFFFF), {M(2, 2, 1)})), std::vector<uint32_t>(36, 0u));
 }
 
-// The one computed pixel of a 5 x 5 flat picture.
+// The first computed pixel of a flat picture wide enough for whole vectors.
 TEST_F(MatrixFilter, SumsAreDisplacedScaledTruncatedAndClamped) {
   std::vector<Setting> nine = {S(1.0 / 9.0)};
   for (int32_t i = 0; i < 9; ++i) nine.push_back(M(1 + i % 3, 1 + i / 3, 1));
@@ -61,12 +61,13 @@ TEST_F(MatrixFilter, SumsAreDisplacedScaledTruncatedAndClamped) {
       {Grey(100), nine, Grey(100)},
       // -16843009 * 255 = -(2^32 - 1): a wrapping 32-bit sum would give 1 + 200.
       {Rgb(255, 0, 1), {M(2, 2, -16843009), D(200)}, Rgb(0, 200, 0)},
+      {Rgb(255, 0, 1), {M(2, 2, -1), D(INT32_MIN)}, 0},  // -D is beyond 32 bits
       {Rgb(255, 0, 1), {M(2, 2, 1), S(1e300)}, Rgb(255, 0, 255)},
       {Rgb(255, 0, 1), {M(2, 2, 1), S(-1e300)}, 0},
       {Rgb(255, 0, 1), {M(2, 2, 1), S(NAN)}, 0},  // not a number gives 0
   };
   for (size_t i = 0; i < std::size(cases); ++i)
-    EXPECT_EQ(RunOn(Matrix(Flat(5, 5, cases[i].flat), cases[i].settings))[12], cases[i].expected) << "case " << i;
+    EXPECT_EQ(RunOn(Matrix(Flat(16, 5, cases[i].flat), cases[i].settings))[34], cases[i].expected) << "case " << i;
 }
 
 TEST_F(MatrixFilter, RectangleIsClippedToThePicture) {
