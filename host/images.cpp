@@ -104,12 +104,12 @@ Object* Host::State::MakePicture(int32_t width, int32_t height, const char* serv
   return o;
 }
 
-// The words are drawn in bands of rows through one small RGB buffer: a copy
-// of the whole picture would be fresh memory on every build, and on a large
-// picture touching fresh pages costs more than the conversion itself.
+// The words are drawn in bands of 64 rows through one small RGB buffer: a
+// copy of the whole picture would be fresh memory on every build, and on a
+// large picture touching fresh pages costs more than the conversion itself.
 void Host::State::DrawPixels(Object* picture, const uint32_t* pixels, int32_t rowWords) {
   const int32_t w = picture->width, h = picture->height;
-  const int32_t band = std::max<int32_t>(1, std::min<int32_t>(h, (1 << 20) / (3 * w + 1)));
+  const int32_t band = std::min<int32_t>(h, 64);
   std::vector<guchar> rgb(static_cast<size_t>(w) * band * 3);
   GdkGC* gc = gdk_gc_new(picture->pixmap);
   for (int32_t y0 = 0; y0 < h; y0 += band) {
