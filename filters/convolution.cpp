@@ -54,20 +54,24 @@ bool Convolve(const PictureReader& reader, PictureWriter& writer, const Separabl
   const int32_t h = horizontal.count / 2;
   const int32_t stride = 3 * width;
 
-  // Without the intermediate image the result stays all black.
-  auto* intermediate = static_cast<uint8_t*>(CallocPixels(static_cast<size_t>(height) * static_cast<size_t>(stride)));
+  // The vertical pass's scratch shares the intermediate image's allocation,
+  // after it at a 64-byte boundary. Without them the result stays all black.
+  const size_t imageBytes = (static_cast<size_t>(height) * static_cast<size_t>(stride) + 63) & ~size_t{63};
+  auto* intermediate = static_cast<uint8_t*>(CallocPixels(imageBytes + ConvolutionScratchBytes(width, vertical.count)));
   if (!intermediate) return false;
 
   const int32_t columns = width - 3 * h + 1;  // h .. W - 2h
   const auto rowPass = ChooseKernel(ConvolveRowHorizontal, ConvolveRowHorizontalFast);
-  const auto columnPass = ChooseKernel(ConvolveRowVertical, ConvolveRowVerticalFast);
+  const auto columnPass = ChooseKernel(ConvolveRowsVertical, ConvolveRowsVerticalFast);
   if (columns > 0) {
     for (int32_t y = 0; y < height; ++y) {
       rowPass(ReaderRow(reader, y), intermediate + static_cast<size_t>(y) * stride + 3 * h, columns, horizontal);
     }
   }
-  for (int32_t y = h; y <= height - 2 * h; ++y) {
-    columnPass(intermediate + static_cast<size_t>(y - h) * stride, stride, WriterRow(writer, y), width, vertical);
+  const int32_t rows = height - 3 * h + 1;  // h .. H - 2h
+  if (rows > 0) {
+    columnPass(intermediate, stride, WriterRow(writer, h), writer.rowBytes / 4, width, rows, vertical,
+               intermediate + imageBytes);
   }
   std::free(intermediate);
   return true;
@@ -168,6 +172,14 @@ void ConvolveRowVertical(const uint8_t* top, int32_t stride, uint32_t* dst, int3
       value[c] = ClampByte(sum);
     }
     dst[x] = PackRGB(value[0], value[1], value[2]);
+  }
+}
+
+void ConvolveRowsVertical(const uint8_t* top, int32_t stride, uint32_t* dst, int32_t dstWords, int32_t width,
+                          int32_t rows, const SeparableKernel& kernel, void*) {
+  for (int32_t r = 0; r < rows; ++r) {
+    ConvolveRowVertical(top + static_cast<ptrdiff_t>(r) * stride, stride, dst + static_cast<ptrdiff_t>(r) * dstWords,
+                        width, kernel);
   }
 }
 
@@ -394,6 +406,60 @@ PICTURE_AVX2 void VerticalRealAvx2(const uint8_t* first, ptrdiff_t stride, int32
   }
 }
 
+// Doubles per row of the vertical pass's ring: the row's channel values and
+// room for the last step's reads beyond them.
+constexpr size_t RingRowLength(int32_t width) {
+  return ((3 * static_cast<size_t>(width) + 3) & ~size_t{3}) + kAvx2Step;
+}
+
+PICTURE_AVX2 void RowToDoubles(const uint8_t* p, double* v, int32_t n) {
+  int32_t i = 0;
+  for (; i + 4 <= n; i += 4) _mm256_storeu_pd(v + i, FourDoubles(p + i));
+  for (; i < n; ++i) v[i] = p[i];
+  for (; i < n + kAvx2Step; ++i) v[i] = 0.0;
+}
+
+// Vertical pass over several result rows. Intermediate row i is turned into
+// doubles once, into row i % Taps of the ring, where the Taps result rows
+// that read it find it.
+template <int32_t Taps>
+PICTURE_AVX2 void VerticalRingAvx2(const uint8_t* top, int32_t stride, uint32_t* dst, int32_t dstWords, int32_t width,
+                                   int32_t rows, const SeparableKernel& kernel, double* ring) {
+  const int32_t total = 3 * width;
+  const size_t length = RingRowLength(width);
+  __m256d w[Taps];
+  for (int32_t t = 0; t < Taps; ++t) w[t] = _mm256_set1_pd(kernel.weights[t]);
+  for (int32_t i = 0; i < Taps - 1; ++i)
+    RowToDoubles(top + static_cast<ptrdiff_t>(i) * stride, ring + i * length, total);
+  alignas(16) uint8_t values[kConvolutionBlock];
+  for (int32_t r = 0; r < rows; ++r) {
+    const int32_t last = r + Taps - 1;
+    RowToDoubles(top + static_cast<ptrdiff_t>(last) * stride, ring + (last % Taps) * length, total);
+    const double* p[Taps];
+    for (int32_t t = 0; t < Taps; ++t) p[t] = ring + ((r + t) % Taps) * length;
+    const uint8_t* centre = top + static_cast<ptrdiff_t>(r + Taps / 2) * stride;
+    uint32_t* out = dst + static_cast<ptrdiff_t>(r) * dstWords;
+    for (int32_t j0 = 0; j0 < total; j0 += kConvolutionBlock) {
+      const int32_t n = std::min(kConvolutionBlock, total - j0);
+      for (int32_t j = 0; j < n; j += kAvx2Step) {
+        __m256d s[4];
+        for (int32_t k = 0; k < 4; ++k) s[k] = _mm256_mul_pd(w[0], _mm256_loadu_pd(p[0] + j0 + j + 4 * k));
+        for (int32_t t = 1; t < Taps; ++t) {
+          for (int32_t k = 0; k < 4; ++k) {
+            s[k] = _mm256_add_pd(s[k], _mm256_mul_pd(w[t], _mm256_loadu_pd(p[t] + j0 + j + 4 * k)));
+          }
+        }
+        StoreSixteen(s, values + j, n - j);
+      }
+      for (int32_t c = 0; c < 3; ++c) {
+        if (kernel.channels & (1u << c)) continue;
+        for (int32_t j = c; j < n; j += 3) values[j] = centre[j0 + j];
+      }
+      Rgb24ToXrgbRowFast(values, out + j0 / 3, n / 3);
+    }
+  }
+}
+
 using HorizontalReal = void (*)(const uint8_t*, uint8_t*, int32_t, const double*);
 using VerticalReal = void (*)(const uint8_t*, ptrdiff_t, int32_t, const double*, uint8_t*);
 
@@ -408,6 +474,14 @@ constexpr auto VerticalTable(std::integer_sequence<int32_t, I...>) {
 // Entry count - 2 for 2..20 taps.
 constexpr auto kHorizontalReal = HorizontalTable(std::make_integer_sequence<int32_t, kMaxConvolutionTaps - 1>());
 constexpr auto kVerticalReal = VerticalTable(std::make_integer_sequence<int32_t, kMaxConvolutionTaps - 1>());
+
+using VerticalRing = void (*)(const uint8_t*, int32_t, uint32_t*, int32_t, int32_t, int32_t, const SeparableKernel&,
+                              double*);
+template <int32_t... I>
+constexpr auto RingTable(std::integer_sequence<int32_t, I...>) {
+  return std::array<VerticalRing, sizeof...(I)>{VerticalRingAvx2<I + 2>...};
+}
+constexpr auto kVerticalRing = RingTable(std::make_integer_sequence<int32_t, kMaxConvolutionTaps - 1>());
 
 bool RealOnAvx2(const DyadicWeights& dyadic) {
   static const bool avx2 = __builtin_cpu_supports("avx2");
@@ -460,5 +534,30 @@ void ConvolveRowVerticalFast(const uint8_t* top, int32_t stride, uint32_t* dst, 
       for (int32_t j = c; j < n; j += 3) values[j] = top[static_cast<ptrdiff_t>(h) * stride + j0 + j];
     }
     Rgb24ToXrgbRowFast(values, dst + j0 / 3, n / 3);
+  }
+}
+
+size_t ConvolutionScratchBytes(int32_t width, int32_t count) {
+#if PICTURE_CONVOLUTION_AVX2
+  return static_cast<size_t>(count) * RingRowLength(width) * sizeof(double);
+#else
+  (void)width, (void)count;
+  return 0;
+#endif
+}
+
+void ConvolveRowsVerticalFast(const uint8_t* top, int32_t stride, uint32_t* dst, int32_t dstWords, int32_t width,
+                              int32_t rows, const SeparableKernel& kernel, void* scratch) {
+#if PICTURE_CONVOLUTION_AVX2
+  // A single row has nothing to share: the row kernel converts at each tap.
+  if (rows > 1 && RealOnAvx2(FindDyadicWeights(kernel))) {
+    kVerticalRing[kernel.count - 2](top, stride, dst, dstWords, width, rows, kernel, static_cast<double*>(scratch));
+    return;
+  }
+#endif
+  (void)scratch;
+  for (int32_t r = 0; r < rows; ++r) {
+    ConvolveRowVerticalFast(top + static_cast<ptrdiff_t>(r) * stride, stride,
+                            dst + static_cast<ptrdiff_t>(r) * dstWords, width, kernel);
   }
 }

@@ -274,13 +274,15 @@ TEST(FastKernels, ConvolutionPasses) {
     SourceRow src(r, count + k.count - 1);  // the last tap of the last result ends the row
     ExpectSameOutput(3 * count, [&](uint8_t* d) { ConvolveRowHorizontal(src.data(), d, count, k); },
                      [&](uint8_t* d) { ConvolveRowHorizontalFast(src.data(), d, count, k); });
-    const int32_t stride = 3 * count + 3 * r.Int(0, 2);
-    RandomImage column(r, count, k.count, stride);
+    // One result row, or several sharing their intermediate rows.
+    const int32_t stride = 3 * count + 3 * r.Int(0, 2), rows = r.Int(1, 3);
+    RandomImage column(r, count, k.count + rows - 1, stride);
+    std::vector<uint8_t> scratch(ConvolutionScratchBytes(count, k.count));
     ExpectSameOutput(
-        4 * count,
-        [&](uint8_t* d) { ConvolveRowVertical(column.buffer.data(), stride, Words(d), count, k); },
+        4 * count * rows,
+        [&](uint8_t* d) { ConvolveRowsVertical(column.buffer.data(), stride, Words(d), count, count, rows, k, nullptr); },
         [&](uint8_t* d) {
-          ConvolveRowVerticalFast(column.buffer.data(), stride, Words(d), count, k);
+          ConvolveRowsVerticalFast(column.buffer.data(), stride, Words(d), count, count, rows, k, scratch.data());
         });
   }
 }
