@@ -214,6 +214,12 @@ struct DyadicWeights {
 
 DyadicWeights FindDyadicWeights(const SeparableKernel& kernel) {
   DyadicWeights d;
+  // A weight that is k / 2^e for some e up to 16 is whole times 2^16 (a
+  // product that is exact): real weights are told apart at once.
+  for (int32_t t = 0; t < kernel.count; ++t) {
+    const double scaled = kernel.weights[t] * 65536.0;
+    if (scaled != std::trunc(scaled)) return d;
+  }
   for (int32_t e = 0; e <= 16; ++e) {
     int64_t magnitude = 0;
     bool whole = true;
@@ -351,6 +357,18 @@ PICTURE_AVX2 inline void StoreSixteen(const __m256d s[4], uint8_t* out, int32_t 
   std::memcpy(out, part, static_cast<size_t>(count));
 }
 
+// n channel values as doubles at v, and zeros for the 16 after them: the
+// last step of a row reads up to 15 values beyond it, for results it drops.
+PICTURE_AVX2 void RowToDoubles(const uint8_t* p, double* v, int32_t n) {
+  int32_t i = 0;
+  for (; i + 16 <= n; i += 16) {
+    for (int32_t k = 0; k < 16; k += 4) _mm256_storeu_pd(v + i + k, FourDoubles(p + i + k));
+  }
+  for (; i + 4 <= n; i += 4) _mm256_storeu_pd(v + i, FourDoubles(p + i));
+  for (; i < n; ++i) v[i] = p[i];
+  for (; i < n + kAvx2Step; ++i) v[i] = 0.0;
+}
+
 // Horizontal pass over `total` channel values: each block of the row is
 // turned into doubles once, and every tap reads those.
 template <int32_t Taps>
@@ -361,13 +379,7 @@ PICTURE_AVX2 void HorizontalRealAvx2(const uint8_t* src, uint8_t* dst, int32_t t
   for (int32_t t = 0; t < Taps; ++t) w[t] = _mm256_set1_pd(weights[t]);
   for (int32_t j0 = 0; j0 < total; j0 += kConvolutionBlock) {
     const int32_t n = std::min(kConvolutionBlock, total - j0);
-    const uint8_t* p = src + j0;
-    const int32_t m = n + kReach;  // the block's source values
-    int32_t i = 0;
-    for (; i + 4 <= m; i += 4) _mm256_store_pd(v + i, FourDoubles(p + i));
-    for (; i < m; ++i) v[i] = p[i];
-    // The last step reads up to 15 values beyond them, for results it drops.
-    for (; i < m + kAvx2Step; ++i) v[i] = 0.0;
+    RowToDoubles(src + j0, v, n + kReach);
     for (int32_t j = 0; j < n; j += kAvx2Step) {
       __m256d s[4];
       for (int32_t k = 0; k < 4; ++k) s[k] = _mm256_mul_pd(w[0], _mm256_load_pd(v + j + 4 * k));
@@ -410,13 +422,6 @@ PICTURE_AVX2 void VerticalRealAvx2(const uint8_t* first, ptrdiff_t stride, int32
 // room for the last step's reads beyond them.
 constexpr size_t RingRowLength(int32_t width) {
   return ((3 * static_cast<size_t>(width) + 3) & ~size_t{3}) + kAvx2Step;
-}
-
-PICTURE_AVX2 void RowToDoubles(const uint8_t* p, double* v, int32_t n) {
-  int32_t i = 0;
-  for (; i + 4 <= n; i += 4) _mm256_storeu_pd(v + i, FourDoubles(p + i));
-  for (; i < n; ++i) v[i] = p[i];
-  for (; i < n + kAvx2Step; ++i) v[i] = 0.0;
 }
 
 // Vertical pass over several result rows. Intermediate row i is turned into
