@@ -316,15 +316,16 @@ void FilterBlock(const uint8_t* first, ptrdiff_t tapStep, int32_t n, const Separ
 }
 
 #if PICTURE_CONVOLUTION_AVX2
-// Real weights on AVX2 processors: four doubles a vector, 16 channel values
-// (four vectors) a step, the count of taps fixed at compile time so that the
-// weights stay in registers. Every sum is the plain kernel's, term by term:
-// the products w * v in double, added in tap order. The first product starts
-// the sum instead of 0.0 + w * v; the two differ only in the sign of a zero
-// sum, which gives 0 either way.
+// Real weights on AVX2 processors: four doubles a vector, 32 channel values
+// (eight vectors) a step, the count of taps fixed at compile time so that a
+// short kernel's weights stay in registers. Every sum is the plain kernel's,
+// term by term: the products w * v in double, added in tap order. The first
+// product starts the sum instead of 0.0 + w * v; the two differ only in the
+// sign of a zero sum, which gives 0 either way.
 #define PICTURE_AVX2 __attribute__((target("avx2")))
 
-constexpr int32_t kAvx2Step = 16;
+constexpr int32_t kStepVectors = 8;
+constexpr int32_t kAvx2Step = 4 * kStepVectors;
 
 // Four channel values as doubles.
 PICTURE_AVX2 inline __m256d FourDoubles(const uint8_t* p) {
@@ -348,11 +349,11 @@ PICTURE_AVX2 inline void StoreSixteen(const __m256d s[4], uint8_t* out, int32_t 
   const __m128i low = _mm_packs_epi32(FourTruncated(s[0]), FourTruncated(s[1]));
   const __m128i high = _mm_packs_epi32(FourTruncated(s[2]), FourTruncated(s[3]));
   const __m128i bytes = _mm_packus_epi16(low, high);
-  if (count >= kAvx2Step) {
+  if (count >= 16) {
     _mm_storeu_si128(reinterpret_cast<__m128i*>(out), bytes);
     return;
   }
-  alignas(16) uint8_t part[kAvx2Step];
+  alignas(16) uint8_t part[16];
   _mm_store_si128(reinterpret_cast<__m128i*>(part), bytes);
   std::memcpy(out, part, static_cast<size_t>(count));
 }
@@ -381,14 +382,16 @@ PICTURE_AVX2 void HorizontalRealAvx2(const uint8_t* src, uint8_t* dst, int32_t t
     const int32_t n = std::min(kConvolutionBlock, total - j0);
     RowToDoubles(src + j0, v, n + kReach);
     for (int32_t j = 0; j < n; j += kAvx2Step) {
-      __m256d s[4];
-      for (int32_t k = 0; k < 4; ++k) s[k] = _mm256_mul_pd(w[0], _mm256_load_pd(v + j + 4 * k));
+      __m256d s[kStepVectors];
+      for (int32_t k = 0; k < kStepVectors; ++k) s[k] = _mm256_mul_pd(w[0], _mm256_load_pd(v + j + 4 * k));
       for (int32_t t = 1; t < Taps; ++t) {
-        for (int32_t k = 0; k < 4; ++k) {
+        for (int32_t k = 0; k < kStepVectors; ++k) {
           s[k] = _mm256_add_pd(s[k], _mm256_mul_pd(w[t], _mm256_loadu_pd(v + j + 3 * t + 4 * k)));
         }
       }
-      StoreSixteen(s, dst + j0 + j, n - j);
+      for (int32_t q = 0; q < kStepVectors && 4 * q < n - j; q += 4) {
+        StoreSixteen(s + q, dst + j0 + j + 4 * q, n - j - 4 * q);
+      }
     }
   }
 }
@@ -401,14 +404,14 @@ PICTURE_AVX2 void VerticalRealAvx2(const uint8_t* first, ptrdiff_t stride, int32
   for (int32_t t = 0; t < Taps; ++t) w[t] = _mm256_set1_pd(weights[t]);
   int32_t j = 0;
   for (; j + kAvx2Step <= n; j += kAvx2Step) {
-    __m256d s[4];
-    for (int32_t k = 0; k < 4; ++k) s[k] = _mm256_mul_pd(w[0], FourDoubles(first + j + 4 * k));
+    __m256d s[kStepVectors];
+    for (int32_t k = 0; k < kStepVectors; ++k) s[k] = _mm256_mul_pd(w[0], FourDoubles(first + j + 4 * k));
     for (int32_t t = 1; t < Taps; ++t) {
-      for (int32_t k = 0; k < 4; ++k) {
+      for (int32_t k = 0; k < kStepVectors; ++k) {
         s[k] = _mm256_add_pd(s[k], _mm256_mul_pd(w[t], FourDoubles(first + t * stride + j + 4 * k)));
       }
     }
-    StoreSixteen(s, out + j, kAvx2Step);
+    for (int32_t q = 0; q < kStepVectors; q += 4) StoreSixteen(s + q, out + j + 4 * q, 16);
   }
   // The last values of the row one at a time, as the plain kernel does.
   for (; j < n; ++j) {
@@ -447,14 +450,16 @@ PICTURE_AVX2 void VerticalRingAvx2(const uint8_t* top, int32_t stride, uint32_t*
     for (int32_t j0 = 0; j0 < total; j0 += kConvolutionBlock) {
       const int32_t n = std::min(kConvolutionBlock, total - j0);
       for (int32_t j = 0; j < n; j += kAvx2Step) {
-        __m256d s[4];
-        for (int32_t k = 0; k < 4; ++k) s[k] = _mm256_mul_pd(w[0], _mm256_loadu_pd(p[0] + j0 + j + 4 * k));
+        __m256d s[kStepVectors];
+        for (int32_t k = 0; k < kStepVectors; ++k) s[k] = _mm256_mul_pd(w[0], _mm256_loadu_pd(p[0] + j0 + j + 4 * k));
         for (int32_t t = 1; t < Taps; ++t) {
-          for (int32_t k = 0; k < 4; ++k) {
+          for (int32_t k = 0; k < kStepVectors; ++k) {
             s[k] = _mm256_add_pd(s[k], _mm256_mul_pd(w[t], _mm256_loadu_pd(p[t] + j0 + j + 4 * k)));
           }
         }
-        StoreSixteen(s, values + j, n - j);
+        for (int32_t q = 0; q < kStepVectors && 4 * q < n - j; q += 4) {
+          StoreSixteen(s + q, values + j + 4 * q, n - j - 4 * q);
+        }
       }
       for (int32_t c = 0; c < 3; ++c) {
         if (kernel.channels & (1u << c)) continue;
