@@ -358,8 +358,9 @@ PICTURE_AVX2 inline void StoreSixteen(const __m256d s[4], uint8_t* out, int32_t 
   std::memcpy(out, part, static_cast<size_t>(count));
 }
 
-// n channel values as doubles at v, and zeros for the 16 after them: the
-// last step of a row reads up to 15 values beyond it, for results it drops.
+// n channel values as doubles at v, and zeros for a step's worth after them:
+// the last step of a row reads up to 31 values beyond it, for results it
+// drops.
 PICTURE_AVX2 void RowToDoubles(const uint8_t* p, double* v, int32_t n) {
   int32_t i = 0;
   for (; i + 16 <= n; i += 16) {
