@@ -374,6 +374,7 @@ void RegisterAll() {
     cv::filter2D(src, Scratch(0), -1, k);
   });
   static std::vector<uint8_t> intermediate(static_cast<size_t>(kWidth) * 3 * kHeight);
+  static std::vector<uint8_t> scratch(ConvolutionScratchBytes(kWidth, 5));
   // Both passes of a 5-tap convolution with the same weights both ways, and
   // OpenCV's separable filter with them.
   const auto convolution = [src](const std::string& name, std::array<double, 5> w) {
@@ -384,12 +385,11 @@ void RegisterAll() {
       k.count = 5;
       k.channels = kChannelsAll;
       const auto hor = ChooseKernel(ConvolveRowHorizontal, ConvolveRowHorizontalFast);
-      const auto ver = ChooseKernel(ConvolveRowVertical, ConvolveRowVerticalFast);
+      const auto ver = ChooseKernel(ConvolveRowsVertical, ConvolveRowsVerticalFast);
       const int32_t stride = 3 * kWidth, h = 2;
       for (int32_t y = 0; y < kHeight; ++y)
         hor(pp.source.Row(y), intermediate.data() + static_cast<size_t>(y) * stride + 3 * h, kWidth - 3 * h + 1, k);
-      for (int32_t y = h; y <= kHeight - 2 * h; ++y)
-        ver(intermediate.data() + static_cast<size_t>(y - h) * stride, stride, pp.result.Row(y), kWidth, k);
+      ver(intermediate.data(), stride, pp.result.Row(h), kWidth, kWidth, kHeight - 3 * h + 1, k, scratch.data());
     }, [src, w] {
       const cv::Mat k = (cv::Mat_<double>(5, 1) << w[0], w[1], w[2], w[3], w[4]);
       cv::sepFilter2D(src, Scratch(0), -1, k, k);

@@ -2,16 +2,24 @@
 // horizontal pass into an intermediate image (clamped to 0..255) and then a
 // vertical pass into the result, on the colour channels the caller selects.
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstddef>
 #include <cstdlib>
+#include <cstring>
 #include <iterator>
+#include <utility>
 
 #include "filters/handlers.h"
 #include "filters/kernels.h"
 #include "pixels/kernel_choice.h"
 #include "pixels/pixel_math.h"
 #include "plugin/registration.h"
+
+#if defined(__GNUC__) && (defined(__x86_64__) || defined(__i386__))
+#include <immintrin.h>
+#define PICTURE_CONVOLUTION_AVX2 1
+#endif
 
 namespace {
 
@@ -46,20 +54,24 @@ bool Convolve(const PictureReader& reader, PictureWriter& writer, const Separabl
   const int32_t h = horizontal.count / 2;
   const int32_t stride = 3 * width;
 
-  // Without the intermediate image the result stays all black.
-  auto* intermediate = static_cast<uint8_t*>(CallocPixels(static_cast<size_t>(height) * static_cast<size_t>(stride)));
+  // The vertical pass's scratch shares the intermediate image's allocation,
+  // after it at a 64-byte boundary. Without them the result stays all black.
+  const size_t imageBytes = (static_cast<size_t>(height) * static_cast<size_t>(stride) + 63) & ~size_t{63};
+  auto* intermediate = static_cast<uint8_t*>(CallocPixels(imageBytes + ConvolutionScratchBytes(width, vertical.count)));
   if (!intermediate) return false;
 
   const int32_t columns = width - 3 * h + 1;  // h .. W - 2h
   const auto rowPass = ChooseKernel(ConvolveRowHorizontal, ConvolveRowHorizontalFast);
-  const auto columnPass = ChooseKernel(ConvolveRowVertical, ConvolveRowVerticalFast);
+  const auto columnPass = ChooseKernel(ConvolveRowsVertical, ConvolveRowsVerticalFast);
   if (columns > 0) {
     for (int32_t y = 0; y < height; ++y) {
       rowPass(ReaderRow(reader, y), intermediate + static_cast<size_t>(y) * stride + 3 * h, columns, horizontal);
     }
   }
-  for (int32_t y = h; y <= height - 2 * h; ++y) {
-    columnPass(intermediate + static_cast<size_t>(y - h) * stride, stride, WriterRow(writer, y), width, vertical);
+  const int32_t rows = height - 3 * h + 1;  // h .. H - 2h
+  if (rows > 0) {
+    columnPass(intermediate, stride, WriterRow(writer, h), writer.rowBytes / 4, width, rows, vertical,
+               intermediate + imageBytes);
   }
   std::free(intermediate);
   return true;
@@ -163,6 +175,14 @@ void ConvolveRowVertical(const uint8_t* top, int32_t stride, uint32_t* dst, int3
   }
 }
 
+void ConvolveRowsVertical(const uint8_t* top, int32_t stride, uint32_t* dst, int32_t dstWords, int32_t width,
+                          int32_t rows, const SeparableKernel& kernel, void*) {
+  for (int32_t r = 0; r < rows; ++r) {
+    ConvolveRowVertical(top + static_cast<ptrdiff_t>(r) * stride, stride, dst + static_cast<ptrdiff_t>(r) * dstWords,
+                        width, kernel);
+  }
+}
+
 namespace {
 
 constexpr int32_t kConvolutionBlock = 768;  // channel values per block (256 pixels)
@@ -194,6 +214,12 @@ struct DyadicWeights {
 
 DyadicWeights FindDyadicWeights(const SeparableKernel& kernel) {
   DyadicWeights d;
+  // A weight that is k / 2^e for some e up to 16 is whole times 2^16 (a
+  // product that is exact): real weights are told apart at once.
+  for (int32_t t = 0; t < kernel.count; ++t) {
+    const double scaled = kernel.weights[t] * 65536.0;
+    if (scaled != std::trunc(scaled)) return d;
+  }
   for (int32_t e = 0; e <= 16; ++e) {
     int64_t magnitude = 0;
     bool whole = true;
@@ -289,15 +315,206 @@ void FilterBlock(const uint8_t* first, ptrdiff_t tapStep, int32_t n, const Separ
   Components(sums, out, n);
 }
 
+#if PICTURE_CONVOLUTION_AVX2
+// Real weights on AVX2 processors: four doubles a vector, 32 channel values
+// (eight vectors) a step, the count of taps fixed at compile time so that a
+// short kernel's weights stay in registers. Every sum is the plain kernel's,
+// term by term: the products w * v in double, added in tap order. The first
+// product starts the sum instead of 0.0 + w * v; the two differ only in the
+// sign of a zero sum, which gives 0 either way.
+#define PICTURE_AVX2 __attribute__((target("avx2")))
+
+constexpr int32_t kStepVectors = 8;
+constexpr int32_t kAvx2Step = 4 * kStepVectors;
+
+// Four channel values as doubles.
+PICTURE_AVX2 inline __m256d FourDoubles(const uint8_t* p) {
+  int32_t bytes;
+  std::memcpy(&bytes, p, sizeof bytes);
+  return _mm256_cvtepi32_pd(_mm_cvtepu8_epi32(_mm_cvtsi32_si128(bytes)));
+}
+
+// Four sums truncated after the minimum with 255. The minimum keeps its
+// second operand, the sum, when that is NaN; truncation gives INT32_MIN for
+// NaN and for anything below the 32-bit range, so with the saturating packs
+// below every sum becomes ClampByte's value: 255 from 255 up (infinity too),
+// 0 for NaN and for everything below 1.
+PICTURE_AVX2 inline __m128i FourTruncated(__m256d sum) {
+  return _mm256_cvttpd_epi32(_mm256_min_pd(_mm256_set1_pd(255.0), sum));
+}
+
+// The 16 channel values of four vectors of sums, stored at out (only the
+// first `count` of them when fewer than 16 are wanted).
+PICTURE_AVX2 inline void StoreSixteen(const __m256d s[4], uint8_t* out, int32_t count) {
+  const __m128i low = _mm_packs_epi32(FourTruncated(s[0]), FourTruncated(s[1]));
+  const __m128i high = _mm_packs_epi32(FourTruncated(s[2]), FourTruncated(s[3]));
+  const __m128i bytes = _mm_packus_epi16(low, high);
+  if (count >= 16) {
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out), bytes);
+    return;
+  }
+  alignas(16) uint8_t part[16];
+  _mm_store_si128(reinterpret_cast<__m128i*>(part), bytes);
+  std::memcpy(out, part, static_cast<size_t>(count));
+}
+
+// n channel values as doubles at v, and zeros for a step's worth after them:
+// the last step of a row reads up to 31 values beyond it, for results it
+// drops.
+PICTURE_AVX2 void RowToDoubles(const uint8_t* p, double* v, int32_t n) {
+  int32_t i = 0;
+  for (; i + 16 <= n; i += 16) {
+    for (int32_t k = 0; k < 16; k += 4) _mm256_storeu_pd(v + i + k, FourDoubles(p + i + k));
+  }
+  for (; i + 4 <= n; i += 4) _mm256_storeu_pd(v + i, FourDoubles(p + i));
+  for (; i < n; ++i) v[i] = p[i];
+  for (; i < n + kAvx2Step; ++i) v[i] = 0.0;
+}
+
+// Horizontal pass over `total` channel values: each block of the row is
+// turned into doubles once, and every tap reads those.
+template <int32_t Taps>
+PICTURE_AVX2 void HorizontalRealAvx2(const uint8_t* src, uint8_t* dst, int32_t total, const double* weights) {
+  constexpr int32_t kReach = 3 * (Taps - 1);
+  alignas(32) double v[kConvolutionBlock + kReach + kAvx2Step];
+  __m256d w[Taps];
+  for (int32_t t = 0; t < Taps; ++t) w[t] = _mm256_set1_pd(weights[t]);
+  for (int32_t j0 = 0; j0 < total; j0 += kConvolutionBlock) {
+    const int32_t n = std::min(kConvolutionBlock, total - j0);
+    RowToDoubles(src + j0, v, n + kReach);
+    for (int32_t j = 0; j < n; j += kAvx2Step) {
+      __m256d s[kStepVectors];
+      for (int32_t k = 0; k < kStepVectors; ++k) s[k] = _mm256_mul_pd(w[0], _mm256_load_pd(v + j + 4 * k));
+      for (int32_t t = 1; t < Taps; ++t) {
+        for (int32_t k = 0; k < kStepVectors; ++k) {
+          s[k] = _mm256_add_pd(s[k], _mm256_mul_pd(w[t], _mm256_loadu_pd(v + j + 3 * t + 4 * k)));
+        }
+      }
+      for (int32_t q = 0; q < kStepVectors && 4 * q < n - j; q += 4) {
+        StoreSixteen(s + q, dst + j0 + j + 4 * q, n - j - 4 * q);
+      }
+    }
+  }
+}
+
+// Vertical pass over `n` channel values, taps `stride` bytes apart.
+template <int32_t Taps>
+PICTURE_AVX2 void VerticalRealAvx2(const uint8_t* first, ptrdiff_t stride, int32_t n, const double* weights,
+                                   uint8_t* out) {
+  __m256d w[Taps];
+  for (int32_t t = 0; t < Taps; ++t) w[t] = _mm256_set1_pd(weights[t]);
+  int32_t j = 0;
+  for (; j + kAvx2Step <= n; j += kAvx2Step) {
+    __m256d s[kStepVectors];
+    for (int32_t k = 0; k < kStepVectors; ++k) s[k] = _mm256_mul_pd(w[0], FourDoubles(first + j + 4 * k));
+    for (int32_t t = 1; t < Taps; ++t) {
+      for (int32_t k = 0; k < kStepVectors; ++k) {
+        s[k] = _mm256_add_pd(s[k], _mm256_mul_pd(w[t], FourDoubles(first + t * stride + j + 4 * k)));
+      }
+    }
+    for (int32_t q = 0; q < kStepVectors; q += 4) StoreSixteen(s + q, out + j + 4 * q, 16);
+  }
+  // The last values of the row one at a time, as the plain kernel does.
+  for (; j < n; ++j) {
+    double sum = 0.0;
+    for (int32_t t = 0; t < Taps; ++t) sum += weights[t] * first[t * stride + j];
+    out[j] = static_cast<uint8_t>(ClampByte(sum));
+  }
+}
+
+// Doubles per row of the vertical pass's ring: the row's channel values and
+// room for the last step's reads beyond them.
+constexpr size_t RingRowLength(int32_t width) {
+  return ((3 * static_cast<size_t>(width) + 3) & ~size_t{3}) + kAvx2Step;
+}
+
+// Vertical pass over several result rows. Intermediate row i is turned into
+// doubles once, into row i % Taps of the ring, where the Taps result rows
+// that read it find it.
+template <int32_t Taps>
+PICTURE_AVX2 void VerticalRingAvx2(const uint8_t* top, int32_t stride, uint32_t* dst, int32_t dstWords, int32_t width,
+                                   int32_t rows, const SeparableKernel& kernel, double* ring) {
+  const int32_t total = 3 * width;
+  const size_t length = RingRowLength(width);
+  __m256d w[Taps];
+  for (int32_t t = 0; t < Taps; ++t) w[t] = _mm256_set1_pd(kernel.weights[t]);
+  for (int32_t i = 0; i < Taps - 1; ++i)
+    RowToDoubles(top + static_cast<ptrdiff_t>(i) * stride, ring + i * length, total);
+  alignas(16) uint8_t values[kConvolutionBlock];
+  for (int32_t r = 0; r < rows; ++r) {
+    const int32_t last = r + Taps - 1;
+    RowToDoubles(top + static_cast<ptrdiff_t>(last) * stride, ring + (last % Taps) * length, total);
+    const double* p[Taps];
+    for (int32_t t = 0; t < Taps; ++t) p[t] = ring + ((r + t) % Taps) * length;
+    const uint8_t* centre = top + static_cast<ptrdiff_t>(r + Taps / 2) * stride;
+    uint32_t* out = dst + static_cast<ptrdiff_t>(r) * dstWords;
+    for (int32_t j0 = 0; j0 < total; j0 += kConvolutionBlock) {
+      const int32_t n = std::min(kConvolutionBlock, total - j0);
+      for (int32_t j = 0; j < n; j += kAvx2Step) {
+        __m256d s[kStepVectors];
+        for (int32_t k = 0; k < kStepVectors; ++k) s[k] = _mm256_mul_pd(w[0], _mm256_loadu_pd(p[0] + j0 + j + 4 * k));
+        for (int32_t t = 1; t < Taps; ++t) {
+          for (int32_t k = 0; k < kStepVectors; ++k) {
+            s[k] = _mm256_add_pd(s[k], _mm256_mul_pd(w[t], _mm256_loadu_pd(p[t] + j0 + j + 4 * k)));
+          }
+        }
+        for (int32_t q = 0; q < kStepVectors && 4 * q < n - j; q += 4) {
+          StoreSixteen(s + q, values + j + 4 * q, n - j - 4 * q);
+        }
+      }
+      for (int32_t c = 0; c < 3; ++c) {
+        if (kernel.channels & (1u << c)) continue;
+        for (int32_t j = c; j < n; j += 3) values[j] = centre[j0 + j];
+      }
+      Rgb24ToXrgbRowFast(values, out + j0 / 3, n / 3);
+    }
+  }
+}
+
+using HorizontalReal = void (*)(const uint8_t*, uint8_t*, int32_t, const double*);
+using VerticalReal = void (*)(const uint8_t*, ptrdiff_t, int32_t, const double*, uint8_t*);
+
+template <int32_t... I>
+constexpr auto HorizontalTable(std::integer_sequence<int32_t, I...>) {
+  return std::array<HorizontalReal, sizeof...(I)>{HorizontalRealAvx2<I + 2>...};
+}
+template <int32_t... I>
+constexpr auto VerticalTable(std::integer_sequence<int32_t, I...>) {
+  return std::array<VerticalReal, sizeof...(I)>{VerticalRealAvx2<I + 2>...};
+}
+// Entry count - 2 for 2..20 taps.
+constexpr auto kHorizontalReal = HorizontalTable(std::make_integer_sequence<int32_t, kMaxConvolutionTaps - 1>());
+constexpr auto kVerticalReal = VerticalTable(std::make_integer_sequence<int32_t, kMaxConvolutionTaps - 1>());
+
+using VerticalRing = void (*)(const uint8_t*, int32_t, uint32_t*, int32_t, int32_t, int32_t, const SeparableKernel&,
+                              double*);
+template <int32_t... I>
+constexpr auto RingTable(std::integer_sequence<int32_t, I...>) {
+  return std::array<VerticalRing, sizeof...(I)>{VerticalRingAvx2<I + 2>...};
+}
+constexpr auto kVerticalRing = RingTable(std::make_integer_sequence<int32_t, kMaxConvolutionTaps - 1>());
+
+bool RealOnAvx2(const DyadicWeights& dyadic) {
+  static const bool avx2 = __builtin_cpu_supports("avx2");
+  return avx2 && !dyadic.exact;
+}
+#endif
+
 }  // namespace
 
 void ConvolveRowHorizontalFast(const uint8_t* src, uint8_t* dst, int32_t count, const SeparableKernel& kernel) {
   const int32_t h = kernel.count / 2;
   const int32_t total = 3 * count;
   const DyadicWeights dyadic = FindDyadicWeights(kernel);
+#if PICTURE_CONVOLUTION_AVX2
+  const bool real = RealOnAvx2(dyadic);
+  if (real) kHorizontalReal[kernel.count - 2](src, dst, total, kernel.weights);
+#else
+  const bool real = false;
+#endif
   for (int32_t j0 = 0; j0 < total; j0 += kConvolutionBlock) {
     const int32_t n = std::min(kConvolutionBlock, total - j0);
-    FilterBlock(src + j0, 3, n, kernel, dyadic, dst + j0);
+    if (!real) FilterBlock(src + j0, 3, n, kernel, dyadic, dst + j0);
     // Channels that are not filtered are copied from the centre tap.
     for (int32_t c = 0; c < 3; ++c) {
       if (kernel.channels & (1u << c)) continue;
@@ -314,11 +531,44 @@ void ConvolveRowVerticalFast(const uint8_t* top, int32_t stride, uint32_t* dst, 
   uint8_t values[kConvolutionBlock];
   for (int32_t j0 = 0; j0 < total; j0 += kConvolutionBlock) {
     const int32_t n = std::min(kConvolutionBlock, total - j0);
+#if PICTURE_CONVOLUTION_AVX2
+    if (RealOnAvx2(dyadic)) {
+      kVerticalReal[kernel.count - 2](top + j0, stride, n, kernel.weights, values);
+    } else {
+      FilterBlock(top + j0, stride, n, kernel, dyadic, values);
+    }
+#else
     FilterBlock(top + j0, stride, n, kernel, dyadic, values);
+#endif
     for (int32_t c = 0; c < 3; ++c) {
       if (kernel.channels & (1u << c)) continue;
       for (int32_t j = c; j < n; j += 3) values[j] = top[static_cast<ptrdiff_t>(h) * stride + j0 + j];
     }
     Rgb24ToXrgbRowFast(values, dst + j0 / 3, n / 3);
+  }
+}
+
+size_t ConvolutionScratchBytes(int32_t width, int32_t count) {
+#if PICTURE_CONVOLUTION_AVX2
+  return static_cast<size_t>(count) * RingRowLength(width) * sizeof(double);
+#else
+  (void)width, (void)count;
+  return 0;
+#endif
+}
+
+void ConvolveRowsVerticalFast(const uint8_t* top, int32_t stride, uint32_t* dst, int32_t dstWords, int32_t width,
+                              int32_t rows, const SeparableKernel& kernel, void* scratch) {
+#if PICTURE_CONVOLUTION_AVX2
+  // A single row has nothing to share: the row kernel converts at each tap.
+  if (rows > 1 && RealOnAvx2(FindDyadicWeights(kernel))) {
+    kVerticalRing[kernel.count - 2](top, stride, dst, dstWords, width, rows, kernel, static_cast<double*>(scratch));
+    return;
+  }
+#endif
+  (void)scratch;
+  for (int32_t r = 0; r < rows; ++r) {
+    ConvolveRowVerticalFast(top + static_cast<ptrdiff_t>(r) * stride, stride,
+                            dst + static_cast<ptrdiff_t>(r) * dstWords, width, kernel);
   }
 }

@@ -2,6 +2,7 @@
 // fast forms, as the tests and benchmarks use them.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "filters/filter_frame.h"
@@ -51,6 +52,17 @@ void ConvolveRowVertical(const uint8_t* top, int32_t stride, uint32_t* dst, int3
 void ConvolveRowVerticalFast(const uint8_t* top, int32_t stride, uint32_t* dst, int32_t width,
                              const SeparableKernel& kernel);
 
+// Vertical pass over `rows` result rows: result row r (dst + r * dstWords)
+// reads intermediate rows r .. r + count - 1 from top, as ConvolveRowVertical
+// does for each. `scratch` holds ConvolutionScratchBytes(width, count) bytes;
+// the fast form keeps there each intermediate row turned into doubles once,
+// for all the result rows that read it.
+size_t ConvolutionScratchBytes(int32_t width, int32_t count);
+void ConvolveRowsVertical(const uint8_t* top, int32_t stride, uint32_t* dst, int32_t dstWords, int32_t width,
+                          int32_t rows, const SeparableKernel& kernel, void* scratch);
+void ConvolveRowsVerticalFast(const uint8_t* top, int32_t stride, uint32_t* dst, int32_t dstWords, int32_t width,
+                              int32_t rows, const SeparableKernel& kernel, void* scratch);
+
 // --- Colour matrix -------------------------------------------------------------
 
 struct ColorMatrix {
@@ -82,9 +94,9 @@ void Lut3DRow(const uint8_t* src, uint32_t* dst, int32_t count, const PackedDoub
 constexpr int32_t kLutClasses = 18 * 18 * 18;
 struct Lut3DPlan {
   const PackedDouble* table;
-  uint32_t axis[3][256];                            // per value: class part << 16 | offset of the lower node
-  alignas(32) double weight[kLutClasses][4];        // of A, B, C, D
-  int16_t corner[kLutClasses][4];                   // offsets of B, C, D from A; the fourth unused
+  uint32_t axis[3][256];                      // per value: class part << 16 | offset of the lower node
+  alignas(32) double weight[kLutClasses][4];  // of A, B, C, D
+  int16_t corner[kLutClasses][4];             // offsets of B, C, D from A; the fourth unused
 };
 void PrepareLut3D(Lut3DPlan& plan, const PackedDouble* table);
 // The same words as Lut3DRow: the same products and sums in double

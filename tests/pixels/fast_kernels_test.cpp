@@ -257,26 +257,32 @@ TEST(FastKernels, ConvolutionPasses) {
     SCOPED_TRACE(n);
     SeparableKernel k{};
     k.count = r.Int(2, kMaxConvolutionTaps);
-    // Real weights, or weights k / 2^e (the integer path) now and then with
-    // numerators too large for it.
-    const int kind = r.Int(0, 2);
+    // Real weights (tenths, whose sums fall near whole numbers, where the
+    // order of the additions shows; infinite or NaN now and then), or weights
+    // k / 2^e (the integer path) now and then with numerators too large for it.
+    const int kind = r.Int(0, 3);
     const int32_t e = r.Int(0, 12);
     const int32_t reach = kind == 2 && r.Chance(30) ? (1 << 22) : r.Chance(50) ? (2 << e) : (16 << e) / k.count;
     for (int32_t t = 0; t < k.count; ++t) {
-      k.weights[t] = r.Chance(10) ? 0.0 : kind == 0 ? r.Real(-1, 1) : r.Int(-reach, reach) / static_cast<double>(1 << e);
+      k.weights[t] = r.Chance(10) ? (r.Chance(85) ? 0.0 : r.Chance(50) ? NAN : r.Chance(50) ? INFINITY : -INFINITY)
+                     : kind == 0 ? r.Real(-1, 1)
+                     : kind == 3 ? r.Int(-10, 10) / 10.0
+                                 : r.Int(-reach, reach) / static_cast<double>(1 << e);
     }
     k.channels = static_cast<uint32_t>(r.Int(0, 7));
     const int32_t count = r.Width();
     SourceRow src(r, count + k.count - 1);  // the last tap of the last result ends the row
     ExpectSameOutput(3 * count, [&](uint8_t* d) { ConvolveRowHorizontal(src.data(), d, count, k); },
                      [&](uint8_t* d) { ConvolveRowHorizontalFast(src.data(), d, count, k); });
-    const int32_t stride = 3 * count + 3 * r.Int(0, 2);
-    RandomImage column(r, count, k.count, stride);
+    // One result row, or several sharing their intermediate rows.
+    const int32_t stride = 3 * count + 3 * r.Int(0, 2), rows = r.Int(1, 3);
+    RandomImage column(r, count, k.count + rows - 1, stride);
+    std::vector<uint8_t> scratch(ConvolutionScratchBytes(count, k.count));
     ExpectSameOutput(
-        4 * count,
-        [&](uint8_t* d) { ConvolveRowVertical(column.buffer.data(), stride, Words(d), count, k); },
+        4 * count * rows,
+        [&](uint8_t* d) { ConvolveRowsVertical(column.buffer.data(), stride, Words(d), count, count, rows, k, nullptr); },
         [&](uint8_t* d) {
-          ConvolveRowVerticalFast(column.buffer.data(), stride, Words(d), count, k);
+          ConvolveRowsVerticalFast(column.buffer.data(), stride, Words(d), count, count, rows, k, scratch.data());
         });
   }
 }
