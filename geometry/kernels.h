@@ -91,8 +91,8 @@ struct MemoryReader {
 };
 // Opens `memory` on the writer's pixels as reader rows (each word's red,
 // green and blue; its top byte dropped, as a host picture drops it), made in
-// the writer's buffer, which the memory reader takes over. Always true.
-bool ReadWriterPixels(PictureWriter& writer, MemoryReader& memory);
+// the writer's buffer, which the memory reader takes over.
+void ReadWriterPixels(PictureWriter& writer, MemoryReader& memory);
 // Converts `width` writer words into reader pixels, also in place (dst ==
 // src as bytes); writes the row's 3 * width bytes and nothing beyond.
 void XrgbToRgb24Row(const uint32_t* src, uint8_t* dst, int32_t width);

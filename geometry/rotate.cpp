@@ -317,7 +317,7 @@ void MemoryReader::Release() {
   rows = nullptr;
 }
 
-bool ReadWriterPixels(PictureWriter& writer, MemoryReader& memory) {
+void ReadWriterPixels(PictureWriter& writer, MemoryReader& memory) {
   memory.Release();
   // The rows are made in the writer's own buffer, from the first row on: a
   // row's 3-byte pixels start no later than its words, so every word is
@@ -332,7 +332,6 @@ bool ReadWriterPixels(PictureWriter& writer, MemoryReader& memory) {
   memory.reader.height = writer.height;
   writer.buffer = nullptr;  // now the memory reader's
   writer.Release();
-  return true;
 }
 
 REALpictureStruct* Rotate45InMemory(const PictureReader& source, double angle, uint32_t background) {
@@ -340,11 +339,11 @@ REALpictureStruct* Rotate45InMemory(const PictureReader& source, double angle, u
   ShearFactors(angle, &theta, &s, &t);
   PictureWriter writer;
   MemoryReader pass1, pass2;
-  if (!ShearRows(writer, 1, source, source, background, theta, s, t) || !ReadWriterPixels(writer, pass1))
-    return nullptr;
+  if (!ShearRows(writer, 1, source, source, background, theta, s, t)) return nullptr;
+  ReadWriterPixels(writer, pass1);
   if (!ShearColumns(writer, source, pass1.reader, background, theta, s, t)) return nullptr;
   pass1.Release();
-  if (!ReadWriterPixels(writer, pass2)) return nullptr;
+  ReadWriterPixels(writer, pass2);
   if (!ShearRows(writer, 3, source, pass2.reader, background, theta, s, t)) return nullptr;
   pass2.Release();  // not needed while the host builds the result
   return RenderPictureWriter(writer);
@@ -410,7 +409,7 @@ REALpictureStruct* Rotate(REALpictureStruct* picture, double angle, uint32_t bac
       return nullptr;
     kTurnKernels[turns](source, writer);
     MemoryReader turned;
-    if (!ReadWriterPixels(writer, turned)) return nullptr;
+    ReadWriterPixels(writer, turned);
     return Rotate45InMemory(turned.reader, residual, background);
   });
 }
