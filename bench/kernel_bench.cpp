@@ -79,65 +79,9 @@ void TablesRow(const ChannelTables& t) {
 
 // ---- Geometry: shears for Rotate(30) ----------------------------------------
 
-struct ShearPasses {
-  double theta, s, t;
-  ShearSizes sizes;
-  // The intermediate pictures as the next pass reads them.
-  ReaderImage* pass1 = nullptr;
-  ReaderImage* pass2 = nullptr;
-  WriterImage* out1 = nullptr;
-  WriterImage* out2 = nullptr;
-  WriterImage* out3 = nullptr;
-};
-
-void Pass1(const PictureReader& src, PictureWriter& dst, const ShearPasses& sp, uint32_t background) {
-  for (int32_t k = 0; k < src.height; ++k) {
-    const double o = (k + 0.5) * sp.t;
-    const double n = std::floor(o);
-    HorzSkew(src, dst, k, static_cast<int32_t>(n), o - n, background);
-  }
-}
-
-void Pass2(const PictureReader& src, PictureWriter& dst, const ShearPasses& sp, uint32_t background) {
-  double offset = sp.s * (kWidth - 1);
-  int32_t shifts[kColumnBlock];
-  double weights[kColumnBlock];
-  for (int32_t k = 0; k < src.width; k += kColumnBlock) {
-    const int32_t count = std::min(kColumnBlock, src.width - k);
-    for (int32_t j = 0; j < count; ++j) {
-      const double n = std::floor(offset);
-      shifts[j] = static_cast<int32_t>(n);
-      weights[j] = offset - n;
-      offset -= sp.s;
-    }
-    ChooseKernel(VertSkewColumns, VertSkewColumnsFast)(src, dst, k, count, shifts, weights, background);
-  }
-}
-
-void Pass3(const PictureReader& src, PictureWriter& dst, const ShearPasses& sp, uint32_t background) {
-  double offset = -sp.t * sp.s * (kWidth - 1);
-  for (int32_t k = 0; k < src.height; ++k) {
-    const double n = std::floor(offset);
-    HorzSkew(src, dst, k, static_cast<int32_t>(n), offset - n, background);
-    offset += sp.t;
-  }
-}
-
-ShearPasses& Shears() {
-  static ShearPasses* sp = [] {
-    auto* p = new ShearPasses;
-    ShearFactors(30.0, &p->theta, &p->s, &p->t);
-    ComputeShearSizes(kWidth, kHeight, p->theta, p->s, p->t, &p->sizes);
-    p->out1 = new WriterImage(p->sizes.width1, kHeight);
-    p->out2 = new WriterImage(p->sizes.width1, p->sizes.height2);
-    p->out3 = new WriterImage(p->sizes.width3, p->sizes.height2);
-    Pass1(P().source.reader, p->out1->writer, *p, 0xFFFFFF);
-    p->pass1 = new ReaderImage(p->sizes.width1, kHeight, p->out1->Pixels());
-    Pass2(p->pass1->reader, p->out2->writer, *p, 0xFFFFFF);
-    p->pass2 = new ReaderImage(p->sizes.width1, p->sizes.height2, p->out2->Pixels());
-    return p;
-  }();
-  return *sp;
+PictureWriter& RotationResult() {
+  static PictureWriter result;
+  return result;
 }
 
 // ---- Registration -------------------------------------------------------------
@@ -204,24 +148,20 @@ void RegisterAll() {
   Operation("rotate270", [] { Rotate270(P().source.reader, P().turned.writer); },
             [src] { cv::rotate(src, Scratch(0), cv::ROTATE_90_CLOCKWISE); });
 
-  // -- Free rotation: the three shears of Rotate(30), each from the
-  // intermediate picture the previous one made.
-  Shears();
+  // -- Free rotation by 30 degrees: the three shears, as the library makes
+  // them in memory (each call makes its own pass 1 and result).
   Operation(
-      "rotate30",
-      [] {
-        ShearPasses& sp = Shears();
-        Pass1(P().source.reader, sp.out1->writer, sp, 0xFFFFFF);
-        Pass2(sp.pass1->reader, sp.out2->writer, sp, 0xFFFFFF);
-        Pass3(sp.pass2->reader, sp.out3->writer, sp, 0xFFFFFF);
-      },
+      "rotate30", [] { ShearInMemory(P().source.reader, 30.0, 0xFFFFFF, RotationResult()); },
       [src] {
-        const ShearPasses& sp = Shears();
+        double theta, s, t;
+        ShearFactors(30.0, &theta, &s, &t);
+        ShearSizes sizes;
+        ComputeShearSizes(kWidth, kHeight, theta, s, t, &sizes);
         const cv::Point2f centre(kWidth / 2.0f, kHeight / 2.0f);
         cv::Mat m = cv::getRotationMatrix2D(centre, 30.0, 1.0);
-        m.at<double>(0, 2) += sp.sizes.width3 / 2.0 - centre.x;
-        m.at<double>(1, 2) += sp.sizes.height2 / 2.0 - centre.y;
-        cv::warpAffine(src, Scratch(0), m, cv::Size(sp.sizes.width3, sp.sizes.height2), cv::INTER_LINEAR,
+        m.at<double>(0, 2) += sizes.width3 / 2.0 - centre.x;
+        m.at<double>(1, 2) += sizes.height2 / 2.0 - centre.y;
+        cv::warpAffine(src, Scratch(0), m, cv::Size(sizes.width3, sizes.height2), cv::INTER_LINEAR,
                        cv::BORDER_CONSTANT, cv::Scalar(255, 255, 255));
       });
 

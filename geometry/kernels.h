@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
 #include "pixels/picture_access.h"
 #include "plugin/host_interface.h"
@@ -97,8 +98,12 @@ void ReadWriterPixels(PictureWriter& writer, MemoryReader& memory);
 // src as bytes); writes the row's 3 * width bytes and nothing beyond.
 void XrgbToRgb24Row(const uint32_t* src, uint8_t* dst, int32_t width);
 
-// Rotate45 with each pass's writer read as the next pass's reader, where a
-// host picture would give back the same bits; only the result is rendered.
+// Rotate45 where a host picture would give back the same bits: the passes
+// stay in memory (pass 1 blended for pass 2, pass 2 made a band of rows at a
+// time and at once sheared by pass 3), and only the result is rendered.
+// ShearInMemory fills a new writer `result` (false, with nothing kept, when
+// a size is not valid or memory is short); Rotate45InMemory renders it.
+bool ShearInMemory(const PictureReader& source, double angle, uint32_t background, PictureWriter& result);
 REALpictureStruct* Rotate45InMemory(const PictureReader& source, double angle, uint32_t background);
 
 // The three shear passes. `source` is the picture given to Rotate45 (its size
@@ -110,23 +115,53 @@ REALpictureStruct* Rotate45part2(const PictureReader& source, const PictureReade
 REALpictureStruct* Rotate45part3(const PictureReader& source, const PictureReader& current, uint32_t background,
                                  double theta, double s, double t);
 
-// Shears row `row` (column `column`) of the reader into the same row (column)
-// of the writer, shifted by `offset` pixels and blended with its neighbour by
-// `weight` (0 <= weight < 1).
-void HorzSkew(const PictureReader& src, PictureWriter& dst, int32_t row, int32_t offset, double weight,
-              uint32_t background);
-// Pass 2 shears columns in blocks (below); VertSkew, one column at a time, is
-// the reference the blocks are tested against and is not used by the passes.
+// Shears row `srcRow` of the reader into row `dstRow` of the writer (column
+// `column` into the same column), shifted by `offset` pixels and blended with
+// its neighbour by `weight` (0 <= weight < 1).
+void HorzSkew(const PictureReader& src, int32_t srcRow, PictureWriter& dst, int32_t dstRow, int32_t offset,
+              double weight, uint32_t background);
+// Pass 2 is made a row at a time (below); VertSkew, one column at a time, is
+// the reference the rows are tested against and is not used by the passes.
 void VertSkew(const PictureReader& src, PictureWriter& dst, int32_t column, int32_t offset, double weight,
               uint32_t background);
 
-// VertSkew for `count` (at most kColumnBlock) neighbouring columns from
-// `first` at once, column first + j with shifts[j] and weights[j]; the result
-// is the same as count calls of VertSkew, but rows are read and written in
-// order.
-constexpr int32_t kColumnBlock = 64;
-void VertSkewColumns(const PictureReader& src, PictureWriter& dst, int32_t first, int32_t count, const int32_t* shifts,
-                     const double* weights, uint32_t background);
+// Pass 2, columns sheared down each by its own shift and weight, in two
+// steps. First every pixel of pass 1 (H rows P(0) .. P(H - 1)) is blended
+// with the one above it: blended row i, 0 <= i <= H, holds P(i) less the
+// part it passes on plus the part P(i - 1) passes on, P(-1) and P(H) being
+// the background. Then row y of pass 2 holds, in column c, pixel c of
+// blended row y - shifts[c], or the background where that row is outside
+// 0 .. H: a copy. Together they give each column what VertSkew(src, ..., c,
+// shifts[c], weights[c], background) gives it. The shifts never grow from one
+// column to the next (pass 2's fall), so columns of one shift come in runs.
+constexpr int32_t kPieceColumns = 5;  // pieces of runs: at most 15 bytes
+constexpr int32_t kShiftSlack = 16;   // bytes the fast copy may touch past a row
+struct ColumnShear {
+  std::vector<int32_t> shifts;
+  std::vector<double> weights;
+  // Each channel value's exact multiplier (see the fast variants below), 3
+  // per column, 0 for the columns listed in `inexact`, which have none.
+  std::vector<uint16_t> multipliers;
+  std::vector<int32_t> inexact;
+  // The first column of each piece: the runs of one shift cut into pieces
+  // of at most kPieceColumns columns; then the width.
+  std::vector<int32_t> pieces;
+  // A row of the background as reader pixels, kShiftSlack bytes longer.
+  std::vector<uint8_t> background;
+  ColumnShear(std::vector<int32_t> columnShifts, std::vector<double> columnWeights, uint32_t color);
+};
+// The first step for one row: `width` pixels of `row` blended with those of
+// `above` into `out`.
+void BlendColumnRow(const uint8_t* row, const uint8_t* above, const ColumnShear& shear, uint8_t* out, int32_t width);
+// The first step for a picture: the H + 1 blended rows of `src` in `blended`
+// (rows 3 * width bytes apart, kShiftSlack bytes more after the last); false
+// when the buffer cannot be had.
+bool BlendColumns(const PictureReader& src, const ColumnShear& shear, MemoryReader& blended);
+// The second step: columns from .. to - 1 of row `y` (any y) into out[3 *
+// from] .. out[3 * to - 1], from blended rows that hold the columns from
+// `first` on (`blended`, H + 1 rows; its column 0 is column `first`).
+void ShiftColumnsRow(const PictureReader& blended, int32_t first, int32_t y, const ColumnShear& shear, uint8_t* out,
+                     int32_t from, int32_t to);
 
 // The line kernel behind both shears. `src` steps `srcStep` bytes per pixel
 // over `length` reader pixels; `dst` steps `dstStep` words over `dstLength`
@@ -145,8 +180,16 @@ void SkewLine(const uint8_t* src, ptrdiff_t srcStep, int32_t length, uint32_t* d
 // pixel reaches are filled with the background.
 void SkewLineFast(const uint8_t* src, ptrdiff_t srcStep, int32_t length, uint32_t* dst, ptrdiff_t dstStep,
                   int32_t dstLength, int32_t shift, double weight, uint32_t background);
-void VertSkewColumnsFast(const PictureReader& src, PictureWriter& dst, int32_t first, int32_t count,
-                         const int32_t* shifts, const double* weights, uint32_t background);
+// The first step's fast variant blends whole rows as bytes (the columns
+// without a multiplier one by one afterwards). The second's copies each
+// piece as one 16-byte move, so it may read up to kShiftSlack bytes past
+// the pixels of a blended row it reads, and write up to kShiftSlack bytes
+// past out[3 * to - 1] (pieces go from left to right, each writing over what
+// the one before wrote past its end).
+void BlendColumnRowFast(const uint8_t* row, const uint8_t* above, const ColumnShear& shear, uint8_t* out,
+                        int32_t width);
+void ShiftColumnsRowFast(const PictureReader& blended, int32_t first, int32_t y, const ColumnShear& shear,
+                         uint8_t* out, int32_t from, int32_t to);
 
 // ---- Scaling -----------------------------------------------------------------
 //

@@ -5,6 +5,9 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <vector>
 
 #include <gdk/gdk.h>
 
@@ -64,6 +67,17 @@ void SplitOffset(double o, int32_t* shift, double* weight) {
   *weight = o - n;
 }
 
+// Pass 2's shears of the `columns` columns of pass 1 for a `sourceWidth`-wide
+// source: the offset starts at s * (W - 1) and falls by s per column;
+// H2 = trunc(cos * H + s * W) + 1.
+ColumnShear PassTwoShear(int32_t sourceWidth, int32_t columns, double s, uint32_t background) {
+  std::vector<int32_t> shifts(static_cast<size_t>(columns));
+  std::vector<double> weights(shifts.size());
+  double offset = s * (sourceWidth - 1);
+  for (size_t c = 0; c < shifts.size(); ++c, offset -= s) SplitOffset(offset, &shifts[c], &weights[c]);
+  return ColumnShear(std::move(shifts), std::move(weights), background);
+}
+
 }  // namespace
 
 void SinCosQuadrant(double x, double* sine, double* cosine) {
@@ -120,10 +134,10 @@ void SkewLine(const uint8_t* src, ptrdiff_t srcStep, int32_t length, uint32_t* d
   }
 }
 
-void HorzSkew(const PictureReader& src, PictureWriter& dst, int32_t row, int32_t offset, double weight,
-              uint32_t background) {
-  ChooseKernel(SkewLine, SkewLineFast)(ReaderRow(src, row), 3, src.width, WriterRow(dst, row), 1, dst.width, offset,
-                                       weight, background);
+void HorzSkew(const PictureReader& src, int32_t srcRow, PictureWriter& dst, int32_t dstRow, int32_t offset,
+              double weight, uint32_t background) {
+  ChooseKernel(SkewLine, SkewLineFast)(ReaderRow(src, srcRow), 3, src.width, WriterRow(dst, dstRow), 1, dst.width,
+                                       offset, weight, background);
 }
 
 void VertSkew(const PictureReader& src, PictureWriter& dst, int32_t column, int32_t offset, double weight,
@@ -134,60 +148,49 @@ void VertSkew(const PictureReader& src, PictureWriter& dst, int32_t column, int3
 
 namespace {
 
-// The blocked column pass's frame: the columns first + 0 .. count - 1 of
-// the writer filled with the background, and each column's parts of the
-// background, bw, which also start its carried part, prev.
-void StartColumns(PictureWriter& dst, int32_t first, int32_t count, const double* weights, uint32_t background,
-                  int32_t b[3], int32_t bw[][3], int32_t prev[][3]) {
-  for (int32_t y = 0; y < dst.height; ++y) {
-    uint32_t* row = WriterRow(dst, y) + first;
-    for (int32_t j = 0; j < count; ++j) row[j] = background;
-  }
-  b[0] = static_cast<int32_t>(RedOf(background));
-  b[1] = static_cast<int32_t>(GreenOf(background));
-  b[2] = static_cast<int32_t>(BlueOf(background));
-  for (int32_t j = 0; j < count; ++j) {
-    for (int c = 0; c < 3; ++c) prev[j][c] = bw[j][c] = static_cast<int32_t>(b[c] * weights[j]);
-  }
-}
-
-// A pixel of a sheared column, dropped when its row lies outside the writer.
-inline void PutColumnPixel(PictureWriter& dst, int32_t column, int64_t row, const int32_t rgb[3]) {
-  if (row >= 0 && row < dst.height) {
-    WriterRow(dst, static_cast<int32_t>(row))[column] =
-        PackRGB(static_cast<uint32_t>(rgb[0]), static_cast<uint32_t>(rgb[1]), static_cast<uint32_t>(rgb[2]));
-  }
-}
-
-// Below each column's last source pixel (row shifts[j] + height): the
-// background less its passed part plus the part the last pixel passed on.
-void PutColumnEnds(PictureWriter& dst, int32_t first, int32_t count, const int32_t* shifts, int32_t height,
-                   const int32_t b[3], const int32_t bw[][3], const int32_t prev[][3]) {
-  for (int32_t j = 0; j < count; ++j) {
-    const int32_t rgb[3] = {b[0] - bw[j][0] + prev[j][0], b[1] - bw[j][1] + prev[j][1], b[2] - bw[j][2] + prev[j][2]};
-    PutColumnPixel(dst, first + j, static_cast<int64_t>(shifts[j]) + height, rgb);
+// Columns from .. to - 1 of BlendColumnRow; the rows start at column 0.
+void BlendColumnSpan(const uint8_t* row, const uint8_t* above, const ColumnShear& shear, uint8_t* out, int32_t from,
+                     int32_t to) {
+  for (int32_t k = 3 * from; k < 3 * to; ++k) {
+    const double w = shear.weights[k / 3];
+    out[k] = static_cast<uint8_t>(row[k] - static_cast<int32_t>(row[k] * w) + static_cast<int32_t>(above[k] * w));
   }
 }
 
 }  // namespace
 
-void VertSkewColumns(const PictureReader& src, PictureWriter& dst, int32_t first, int32_t count, const int32_t* shifts,
-                     const double* weights, uint32_t background) {
-  int32_t b[3], bw[kColumnBlock][3], prev[kColumnBlock][3];
-  StartColumns(dst, first, count, weights, background, b, bw, prev);
-  for (int32_t i = 0; i < src.height; ++i) {
-    const uint8_t* p = ReaderRow(src, i) + 3 * static_cast<ptrdiff_t>(first);
-    for (int32_t j = 0; j < count; ++j, p += 3) {
-      int32_t out[3];
-      for (int c = 0; c < 3; ++c) {
-        const auto left = static_cast<int32_t>(p[c] * weights[j]);
-        out[c] = p[c] - left + prev[j][c];
-        prev[j][c] = left;
-      }
-      PutColumnPixel(dst, first + j, static_cast<int64_t>(shifts[j]) + i, out);
-    }
+void BlendColumnRow(const uint8_t* row, const uint8_t* above, const ColumnShear& shear, uint8_t* out, int32_t width) {
+  BlendColumnSpan(row, above, shear, out, 0, width);
+}
+
+bool BlendColumns(const PictureReader& src, const ColumnShear& shear, MemoryReader& blended) {
+  blended.Release();
+  const uint64_t rowBytes = 3 * static_cast<uint64_t>(src.width);
+  const uint64_t size = rowBytes * (static_cast<uint64_t>(src.height) + 1) + kShiftSlack;
+  if (size > INT32_MAX) return false;
+  blended.rows = static_cast<uint8_t*>(CallocPixels(static_cast<size_t>(size)));
+  if (!blended.rows) return false;
+  blended.reader.base = blended.rows;
+  blended.reader.rowBytes = static_cast<int32_t>(rowBytes);
+  blended.reader.width = src.width;
+  blended.reader.height = src.height + 1;
+  const auto blend = ChooseKernel(BlendColumnRow, BlendColumnRowFast);
+  const uint8_t* background = shear.background.data();
+  for (int32_t i = 0; i <= src.height; ++i)
+    blend(i < src.height ? ReaderRow(src, i) : background, i > 0 ? ReaderRow(src, i - 1) : background, shear,
+          blended.rows + static_cast<ptrdiff_t>(i) * blended.reader.rowBytes, src.width);
+  return true;
+}
+
+void ShiftColumnsRow(const PictureReader& blended, int32_t first, int32_t y, const ColumnShear& shear, uint8_t* out,
+                     int32_t from, int32_t to) {
+  for (int32_t c = from; c < to; ++c) {
+    const int64_t i = int64_t{y} - shear.shifts[c];
+    const uint8_t* p = i >= 0 && i < blended.height
+                           ? ReaderRow(blended, static_cast<int32_t>(i)) + 3 * static_cast<ptrdiff_t>(c - first)
+                           : shear.background.data() + 3 * static_cast<ptrdiff_t>(c);
+    for (int k = 0; k < 3; ++k) out[3 * c + k] = p[k];
   }
-  PutColumnEnds(dst, first, count, shifts, src.height, b, bw, prev);
 }
 
 namespace {
@@ -213,29 +216,23 @@ bool ShearRows(PictureWriter& writer, int pass, const PictureReader& source, con
     int32_t shift;
     double weight;
     SplitOffset(pass == 1 ? (k + 0.5) * t : offset, &shift, &weight);
-    HorzSkew(current, writer, k, shift, weight, background);
+    HorzSkew(current, k, writer, k, shift, weight, background);
   }
   return true;
 }
 
-// Pass 2: columns sheared vertically, the offset starting at s * (W - 1) and
-// falling by s per column; H2 = trunc(cos * H + s * W) + 1.
+// Pass 2: columns sheared vertically, from pass 1's blended rows.
 bool ShearColumns(PictureWriter& writer, const PictureReader& source, const PictureReader& current, uint32_t background,
                   double theta, double s, double t) {
-  if (!NewPassWriter(writer, 2, source, current, theta, s, t)) return false;
-  // Columns are sheared a block at a time, so that reading and writing go
-  // along rows; each column gets exactly what VertSkew would give it.
-  double offset = s * (source.width - 1);
-  const auto columns = ChooseKernel(VertSkewColumns, VertSkewColumnsFast);
-  int32_t shifts[kColumnBlock];
-  double weights[kColumnBlock];
-  for (int32_t k = 0; k < current.width; k += kColumnBlock) {
-    const int32_t count = std::min(kColumnBlock, current.width - k);
-    for (int32_t j = 0; j < count; ++j) {
-      SplitOffset(offset, &shifts[j], &weights[j]);
-      offset -= s;
-    }
-    columns(current, writer, k, count, shifts, weights, background);
+  const ColumnShear shear = PassTwoShear(source.width, current.width, s, background);
+  MemoryReader blended;
+  if (!NewPassWriter(writer, 2, source, current, theta, s, t) || !BlendColumns(current, shear, blended)) return false;
+  std::vector<uint8_t> row(3 * static_cast<size_t>(current.width) + kShiftSlack);
+  const auto shift = ChooseKernel(ShiftColumnsRow, ShiftColumnsRowFast);
+  const auto words = ChooseKernel(Rgb24ToXrgbRow, Rgb24ToXrgbRowFast);
+  for (int32_t y = 0; y < writer.height; ++y) {
+    shift(blended.reader, 0, y, shear, row.data(), 0, current.width);
+    words(row.data(), WriterRow(writer, y), writer.width);
   }
   return true;
 }
@@ -334,19 +331,136 @@ void ReadWriterPixels(PictureWriter& writer, MemoryReader& memory) {
   writer.Release();
 }
 
-REALpictureStruct* Rotate45InMemory(const PictureReader& source, double angle, uint32_t background) {
+namespace {
+
+// Pass 2 is made in bands of kBandRows rows, a strip of kBandColumns columns
+// at a time, so that the blended pixels it copies stay in the nearest cache.
+constexpr int32_t kBandRows = 64;
+constexpr int32_t kBandColumns = 64;
+
+// Pass 1's blended rows kept in strips of kBandColumns columns, each strip's
+// rows one after the other (3 * kBandColumns bytes apart, the last strip's
+// padded), so that the columns of one band of pass 2 read memory in order.
+struct BlendedStrips {
+  uint8_t* bytes = nullptr;
+  int32_t width = 0;
+  int32_t rows = 0;  // H + 1
+
+  BlendedStrips() = default;
+  BlendedStrips(const BlendedStrips&) = delete;
+  BlendedStrips& operator=(const BlendedStrips&) = delete;
+  ~BlendedStrips() { std::free(bytes); }
+
+  static constexpr int32_t kStripBytes = 3 * kBandColumns;
+  bool Make(int32_t columns, int32_t height) {
+    const int64_t strips = (int64_t{columns} + kBandColumns - 1) / kBandColumns;
+    const uint64_t size = static_cast<uint64_t>(strips) * (static_cast<uint64_t>(height) + 1) * kStripBytes + kShiftSlack;
+    if (size > INT32_MAX) return false;
+    bytes = static_cast<uint8_t*>(CallocPixels(static_cast<size_t>(size)));
+    width = columns;
+    rows = height + 1;
+    return bytes != nullptr;
+  }
+  // The strip from column `first` (a multiple of kBandColumns) as a reader.
+  void Strip(int32_t first, PictureReader& strip) const {
+    strip.base = bytes + static_cast<ptrdiff_t>(first / kBandColumns) * rows * kStripBytes;
+    strip.rowBytes = kStripBytes;
+    strip.width = std::min(kBandColumns, width - first);
+    strip.height = rows;
+  }
+  // Row i made of the 3 * width bytes of `row`.
+  void Put(int32_t i, const uint8_t* row) const {
+    for (int32_t first = 0; first < width; first += kBandColumns) {
+      PictureReader strip;
+      Strip(first, strip);
+      std::memcpy(strip.base + static_cast<ptrdiff_t>(i) * kStripBytes, row + 3 * static_cast<ptrdiff_t>(first),
+                  3 * static_cast<size_t>(strip.width));
+    }
+  }
+};
+
+// Pass 1 a row at a time, each row at once blended with the one before it
+// and put into the strips.
+bool BlendedPassOne(const PictureReader& source, const ColumnShear& shear, double t, uint32_t background,
+                    BlendedStrips& strips) {
+  const int32_t width = static_cast<int32_t>(shear.shifts.size());
+  PictureWriter words;
+  const size_t rowBytes = 3 * static_cast<size_t>(width);
+  const std::unique_ptr<uint8_t, decltype(&std::free)> rows(static_cast<uint8_t*>(CallocPixels(3 * rowBytes)),
+                                                            &std::free);
+  if (!rows || !NewPictureWriter(words, width, 1) || !strips.Make(width, source.height)) return false;
+  uint8_t *row = rows.get(), *above = row + rowBytes, *out = above + rowBytes;
+  const auto blend = ChooseKernel(BlendColumnRow, BlendColumnRowFast);
+  for (int32_t k = 0; k <= source.height; ++k, std::swap(row, above)) {
+    if (k < source.height) {
+      int32_t shift;
+      double weight;
+      SplitOffset((k + 0.5) * t, &shift, &weight);
+      HorzSkew(source, k, words, 0, shift, weight, background);
+      XrgbToRgb24Row(WriterRow(words, 0), row, width);
+    }
+    blend(k < source.height ? row : shear.background.data(), k > 0 ? above : shear.background.data(), shear, out,
+          width);
+    strips.Put(k, out);
+  }
+  return true;
+}
+
+// Passes 2 and 3 from the strips into `result`, a band of kBandRows rows at
+// a time; false when there is no memory for the band.
+bool ShiftColumnsThenShearRows(const BlendedStrips& strips, const ColumnShear& shear, int32_t sourceWidth, double s,
+                               double t, PictureWriter& result) {
+  const uint32_t background = PackRGB(shear.background[0], shear.background[1], shear.background[2]);
+  PictureReader band;  // rows spaced for the fast kernel's slack
+  band.rowBytes = 3 * strips.width + kShiftSlack;
+  band.width = strips.width;
+  const std::unique_ptr<uint8_t, decltype(&std::free)> rows(
+      static_cast<uint8_t*>(CallocPixels(static_cast<size_t>(band.rowBytes) * kBandRows)), &std::free);
+  if (!rows) return false;
+  band.base = rows.get();
+  const auto shift = ChooseKernel(ShiftColumnsRow, ShiftColumnsRowFast);
+  double offset = -t * s * (sourceWidth - 1);
+  for (int32_t top = 0; top < result.height; top += kBandRows) {
+    band.height = std::min(kBandRows, result.height - top);
+    for (int32_t first = 0; first < strips.width; first += kBandColumns) {
+      PictureReader strip;
+      strips.Strip(first, strip);
+      for (int32_t y = 0; y < band.height; ++y)
+        shift(strip, first, top + y, shear, rows.get() + static_cast<ptrdiff_t>(y) * band.rowBytes, first,
+              first + strip.width);
+    }
+    for (int32_t y = 0; y < band.height; ++y, offset += t) {
+      int32_t shift;
+      double weight;
+      SplitOffset(offset, &shift, &weight);
+      HorzSkew(band, y, result, top + y, shift, weight, background);
+    }
+  }
+  return true;
+}
+
+}  // namespace
+
+bool ShearInMemory(const PictureReader& source, double angle, uint32_t background, PictureWriter& result) {
   double theta, s, t;
   ShearFactors(angle, &theta, &s, &t);
-  PictureWriter writer;
-  MemoryReader pass1, pass2;
-  if (!ShearRows(writer, 1, source, source, background, theta, s, t)) return nullptr;
-  ReadWriterPixels(writer, pass1);
-  if (!ShearColumns(writer, source, pass1.reader, background, theta, s, t)) return nullptr;
-  pass1.Release();
-  ReadWriterPixels(writer, pass2);
-  if (!ShearRows(writer, 3, source, pass2.reader, background, theta, s, t)) return nullptr;
-  pass2.Release();  // not needed while the host builds the result
-  return RenderPictureWriter(writer);
+  ShearSizes sizes;
+  if (!ComputeShearSizes(source.width, source.height, theta, s, t, &sizes) ||
+      !FitsHostPicture(sizes.width1, source.height))
+    return false;
+  // Pass 2 never exists whole: pass 1 is kept blended (see ColumnShear), and
+  // each band of pass 2's rows is copied from it and at once sheared by
+  // pass 3 into the result.
+  const ColumnShear shear = PassTwoShear(source.width, sizes.width1, s, background);
+  BlendedStrips strips;
+  return BlendedPassOne(source, shear, t, background, strips) &&
+         NewPictureWriter(result, sizes.width3, sizes.height2) &&
+         ShiftColumnsThenShearRows(strips, shear, source.width, s, t, result);
+}
+
+REALpictureStruct* Rotate45InMemory(const PictureReader& source, double angle, uint32_t background) {
+  PictureWriter result;
+  return ShearInMemory(source, angle, background, result) ? RenderPictureWriter(result) : nullptr;
 }
 
 namespace {
@@ -477,16 +591,14 @@ void BlendWithPrevious(const uint8_t* __restrict in, uint8_t* __restrict out, in
 }
 
 // The blend of `n` reader bytes, each with its own multiplier m[k], with the
-// parts the bytes above them passed on: out[k] = in[k] - part + carried[k],
-// part = (in[k] * m[k]) >> 16, which is carried on to the next row.
+// bytes above them: out[k] = in[k] - part(in[k]) + part(above[k]),
+// part(v) = (v * m[k]) >> 16.
 PICTURE_VECTOR_CLONES
-void BlendColumns(const uint8_t* __restrict in, const uint16_t* __restrict m, uint16_t* __restrict carried,
-                  uint8_t* __restrict out, int32_t n) {
+void BlendRows(const uint8_t* __restrict in, const uint8_t* __restrict above, const uint16_t* __restrict m,
+               uint8_t* __restrict out, int32_t n) {
   for (int32_t k = 0; k < n; ++k) {
-    const uint16_t v = in[k];
-    const auto part = static_cast<uint16_t>((static_cast<uint32_t>(v) * m[k]) >> 16);
-    out[k] = static_cast<uint8_t>(v - part + carried[k]);
-    carried[k] = part;
+    const uint32_t v = in[k], u = above[k];
+    out[k] = static_cast<uint8_t>(v - ((v * m[k]) >> 16) + ((u * m[k]) >> 16));
   }
 }
 
@@ -559,49 +671,44 @@ void SkewLineFast(const uint8_t* src, ptrdiff_t srcStep, int32_t length, uint32_
   }
 }
 
-void VertSkewColumnsFast(const PictureReader& src, PictureWriter& dst, int32_t first, int32_t count,
-                         const int32_t* shifts, const double* weights, uint32_t background) {
-  int32_t b[3], bw[kColumnBlock][3], prev[kColumnBlock][3];
-  StartColumns(dst, first, count, weights, background, b, bw, prev);
-  uint16_t m[3 * kColumnBlock];
-  int32_t exact = 0;
-  while (exact < count && ExactMultiplier(weights[exact], &m[3 * exact])) {
-    m[3 * exact + 1] = m[3 * exact + 2] = m[3 * exact];
-    ++exact;
+ColumnShear::ColumnShear(std::vector<int32_t> columnShifts, std::vector<double> columnWeights, uint32_t color)
+    : shifts(std::move(columnShifts)), weights(std::move(columnWeights)), multipliers(3 * shifts.size()) {
+  const int32_t width = static_cast<int32_t>(shifts.size());
+  for (int32_t c = 0; c < width; ++c) {
+    uint16_t m = 0;
+    if (!ExactMultiplier(weights[c], &m)) inexact.push_back(c);
+    multipliers[3 * c] = multipliers[3 * c + 1] = multipliers[3 * c + 2] = m;
+    if (c == 0 || shifts[c] != shifts[c - 1] || c - pieces.back() == kPieceColumns) pieces.push_back(c);
   }
-  if (exact == count) {
-    // Every column has an exact multiplier: a row of the block is blended
-    // as bytes with the parts the row before passed on, then put in place.
-    uint16_t carried[3 * kColumnBlock];
-    uint8_t out[3 * kColumnBlock];
-    for (int32_t j = 0; j < count; ++j)
-      for (int c = 0; c < 3; ++c) carried[3 * j + c] = static_cast<uint16_t>(bw[j][c]);
-    for (int32_t i = 0; i < src.height; ++i) {
-      BlendColumns(ReaderRow(src, i) + 3 * static_cast<ptrdiff_t>(first), m, carried, out, 3 * count);
-      for (int32_t j = 0; j < count; ++j) {
-        const int64_t row = static_cast<int64_t>(shifts[j]) + i;
-        if (row >= 0 && row < dst.height)
-          WriterRow(dst, static_cast<int32_t>(row))[first + j] = ReaderPixel(out + 3 * j);
-      }
-    }
-    for (int32_t j = 0; j < count; ++j)
-      for (int c = 0; c < 3; ++c) prev[j][c] = carried[3 * j + c];
-    PutColumnEnds(dst, first, count, shifts, src.height, b, bw, prev);
-    return;
+  pieces.push_back(width);
+  background.resize(3 * shifts.size() + kShiftSlack);
+  for (size_t k = 0; k + 3 <= background.size(); k += 3) {
+    background[k] = static_cast<uint8_t>(RedOf(color));
+    background[k + 1] = static_cast<uint8_t>(GreenOf(color));
+    background[k + 2] = static_cast<uint8_t>(BlueOf(color));
   }
-  uint8_t part[kColumnBlock][256];  // a part of v is at most v
-  for (int32_t j = 0; j < count; ++j) PassedParts(weights[j], part[j]);
-  for (int32_t i = 0; i < src.height; ++i) {
-    const uint8_t* p = ReaderRow(src, i) + 3 * static_cast<ptrdiff_t>(first);
-    for (int32_t j = 0; j < count; ++j, p += 3) {
-      int32_t out[3];
-      for (int c = 0; c < 3; ++c) {
-        const int32_t left = part[j][p[c]];
-        out[c] = p[c] - left + prev[j][c];
-        prev[j][c] = left;
-      }
-      PutColumnPixel(dst, first + j, static_cast<int64_t>(shifts[j]) + i, out);
-    }
+}
+
+void BlendColumnRowFast(const uint8_t* row, const uint8_t* above, const ColumnShear& shear, uint8_t* out,
+                        int32_t width) {
+  BlendRows(row, above, shear.multipliers.data(), out, 3 * width);
+  for (const int32_t c : shear.inexact) BlendColumnSpan(row, above, shear, out, c, c + 1);
+}
+
+void ShiftColumnsRowFast(const PictureReader& blended, int32_t first, int32_t y, const ColumnShear& shear,
+                         uint8_t* out, int32_t from, int32_t to) {
+  // Each piece of a run of one shift, at most kPieceColumns columns, is one
+  // 16-byte move from one blended row (or the background row).
+  const uint8_t* const base = blended.base;
+  const ptrdiff_t rowBytes = blended.rowBytes;
+  const uint64_t rows = static_cast<uint64_t>(blended.height);
+  const int32_t* const shifts = shear.shifts.data();
+  const uint8_t* const background = shear.background.data();
+  const int32_t* piece = std::upper_bound(shear.pieces.data(), shear.pieces.data() + shear.pieces.size(), from) - 1;
+  for (int32_t a = from; a < to; a = *++piece) {
+    const auto i = static_cast<uint64_t>(int64_t{y} - shifts[a]);  // beyond `rows` also when negative
+    const uint8_t* p = i < rows ? base + static_cast<ptrdiff_t>(i) * rowBytes + 3 * static_cast<ptrdiff_t>(a - first)
+                                : background + 3 * static_cast<ptrdiff_t>(a);
+    std::memcpy(out + 3 * static_cast<ptrdiff_t>(a), p, 16);
   }
-  PutColumnEnds(dst, first, count, shifts, src.height, b, bw, prev);
 }

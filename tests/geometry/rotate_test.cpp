@@ -56,32 +56,40 @@ TEST(GeometryRotateShear, LineBlendsWithNeighbourAndBackground) {
       {4, {bg, bg, bg, bg, p0, p1}},   {-3, {bg, bg, bg, bg, bg, bg}}};
   for (const auto& [shift, expected] : cases) {
     WriterImage h(6, 1), v(1, 6);
-    HorzSkew(row.reader, h.writer, 0, shift, 0.5, bg);
+    HorzSkew(row.reader, 0, h.writer, 0, shift, 0.5, bg);
     VertSkew(column.reader, v.writer, 0, shift, 0.5, bg);
     EXPECT_TRUE(h.Pixels() == expected && v.Pixels() == expected) << shift;
   }
   WriterImage plain(4, 1);  // weight 0: a plain shifted copy, the background after it
-  HorzSkew(row.reader, plain.writer, 0, 1, 0.0, 0xFF00FFFF);  // the word is written unchanged
+  HorzSkew(row.reader, 0, plain.writer, 0, 1, 0.0, 0xFF00FFFF);  // the word is written unchanged
   EXPECT_EQ(plain.Pixels(), (std::vector<uint32_t>{0xFF00FFFF, Rgb(100, 50, 255), Rgb(11, 0, 7), 0x00FFFF}));
 }
 
-// The blocked column shear gives every column what VertSkew gives it, for
-// shifts that put lines partly or wholly outside the destination: a full
-// block and the rest.
-TEST(GeometryRotateShear, BlockedColumnsMatchSingleColumns) {
+// Pass 2's rows give every column what VertSkew gives it, for shifts that
+// put columns partly or wholly above or below the rows made (they never
+// grow from one column to the next, as pass 2's do).
+TEST(GeometryRotateShear, ColumnRowsMatchSingleColumns) {
   std::mt19937 rng(42);
-  const int32_t w = kColumnBlock + 5;
-  ReaderImage src(w, 13, RandomPixels(w * 13, 1));
-  WriterImage blocked(w, 30), single(w, 30);
+  const int32_t w = 70, h = 13, height = 30;
+  ReaderImage src(w, h, RandomPixels(w * h, 1));
+  WriterImage single(w, height);
   std::vector<int32_t> shifts(w);
   std::vector<double> weights(w);
+  int32_t shift = 40;
   for (int32_t k = 0; k < w; ++k) {
-    shifts[k] = static_cast<int32_t>(rng() % 60) - 20, weights[k] = (rng() % 1000) / 1000.0;
+    shifts[k] = shift -= static_cast<int32_t>(rng() % 3), weights[k] = (rng() % 1000) / 1000.0;
     VertSkew(src.reader, single.writer, k, shifts[k], weights[k], 0x8899AA);
   }
-  for (int32_t first : {0, kColumnBlock})
-    VertSkewColumns(src.reader, blocked.writer, first, first ? 5 : kColumnBlock, &shifts[first], &weights[first], 0x8899AA);
-  EXPECT_EQ(blocked.Pixels(), single.Pixels());
+  const ColumnShear shear(shifts, weights, 0x8899AA);
+  MemoryReader blended;
+  ASSERT_TRUE(BlendColumns(src.reader, shear, blended));
+  std::vector<uint32_t> made;
+  std::vector<uint8_t> row(3 * w);
+  for (int32_t y = 0; y < height; ++y) {
+    ShiftColumnsRow(blended.reader, 0, y, shear, row.data(), 0, w);
+    for (int32_t x = 0; x < w; ++x) made.push_back(ReaderPixel(&row[3 * x]));
+  }
+  EXPECT_EQ(made, single.Pixels());
 }
 
 class GeometryRotateMethod : public HostTest {
@@ -205,9 +213,9 @@ TEST_F(GeometryRotateMethod, BadInputGivesNilAndReleasesEverything) {
   const bool exact = KeepsEveryBit(handle);
   const int depth = gdk_visual_get_depth(gdk_visual_get_system());
   EXPECT_EQ(exact, depth == 24 || depth == 32);
-  auto throughHost = [&](double angle) {
+  auto throughHost = [&](double angle, const ph::Ref& from) {
     const char* turns[] = {"CloneQVT", "Rotate90QVT", "Rotate180QVT", "Rotate270QVT"};
-    const ph::Ref turned = AsPicture(host().Call(pic, turns[int(angle / 90)]));
+    const ph::Ref turned = AsPicture(host().Call(from, turns[int(angle / 90)]));
     PictureReader reader;
     GetPictureReader(reader, Handle(turned));
     REALpictureStruct* out = Rotate45(reader, std::fmod(angle, 90), bg);
@@ -224,13 +232,17 @@ TEST_F(GeometryRotateMethod, BadInputGivesNilAndReleasesEverything) {
     direct.FailBuildsFrom(0);
     ph::Ref ok = direct.Adopt(Rotate(handle, angle, bg));
     EXPECT_EQ(direct.Builds(), builds);
-    EXPECT_EQ(host().Pixels(ok), throughHost(angle)) << angle;
+    EXPECT_EQ(host().Pixels(ok), throughHost(angle, pic)) << angle;
   }
+  // In memory, passes 2 and 3 go in bands of rows: here three (the last one
+  // short) over two blocks of columns.
+  ph::Ref banded = Picture(70, 150, RandomPixels(70 * 150, 8));
   PictureReader source;
-  ASSERT_TRUE(GetPictureReader(source, handle));
+  ASSERT_TRUE(GetPictureReader(source, Handle(banded)));
   const ph::Ref inMemory = direct.Adopt(Rotate45InMemory(source, 30, bg));
   source.Release();
-  EXPECT_EQ(host().Pixels(inMemory) == throughHost(30), exact);
+  EXPECT_EQ(host().Height(inMemory), 165);
+  EXPECT_EQ(host().Pixels(inMemory) == throughHost(30, banded), exact);
   // 32767 x 12 sheared by 10 degrees: the first pass would be 32767 +
   // trunc(tan 5 * 12) = 32768 wide, so nothing is turned or built (the result,
   // 32272 wide, would fit).
