@@ -157,11 +157,12 @@ void BlendColumnRow(const uint8_t* row, const uint8_t* above, const ColumnShear&
 // (rows 3 * width bytes apart, kShiftSlack bytes more after the last); false
 // when the buffer cannot be had.
 bool BlendColumns(const PictureReader& src, const ColumnShear& shear, MemoryReader& blended);
-// The second step: columns from .. to - 1 of row `y` (any y) into out[3 *
-// from] .. out[3 * to - 1], from blended rows that hold the columns from
-// `first` on (`blended`, H + 1 rows; its column 0 is column `first`).
-void ShiftColumnsRow(const PictureReader& blended, int32_t first, int32_t y, const ColumnShear& shear, uint8_t* out,
-                     int32_t from, int32_t to);
+// The second step: rows top .. top + rows - 1 (any rows), columns from ..
+// to - 1, into `out` (rows `outRowBytes` apart, column c at out + 3 * c),
+// from blended rows that hold the columns from `first` on (`blended`, H + 1
+// rows; its column 0 is column `first`).
+void ShiftColumns(const PictureReader& blended, int32_t first, int32_t top, int32_t rows, const ColumnShear& shear,
+                  uint8_t* out, ptrdiff_t outRowBytes, int32_t from, int32_t to);
 
 // The line kernel behind both shears. `src` steps `srcStep` bytes per pixel
 // over `length` reader pixels; `dst` steps `dstStep` words over `dstLength`
@@ -182,14 +183,14 @@ void SkewLineFast(const uint8_t* src, ptrdiff_t srcStep, int32_t length, uint32_
                   int32_t dstLength, int32_t shift, double weight, uint32_t background);
 // The first step's fast variant blends whole rows as bytes (the columns
 // without a multiplier one by one afterwards). The second's copies each
-// piece as one 16-byte move, so it may read up to kShiftSlack bytes past
-// the pixels of a blended row it reads, and write up to kShiftSlack bytes
-// past out[3 * to - 1] (pieces go from left to right, each writing over what
-// the one before wrote past its end).
+// piece as one 16-byte move a row, so it may read up to kShiftSlack bytes
+// past the pixels of a blended row it reads, and write up to kShiftSlack
+// bytes past column to - 1 of a row (pieces go from left to right, each
+// writing over what the one before wrote past its end).
 void BlendColumnRowFast(const uint8_t* row, const uint8_t* above, const ColumnShear& shear, uint8_t* out,
                         int32_t width);
-void ShiftColumnsRowFast(const PictureReader& blended, int32_t first, int32_t y, const ColumnShear& shear,
-                         uint8_t* out, int32_t from, int32_t to);
+void ShiftColumnsFast(const PictureReader& blended, int32_t first, int32_t top, int32_t rows, const ColumnShear& shear,
+                      uint8_t* out, ptrdiff_t outRowBytes, int32_t from, int32_t to);
 
 // ---- Scaling -----------------------------------------------------------------
 //

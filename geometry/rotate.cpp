@@ -182,14 +182,16 @@ bool BlendColumns(const PictureReader& src, const ColumnShear& shear, MemoryRead
   return true;
 }
 
-void ShiftColumnsRow(const PictureReader& blended, int32_t first, int32_t y, const ColumnShear& shear, uint8_t* out,
-                     int32_t from, int32_t to) {
-  for (int32_t c = from; c < to; ++c) {
-    const int64_t i = int64_t{y} - shear.shifts[c];
-    const uint8_t* p = i >= 0 && i < blended.height
-                           ? ReaderRow(blended, static_cast<int32_t>(i)) + 3 * static_cast<ptrdiff_t>(c - first)
-                           : shear.background.data() + 3 * static_cast<ptrdiff_t>(c);
-    for (int k = 0; k < 3; ++k) out[3 * c + k] = p[k];
+void ShiftColumns(const PictureReader& blended, int32_t first, int32_t top, int32_t rows, const ColumnShear& shear,
+                  uint8_t* out, ptrdiff_t outRowBytes, int32_t from, int32_t to) {
+  for (int32_t y = 0; y < rows; ++y, out += outRowBytes) {
+    for (int32_t c = from; c < to; ++c) {
+      const int64_t i = int64_t{top} + y - shear.shifts[c];
+      const uint8_t* p = i >= 0 && i < blended.height
+                             ? ReaderRow(blended, static_cast<int32_t>(i)) + 3 * static_cast<ptrdiff_t>(c - first)
+                             : shear.background.data() + 3 * static_cast<ptrdiff_t>(c);
+      for (int k = 0; k < 3; ++k) out[3 * c + k] = p[k];
+    }
   }
 }
 
@@ -228,10 +230,10 @@ bool ShearColumns(PictureWriter& writer, const PictureReader& source, const Pict
   MemoryReader blended;
   if (!NewPassWriter(writer, 2, source, current, theta, s, t) || !BlendColumns(current, shear, blended)) return false;
   std::vector<uint8_t> row(3 * static_cast<size_t>(current.width) + kShiftSlack);
-  const auto shift = ChooseKernel(ShiftColumnsRow, ShiftColumnsRowFast);
+  const auto shift = ChooseKernel(ShiftColumns, ShiftColumnsFast);
   const auto words = ChooseKernel(Rgb24ToXrgbRow, Rgb24ToXrgbRowFast);
   for (int32_t y = 0; y < writer.height; ++y) {
-    shift(blended.reader, 0, y, shear, row.data(), 0, current.width);
+    shift(blended.reader, 0, y, 1, shear, row.data(), 0, 0, current.width);
     words(row.data(), WriterRow(writer, y), writer.width);
   }
   return true;
@@ -418,16 +420,14 @@ bool ShiftColumnsThenShearRows(const BlendedStrips& strips, const ColumnShear& s
       static_cast<uint8_t*>(CallocPixels(static_cast<size_t>(band.rowBytes) * kBandRows)), &std::free);
   if (!rows) return false;
   band.base = rows.get();
-  const auto shift = ChooseKernel(ShiftColumnsRow, ShiftColumnsRowFast);
+  const auto shift = ChooseKernel(ShiftColumns, ShiftColumnsFast);
   double offset = -t * s * (sourceWidth - 1);
   for (int32_t top = 0; top < result.height; top += kBandRows) {
     band.height = std::min(kBandRows, result.height - top);
     for (int32_t first = 0; first < strips.width; first += kBandColumns) {
       PictureReader strip;
       strips.Strip(first, strip);
-      for (int32_t y = 0; y < band.height; ++y)
-        shift(strip, first, top + y, shear, rows.get() + static_cast<ptrdiff_t>(y) * band.rowBytes, first,
-              first + strip.width);
+      shift(strip, first, top, band.height, shear, rows.get(), band.rowBytes, first, first + strip.width);
     }
     for (int32_t y = 0; y < band.height; ++y, offset += t) {
       int32_t shift;
@@ -695,20 +695,26 @@ void BlendColumnRowFast(const uint8_t* row, const uint8_t* above, const ColumnSh
   for (const int32_t c : shear.inexact) BlendColumnSpan(row, above, shear, out, c, c + 1);
 }
 
-void ShiftColumnsRowFast(const PictureReader& blended, int32_t first, int32_t y, const ColumnShear& shear,
-                         uint8_t* out, int32_t from, int32_t to) {
+void ShiftColumnsFast(const PictureReader& blended, int32_t first, int32_t top, int32_t rows, const ColumnShear& shear,
+                      uint8_t* out, ptrdiff_t outRowBytes, int32_t from, int32_t to) {
   // Each piece of a run of one shift, at most kPieceColumns columns, is one
-  // 16-byte move from one blended row (or the background row).
-  const uint8_t* const base = blended.base;
+  // 16-byte move per row, down consecutive rows of the blended picture (or
+  // of the background row above and below them).
   const ptrdiff_t rowBytes = blended.rowBytes;
-  const uint64_t rows = static_cast<uint64_t>(blended.height);
-  const int32_t* const shifts = shear.shifts.data();
-  const uint8_t* const background = shear.background.data();
   const int32_t* piece = std::upper_bound(shear.pieces.data(), shear.pieces.data() + shear.pieces.size(), from) - 1;
   for (int32_t a = from; a < to; a = *++piece) {
-    const auto i = static_cast<uint64_t>(int64_t{y} - shifts[a]);  // beyond `rows` also when negative
-    const uint8_t* p = i < rows ? base + static_cast<ptrdiff_t>(i) * rowBytes + 3 * static_cast<ptrdiff_t>(a - first)
-                                : background + 3 * static_cast<ptrdiff_t>(a);
-    std::memcpy(out + 3 * static_cast<ptrdiff_t>(a), p, 16);
+    const int64_t shift = shear.shifts[a];
+    // Rows lo .. hi - 1 read blended rows 0 .. H.
+    const int64_t lo = std::clamp<int64_t>(shift - top, 0, rows);
+    const int64_t hi = std::clamp<int64_t>(shift - top + blended.height, lo, rows);
+    const uint8_t* const background = shear.background.data() + 3 * static_cast<ptrdiff_t>(a);
+    uint8_t* o = out + 3 * static_cast<ptrdiff_t>(a);
+    int64_t y = 0;
+    for (; y < lo; ++y, o += outRowBytes) std::memcpy(o, background, 16);
+    if (y < hi) {
+      const uint8_t* p = ReaderRow(blended, static_cast<int32_t>(top + y - shift)) + 3 * static_cast<ptrdiff_t>(a - first);
+      for (; y < hi; ++y, o += outRowBytes, p += rowBytes) std::memcpy(o, p, 16);
+    }
+    for (; y < rows; ++y, o += outRowBytes) std::memcpy(o, background, 16);
   }
 }

@@ -370,10 +370,10 @@ TEST(FastKernels, Shears) {
   }
   // Pass 2's two steps: rows blended with the row above, by weights that
   // now and then have no exact multiplier; columns shifted down by shifts
-  // that fall by 0 .. 2 per column, read from rows above the first column to
-  // rows below the last, from all rows or from a strip of columns. The fast
-  // copy may touch kShiftSlack bytes past a row: the blended rows have them,
-  // and only the columns asked for are compared.
+  // that fall by 0 .. 2 per column, bands of rows from above the first
+  // column to below the last, from all columns or from a strip of them. The
+  // fast copy may touch kShiftSlack bytes past a row: the rows have them, and
+  // only the columns asked for are compared.
   for (int n = 0; n < 60; ++n) {
     SCOPED_TRACE(n);
     const int32_t w = r.Width(), h = r.Int(1, 60);
@@ -391,13 +391,15 @@ TEST(FastKernels, Shears) {
     RandomImage blended(r, w - first, h + 1, 3 * (w - first) + kShiftSlack);
     blended.reader.height = h;  // the spare row is the slack
     for (int k = 0; k < 20; ++k) {
-      const int32_t y = r.Int(shifts.back() - 2, shifts[0] + h + 2), from = r.Int(first, w - 1);
-      const int32_t to = r.Int(from + 1, w);
-      SCOPED_TRACE(y);
-      std::vector<uint8_t> a(3 * w + kShiftSlack, 0xA5), b = a;
-      ShiftColumnsRow(blended.reader, first, y, shear, a.data(), from, to);
-      ShiftColumnsRowFast(blended.reader, first, y, shear, b.data(), from, to);
-      ASSERT_TRUE(std::equal(a.begin(), a.begin() + 3 * to, b.begin()));
+      const int32_t top = r.Int(shifts.back() - 8, shifts[0] + h + 2), rows = r.Int(1, 8);
+      const int32_t from = r.Int(first, w - 1), to = r.Int(from + 1, w);
+      SCOPED_TRACE(top);
+      const ptrdiff_t rowBytes = 3 * w + kShiftSlack;
+      std::vector<uint8_t> a(rowBytes * rows, 0xA5), b = a;
+      ShiftColumns(blended.reader, first, top, rows, shear, a.data(), rowBytes, from, to);
+      ShiftColumnsFast(blended.reader, first, top, rows, shear, b.data(), rowBytes, from, to);
+      for (int32_t y = 0; y < rows; ++y)
+        ASSERT_TRUE(std::equal(&a[y * rowBytes], &a[y * rowBytes + 3 * to], &b[y * rowBytes])) << y;
     }
   }
 }
