@@ -150,9 +150,11 @@ struct ColumnShear {
   std::vector<uint8_t> background;
   ColumnShear(std::vector<int32_t> columnShifts, std::vector<double> columnWeights, uint32_t color);
 };
-// The first step for one row: `width` pixels of `row` blended with those of
-// `above` into `out`.
-void BlendColumnRow(const uint8_t* row, const uint8_t* above, const ColumnShear& shear, uint8_t* out, int32_t width);
+// The first step for one row: columns from .. to - 1 of `row` blended with
+// those of `above` (both start at column 0) into out[0] .. out[3 * (to -
+// from) - 1].
+void BlendColumnRow(const uint8_t* row, const uint8_t* above, const ColumnShear& shear, int32_t from, int32_t to,
+                    uint8_t* out);
 // The first step for a picture: the H + 1 blended rows of `src` in `blended`
 // (rows 3 * width bytes apart, kShiftSlack bytes more after the last); false
 // when the buffer cannot be had.
@@ -172,6 +174,9 @@ void ShiftColumns(const PictureReader& blended, int32_t first, int32_t top, int3
 // line, and the background blended with the last pixel's part at shift + length.
 void SkewLine(const uint8_t* src, ptrdiff_t srcStep, int32_t length, uint32_t* dst, ptrdiff_t dstStep,
               int32_t dstLength, int32_t shift, double weight, uint32_t background);
+// The same along a row into reader pixels, `dst` 3 * dstLength bytes.
+void SkewRow(const uint8_t* src, int32_t length, uint8_t* dst, int32_t dstLength, int32_t shift, double weight,
+             uint32_t background);
 
 // Fast variants: the same pixels. What a channel value passes on to its
 // neighbour, trunc(value * weight), is (value * m) >> 16 for a 16-bit m
@@ -181,14 +186,16 @@ void SkewLine(const uint8_t* src, ptrdiff_t srcStep, int32_t length, uint32_t* d
 // pixel reaches are filled with the background.
 void SkewLineFast(const uint8_t* src, ptrdiff_t srcStep, int32_t length, uint32_t* dst, ptrdiff_t dstStep,
                   int32_t dstLength, int32_t shift, double weight, uint32_t background);
+void SkewRowFast(const uint8_t* src, int32_t length, uint8_t* dst, int32_t dstLength, int32_t shift, double weight,
+                 uint32_t background);
 // The first step's fast variant blends whole rows as bytes (the columns
 // without a multiplier one by one afterwards). The second's copies each
 // piece as one 16-byte move a row, so it may read up to kShiftSlack bytes
 // past the pixels of a blended row it reads, and write up to kShiftSlack
 // bytes past column to - 1 of a row (pieces go from left to right, each
 // writing over what the one before wrote past its end).
-void BlendColumnRowFast(const uint8_t* row, const uint8_t* above, const ColumnShear& shear, uint8_t* out,
-                        int32_t width);
+void BlendColumnRowFast(const uint8_t* row, const uint8_t* above, const ColumnShear& shear, int32_t from, int32_t to,
+                        uint8_t* out);
 void ShiftColumnsFast(const PictureReader& blended, int32_t first, int32_t top, int32_t rows, const ColumnShear& shear,
                       uint8_t* out, ptrdiff_t outRowBytes, int32_t from, int32_t to);
 

@@ -100,9 +100,37 @@ bool ReduceAngle(double angle, double* reduced) {
   return true;
 }
 
-void SkewLine(const uint8_t* src, ptrdiff_t srcStep, int32_t length, uint32_t* dst, ptrdiff_t dstStep,
-              int32_t dstLength, int32_t shift, double weight, uint32_t background) {
-  for (int32_t i = 0; i < dstLength; ++i) dst[i * dstStep] = background;
+namespace {
+
+// Where the pixels of a sheared line go: writer words `step` words apart,
+// or reader pixels one after another.
+struct WordLine {
+  uint32_t* dst;
+  ptrdiff_t step;
+  bool Row() const { return step == 1; }
+  void Fill(int64_t i, uint32_t background) const { dst[i * step] = background; }
+  void Put(int64_t i, int32_t r, int32_t g, int32_t b) const {
+    dst[i * step] = PackRGB(static_cast<uint32_t>(r), static_cast<uint32_t>(g), static_cast<uint32_t>(b));
+  }
+};
+struct ByteLine {
+  uint8_t* dst;
+  bool Row() const { return true; }
+  void Fill(int64_t i, uint32_t background) const {
+    Put(i, static_cast<int32_t>(RedOf(background)), static_cast<int32_t>(GreenOf(background)),
+        static_cast<int32_t>(BlueOf(background)));
+  }
+  void Put(int64_t i, int32_t r, int32_t g, int32_t b) const {
+    dst[3 * i] = static_cast<uint8_t>(r);
+    dst[3 * i + 1] = static_cast<uint8_t>(g);
+    dst[3 * i + 2] = static_cast<uint8_t>(b);
+  }
+};
+
+template <typename Line>
+void SkewLineTo(const uint8_t* src, ptrdiff_t srcStep, int32_t length, const Line& dst, int32_t dstLength,
+                int32_t shift, double weight, uint32_t background) {
+  for (int32_t i = 0; i < dstLength; ++i) dst.Fill(i, background);
 
   const int32_t bR = static_cast<int32_t>(RedOf(background));
   const int32_t bG = static_cast<int32_t>(GreenOf(background));
@@ -120,18 +148,24 @@ void SkewLine(const uint8_t* src, ptrdiff_t srcStep, int32_t length, uint32_t* d
     const int32_t leftR = static_cast<int32_t>(r * weight);
     const int32_t leftG = static_cast<int32_t>(g * weight);
     const int32_t leftB = static_cast<int32_t>(b * weight);
-    if (pos >= 0 && pos < dstLength) {
-      dst[pos * dstStep] = PackRGB(static_cast<uint32_t>(r - leftR + prevR), static_cast<uint32_t>(g - leftG + prevG),
-                                   static_cast<uint32_t>(b - leftB + prevB));
-    }
+    if (pos >= 0 && pos < dstLength) dst.Put(pos, r - leftR + prevR, g - leftG + prevG, b - leftB + prevB);
     prevR = leftR;
     prevG = leftG;
     prevB = leftB;
   }
-  if (pos >= 0 && pos < dstLength) {
-    dst[pos * dstStep] = PackRGB(static_cast<uint32_t>(bR - bwR + prevR), static_cast<uint32_t>(bG - bwG + prevG),
-                                 static_cast<uint32_t>(bB - bwB + prevB));
-  }
+  if (pos >= 0 && pos < dstLength) dst.Put(pos, bR - bwR + prevR, bG - bwG + prevG, bB - bwB + prevB);
+}
+
+}  // namespace
+
+void SkewLine(const uint8_t* src, ptrdiff_t srcStep, int32_t length, uint32_t* dst, ptrdiff_t dstStep,
+              int32_t dstLength, int32_t shift, double weight, uint32_t background) {
+  SkewLineTo(src, srcStep, length, WordLine{dst, dstStep}, dstLength, shift, weight, background);
+}
+
+void SkewRow(const uint8_t* src, int32_t length, uint8_t* dst, int32_t dstLength, int32_t shift, double weight,
+             uint32_t background) {
+  SkewLineTo(src, 3, length, ByteLine{dst}, dstLength, shift, weight, background);
 }
 
 void HorzSkew(const PictureReader& src, int32_t srcRow, PictureWriter& dst, int32_t dstRow, int32_t offset,
@@ -146,21 +180,13 @@ void VertSkew(const PictureReader& src, PictureWriter& dst, int32_t column, int3
            dst.rowBytes / 4, dst.height, offset, weight, background);
 }
 
-namespace {
-
-// Columns from .. to - 1 of BlendColumnRow; the rows start at column 0.
-void BlendColumnSpan(const uint8_t* row, const uint8_t* above, const ColumnShear& shear, uint8_t* out, int32_t from,
-                     int32_t to) {
+void BlendColumnRow(const uint8_t* row, const uint8_t* above, const ColumnShear& shear, int32_t from, int32_t to,
+                    uint8_t* out) {
   for (int32_t k = 3 * from; k < 3 * to; ++k) {
     const double w = shear.weights[k / 3];
-    out[k] = static_cast<uint8_t>(row[k] - static_cast<int32_t>(row[k] * w) + static_cast<int32_t>(above[k] * w));
+    out[k - 3 * from] =
+        static_cast<uint8_t>(row[k] - static_cast<int32_t>(row[k] * w) + static_cast<int32_t>(above[k] * w));
   }
-}
-
-}  // namespace
-
-void BlendColumnRow(const uint8_t* row, const uint8_t* above, const ColumnShear& shear, uint8_t* out, int32_t width) {
-  BlendColumnSpan(row, above, shear, out, 0, width);
 }
 
 bool BlendColumns(const PictureReader& src, const ColumnShear& shear, MemoryReader& blended) {
@@ -177,8 +203,8 @@ bool BlendColumns(const PictureReader& src, const ColumnShear& shear, MemoryRead
   const auto blend = ChooseKernel(BlendColumnRow, BlendColumnRowFast);
   const uint8_t* background = shear.background.data();
   for (int32_t i = 0; i <= src.height; ++i)
-    blend(i < src.height ? ReaderRow(src, i) : background, i > 0 ? ReaderRow(src, i - 1) : background, shear,
-          blended.rows + static_cast<ptrdiff_t>(i) * blended.reader.rowBytes, src.width);
+    blend(i < src.height ? ReaderRow(src, i) : background, i > 0 ? ReaderRow(src, i - 1) : background, shear, 0,
+          src.width, blended.rows + static_cast<ptrdiff_t>(i) * blended.reader.rowBytes);
   return true;
 }
 
@@ -370,40 +396,34 @@ struct BlendedStrips {
     strip.width = std::min(kBandColumns, width - first);
     strip.height = rows;
   }
-  // Row i made of the 3 * width bytes of `row`.
-  void Put(int32_t i, const uint8_t* row) const {
-    for (int32_t first = 0; first < width; first += kBandColumns) {
-      PictureReader strip;
-      Strip(first, strip);
-      std::memcpy(strip.base + static_cast<ptrdiff_t>(i) * kStripBytes, row + 3 * static_cast<ptrdiff_t>(first),
-                  3 * static_cast<size_t>(strip.width));
-    }
+  // Row i of the strip from column `first`.
+  uint8_t* Row(int32_t first, int32_t i) const {
+    return bytes + (static_cast<ptrdiff_t>(first / kBandColumns) * rows + i) * kStripBytes;
   }
 };
 
 // Pass 1 a row at a time, each row at once blended with the one before it
-// and put into the strips.
+// into the strips.
 bool BlendedPassOne(const PictureReader& source, const ColumnShear& shear, double t, uint32_t background,
                     BlendedStrips& strips) {
   const int32_t width = static_cast<int32_t>(shear.shifts.size());
-  PictureWriter words;
   const size_t rowBytes = 3 * static_cast<size_t>(width);
-  const std::unique_ptr<uint8_t, decltype(&std::free)> rows(static_cast<uint8_t*>(CallocPixels(3 * rowBytes)),
+  const std::unique_ptr<uint8_t, decltype(&std::free)> rows(static_cast<uint8_t*>(CallocPixels(2 * rowBytes)),
                                                             &std::free);
-  if (!rows || !NewPictureWriter(words, width, 1) || !strips.Make(width, source.height)) return false;
-  uint8_t *row = rows.get(), *above = row + rowBytes, *out = above + rowBytes;
+  if (!rows || !strips.Make(width, source.height)) return false;
+  uint8_t *row = rows.get(), *above = row + rowBytes;
+  const auto skew = ChooseKernel(SkewRow, SkewRowFast);
   const auto blend = ChooseKernel(BlendColumnRow, BlendColumnRowFast);
   for (int32_t k = 0; k <= source.height; ++k, std::swap(row, above)) {
     if (k < source.height) {
       int32_t shift;
       double weight;
       SplitOffset((k + 0.5) * t, &shift, &weight);
-      HorzSkew(source, k, words, 0, shift, weight, background);
-      XrgbToRgb24Row(WriterRow(words, 0), row, width);
+      skew(ReaderRow(source, k), source.width, row, width, shift, weight, background);
     }
-    blend(k < source.height ? row : shear.background.data(), k > 0 ? above : shear.background.data(), shear, out,
-          width);
-    strips.Put(k, out);
+    for (int32_t first = 0; first < width; first += kBandColumns)
+      blend(k < source.height ? row : shear.background.data(), k > 0 ? above : shear.background.data(), shear, first,
+            std::min(first + kBandColumns, width), strips.Row(first, k));
   }
   return true;
 }
@@ -607,8 +627,20 @@ constexpr int32_t kBlendChunk = 256;
 
 }  // namespace
 
-void SkewLineFast(const uint8_t* src, ptrdiff_t srcStep, int32_t length, uint32_t* dst, ptrdiff_t dstStep,
-                  int32_t dstLength, int32_t shift, double weight, uint32_t background) {
+namespace {
+
+// A row's blended bytes for the pixels from i on: spread into words, or
+// placed as they are.
+void PutBlended(const WordLine& line, int64_t i, const uint8_t* bytes, int32_t count) {
+  Rgb24ToXrgbRowFast(bytes, line.dst + i, count);
+}
+void PutBlended(const ByteLine& line, int64_t i, const uint8_t* bytes, int32_t count) {
+  std::memcpy(line.dst + 3 * i, bytes, 3 * static_cast<size_t>(count));
+}
+
+template <typename Line>
+void SkewLineFastTo(const uint8_t* src, ptrdiff_t srcStep, int32_t length, const Line& dst, int32_t dstLength,
+                    int32_t shift, double weight, uint32_t background) {
   int32_t part[256];
   PassedParts(weight, part);
   const int32_t bR = static_cast<int32_t>(RedOf(background));
@@ -622,29 +654,28 @@ void SkewLineFast(const uint8_t* src, ptrdiff_t srcStep, int32_t length, uint32_
   // shift + length; every other pixel of the line is the background.
   const int64_t reached = int64_t{shift};
   const int64_t end = int64_t{shift} + length;  // the last pixel written
-  for (int64_t i = 0; i < std::min<int64_t>(reached, dstLength); ++i) dst[i * dstStep] = background;
-  for (int64_t i = std::max<int64_t>(end + 1, 0); i < dstLength; ++i) dst[i * dstStep] = background;
+  for (int64_t i = 0; i < std::min<int64_t>(reached, dstLength); ++i) dst.Fill(i, background);
+  for (int64_t i = std::max<int64_t>(end + 1, 0); i < dstLength; ++i) dst.Fill(i, background);
 
   // The source pixels that land inside the line: begin <= i < stop.
   const int64_t begin = std::max<int64_t>(0, -reached);
   const int64_t stop = std::min<int64_t>(length, int64_t{dstLength} - reached);
   int32_t prevR = bwR, prevG = bwG, prevB = bwB;
   uint16_t m;
-  if (srcStep == 3 && dstStep == 1 && begin < stop && ExactMultiplier(weight, &m)) {
+  if (srcStep == 3 && dst.Row() && begin < stop && ExactMultiplier(weight, &m)) {
     // Along a row with an exact multiplier: the pixels after the first are
-    // blended as bytes a chunk at a time and spread into words.
+    // blended as bytes a chunk at a time and put in place.
     int64_t i = begin;
     if (i == 0) {
       const int32_t r = src[0], g = src[1], b = src[2];
-      dst[reached] = PackRGB(static_cast<uint32_t>(r - part[r] + bwR), static_cast<uint32_t>(g - part[g] + bwG),
-                             static_cast<uint32_t>(b - part[b] + bwB));
+      dst.Put(reached, r - part[r] + bwR, g - part[g] + bwG, b - part[b] + bwB);
       ++i;
     }
     uint8_t blended[3 * kBlendChunk];
     for (int32_t count; i < stop; i += count) {
       count = static_cast<int32_t>(std::min<int64_t>(kBlendChunk, stop - i));
       BlendWithPrevious(src + 3 * i, blended, 3 * count, m);
-      Rgb24ToXrgbRowFast(blended, dst + reached + i, count);
+      PutBlended(dst, reached + i, blended, count);
     }
   } else {
     if (begin > 0 && begin <= length) {
@@ -655,9 +686,7 @@ void SkewLineFast(const uint8_t* src, ptrdiff_t srcStep, int32_t length, uint32_
       const uint8_t* p = src + i * srcStep;
       const int32_t r = p[0], g = p[1], b = p[2];
       const int32_t leftR = part[r], leftG = part[g], leftB = part[b];
-      dst[(reached + i) * dstStep] =
-          PackRGB(static_cast<uint32_t>(r - leftR + prevR), static_cast<uint32_t>(g - leftG + prevG),
-                  static_cast<uint32_t>(b - leftB + prevB));
+      dst.Put(reached + i, r - leftR + prevR, g - leftG + prevG, b - leftB + prevB);
       prevR = leftR, prevG = leftG, prevB = leftB;
     }
   }
@@ -666,9 +695,20 @@ void SkewLineFast(const uint8_t* src, ptrdiff_t srcStep, int32_t length, uint32_
       const uint8_t* p = src + static_cast<ptrdiff_t>(length - 1) * srcStep;
       prevR = part[p[0]], prevG = part[p[1]], prevB = part[p[2]];
     }
-    dst[end * dstStep] = PackRGB(static_cast<uint32_t>(bR - bwR + prevR), static_cast<uint32_t>(bG - bwG + prevG),
-                                 static_cast<uint32_t>(bB - bwB + prevB));
+    dst.Put(end, bR - bwR + prevR, bG - bwG + prevG, bB - bwB + prevB);
   }
+}
+
+}  // namespace
+
+void SkewLineFast(const uint8_t* src, ptrdiff_t srcStep, int32_t length, uint32_t* dst, ptrdiff_t dstStep,
+                  int32_t dstLength, int32_t shift, double weight, uint32_t background) {
+  SkewLineFastTo(src, srcStep, length, WordLine{dst, dstStep}, dstLength, shift, weight, background);
+}
+
+void SkewRowFast(const uint8_t* src, int32_t length, uint8_t* dst, int32_t dstLength, int32_t shift, double weight,
+                 uint32_t background) {
+  SkewLineFastTo(src, 3, length, ByteLine{dst}, dstLength, shift, weight, background);
 }
 
 ColumnShear::ColumnShear(std::vector<int32_t> columnShifts, std::vector<double> columnWeights, uint32_t color)
@@ -689,10 +729,13 @@ ColumnShear::ColumnShear(std::vector<int32_t> columnShifts, std::vector<double> 
   }
 }
 
-void BlendColumnRowFast(const uint8_t* row, const uint8_t* above, const ColumnShear& shear, uint8_t* out,
-                        int32_t width) {
-  BlendRows(row, above, shear.multipliers.data(), out, 3 * width);
-  for (const int32_t c : shear.inexact) BlendColumnSpan(row, above, shear, out, c, c + 1);
+void BlendColumnRowFast(const uint8_t* row, const uint8_t* above, const ColumnShear& shear, int32_t from, int32_t to,
+                        uint8_t* out) {
+  const ptrdiff_t first = 3 * static_cast<ptrdiff_t>(from);
+  BlendRows(row + first, above + first, shear.multipliers.data() + first, out, 3 * (to - from));
+  for (auto c = std::lower_bound(shear.inexact.begin(), shear.inexact.end(), from); c != shear.inexact.end() && *c < to;
+       ++c)
+    BlendColumnRow(row, above, shear, *c, *c + 1, out + 3 * static_cast<ptrdiff_t>(*c - from));
 }
 
 void ShiftColumnsFast(const PictureReader& blended, int32_t first, int32_t top, int32_t rows, const ColumnShear& shear,

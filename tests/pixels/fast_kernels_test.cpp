@@ -367,6 +367,10 @@ TEST(FastKernels, Shears) {
         [&](uint8_t* d) {
           SkewLineFast(src.data(), 3, length, Words(d), 1, dstLength, shift, weight, background);
         });
+    ExpectSameOutput(
+        3 * static_cast<size_t>(dstLength),
+        [&](uint8_t* d) { SkewRow(src.data(), length, d, dstLength, shift, weight, background); },
+        [&](uint8_t* d) { SkewRowFast(src.data(), length, d, dstLength, shift, weight, background); });
   }
   // Pass 2's two steps: rows blended with the row above, by weights that
   // now and then have no exact multiplier; columns shifted down by shifts
@@ -384,9 +388,11 @@ TEST(FastKernels, Shears) {
     for (int32_t j = 0; j < w; ++j) shifts[j] = shift -= r.Int(0, 2), weights[j] = r.Chance(2) ? 1.0 : r.Real(0, 1);
     const ColumnShear shear(shifts, weights, static_cast<uint32_t>(r.Int(0, 0xFFFFFF)));
     SourceRow above(r, w);
+    const int32_t left = r.Int(0, w - 1), right = r.Int(left + 1, w);
     ExpectSameOutput(
-        3 * static_cast<size_t>(w), [&](uint8_t* d) { BlendColumnRow(image.reader.base, above.data(), shear, d, w); },
-        [&](uint8_t* d) { BlendColumnRowFast(image.reader.base, above.data(), shear, d, w); });
+        3 * static_cast<size_t>(right - left),
+        [&](uint8_t* d) { BlendColumnRow(image.reader.base, above.data(), shear, left, right, d); },
+        [&](uint8_t* d) { BlendColumnRowFast(image.reader.base, above.data(), shear, left, right, d); });
     const int32_t first = r.Chance(50) ? 0 : r.Int(0, w - 1);
     RandomImage blended(r, w - first, h + 1, 3 * (w - first) + kShiftSlack);
     blended.reader.height = h;  // the spare row is the slack
