@@ -363,7 +363,7 @@ namespace {
 
 // Pass 2 is made in bands of kBandRows rows, a strip of kBandColumns columns
 // at a time, so that the blended pixels it copies stay in the nearest cache.
-constexpr int32_t kBandRows = 64;
+constexpr int32_t kBandRows = 128;
 constexpr int32_t kBandColumns = 64;
 
 // Pass 1's blended rows kept in strips of kBandColumns columns, each strip's
