@@ -159,12 +159,25 @@ void BlendColumnRow(const uint8_t* row, const uint8_t* above, const ColumnShear&
 // (rows 3 * width bytes apart, kShiftSlack bytes more after the last); false
 // when the buffer cannot be had.
 bool BlendColumns(const PictureReader& src, const ColumnShear& shear, MemoryReader& blended);
+// Blended rows 0 .. height - 1 of the columns from `first` on, in blocks of
+// `blockRows` rows `blockBytes` apart, rows `rowBytes` apart within a block;
+// column c of a row at Row(i) + 3 * (c - first).
+struct BlendedRows {
+  const uint8_t* base;
+  int32_t rowBytes;
+  int32_t blockRows;
+  ptrdiff_t blockBytes;
+  int32_t height;
+  int32_t first;
+  const uint8_t* Row(int32_t i) const {
+    return base + static_cast<ptrdiff_t>(i / blockRows) * blockBytes + static_cast<ptrdiff_t>(i % blockRows) * rowBytes;
+  }
+};
 // The second step: rows top .. top + rows - 1 (any rows), columns from ..
-// to - 1, into `out` (rows `outRowBytes` apart, column c at out + 3 * c),
-// from blended rows that hold the columns from `first` on (`blended`, H + 1
-// rows; its column 0 is column `first`).
-void ShiftColumns(const PictureReader& blended, int32_t first, int32_t top, int32_t rows, const ColumnShear& shear,
-                  uint8_t* out, ptrdiff_t outRowBytes, int32_t from, int32_t to);
+// to - 1 (from `first` on), into `out` (rows `outRowBytes` apart, column c at
+// out + 3 * c).
+void ShiftColumns(const BlendedRows& blended, int32_t top, int32_t rows, const ColumnShear& shear, uint8_t* out,
+                  ptrdiff_t outRowBytes, int32_t from, int32_t to);
 
 // The line kernel behind both shears. `src` steps `srcStep` bytes per pixel
 // over `length` reader pixels; `dst` steps `dstStep` words over `dstLength`
@@ -196,8 +209,8 @@ void SkewRowFast(const uint8_t* src, int32_t length, uint8_t* dst, int32_t dstLe
 // writing over what the one before wrote past its end).
 void BlendColumnRowFast(const uint8_t* row, const uint8_t* above, const ColumnShear& shear, int32_t from, int32_t to,
                         uint8_t* out);
-void ShiftColumnsFast(const PictureReader& blended, int32_t first, int32_t top, int32_t rows, const ColumnShear& shear,
-                      uint8_t* out, ptrdiff_t outRowBytes, int32_t from, int32_t to);
+void ShiftColumnsFast(const BlendedRows& blended, int32_t top, int32_t rows, const ColumnShear& shear, uint8_t* out,
+                      ptrdiff_t outRowBytes, int32_t from, int32_t to);
 
 // ---- Scaling -----------------------------------------------------------------
 //

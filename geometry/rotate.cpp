@@ -208,13 +208,13 @@ bool BlendColumns(const PictureReader& src, const ColumnShear& shear, MemoryRead
   return true;
 }
 
-void ShiftColumns(const PictureReader& blended, int32_t first, int32_t top, int32_t rows, const ColumnShear& shear,
-                  uint8_t* out, ptrdiff_t outRowBytes, int32_t from, int32_t to) {
+void ShiftColumns(const BlendedRows& blended, int32_t top, int32_t rows, const ColumnShear& shear, uint8_t* out,
+                  ptrdiff_t outRowBytes, int32_t from, int32_t to) {
   for (int32_t y = 0; y < rows; ++y, out += outRowBytes) {
     for (int32_t c = from; c < to; ++c) {
       const int64_t i = int64_t{top} + y - shear.shifts[c];
       const uint8_t* p = i >= 0 && i < blended.height
-                             ? ReaderRow(blended, static_cast<int32_t>(i)) + 3 * static_cast<ptrdiff_t>(c - first)
+                             ? blended.Row(static_cast<int32_t>(i)) + 3 * static_cast<ptrdiff_t>(c - blended.first)
                              : shear.background.data() + 3 * static_cast<ptrdiff_t>(c);
       for (int k = 0; k < 3; ++k) out[3 * c + k] = p[k];
     }
@@ -256,10 +256,11 @@ bool ShearColumns(PictureWriter& writer, const PictureReader& source, const Pict
   MemoryReader blended;
   if (!NewPassWriter(writer, 2, source, current, theta, s, t) || !BlendColumns(current, shear, blended)) return false;
   std::vector<uint8_t> row(3 * static_cast<size_t>(current.width) + kShiftSlack);
+  const BlendedRows rows{blended.rows, blended.reader.rowBytes, blended.reader.height, 0, blended.reader.height, 0};
   const auto shift = ChooseKernel(ShiftColumns, ShiftColumnsFast);
   const auto words = ChooseKernel(Rgb24ToXrgbRow, Rgb24ToXrgbRowFast);
   for (int32_t y = 0; y < writer.height; ++y) {
-    shift(blended.reader, 0, y, 1, shear, row.data(), 0, 0, current.width);
+    shift(rows, y, 1, shear, row.data(), 0, 0, current.width);
     words(row.data(), WriterRow(writer, y), writer.width);
   }
   return true;
@@ -366,51 +367,66 @@ namespace {
 constexpr int32_t kBandRows = 128;
 constexpr int32_t kBandColumns = 64;
 
-// Pass 1's blended rows kept in strips of kBandColumns columns, each strip's
-// rows one after the other (3 * kBandColumns bytes apart, the last strip's
-// padded), so that the columns of one band of pass 2 read memory in order.
+// Pass 1's blended rows kept in strips of kBandColumns columns and blocks of
+// kBandRows rows: a block holds its rows of every strip, strip after strip,
+// each strip's rows 3 * kBandColumns bytes apart (the last strip padded).
+// So one band of pass 2 copies a few pieces of memory in order, and the
+// blocks are done with, block after block, as the bands go down.
 struct BlendedStrips {
-  uint8_t* bytes = nullptr;
+  static constexpr int32_t kStripBytes = 3 * kBandColumns;
+  uint8_t* base = nullptr;
   int32_t width = 0;
   int32_t rows = 0;  // H + 1
+  ptrdiff_t blockBytes = 0;
 
-  BlendedStrips() = default;
-  BlendedStrips(const BlendedStrips&) = delete;
-  BlendedStrips& operator=(const BlendedStrips&) = delete;
-  ~BlendedStrips() { std::free(bytes); }
-
-  static constexpr int32_t kStripBytes = 3 * kBandColumns;
-  bool Make(int32_t columns, int32_t height) {
-    const int64_t strips = (int64_t{columns} + kBandColumns - 1) / kBandColumns;
-    const uint64_t size = static_cast<uint64_t>(strips) * (static_cast<uint64_t>(height) + 1) * kStripBytes + kShiftSlack;
-    if (size > INT32_MAX) return false;
-    bytes = static_cast<uint8_t*>(CallocPixels(static_cast<size_t>(size)));
-    width = columns;
-    rows = height + 1;
-    return bytes != nullptr;
+  BlendedStrips(int32_t columns, int32_t height)
+      : width(columns),
+        rows(height + 1),
+        blockBytes(ptrdiff_t{(columns + kBandColumns - 1) / kBandColumns} * kBandRows * kStripBytes) {}
+  uint64_t Bytes() const {
+    return static_cast<uint64_t>((rows + kBandRows - 1) / kBandRows) * static_cast<uint64_t>(blockBytes) + kShiftSlack;
   }
-  // The strip from column `first` (a multiple of kBandColumns) as a reader.
-  void Strip(int32_t first, PictureReader& strip) const {
-    strip.base = bytes + static_cast<ptrdiff_t>(first / kBandColumns) * rows * kStripBytes;
-    strip.rowBytes = kStripBytes;
-    strip.width = std::min(kBandColumns, width - first);
-    strip.height = rows;
-  }
-  // Row i of the strip from column `first`.
+  // Row i of the strip from column `first` (a multiple of kBandColumns).
   uint8_t* Row(int32_t first, int32_t i) const {
-    return bytes + (static_cast<ptrdiff_t>(first / kBandColumns) * rows + i) * kStripBytes;
+    return base + static_cast<ptrdiff_t>(i / kBandRows) * blockBytes +
+           (static_cast<ptrdiff_t>(first / kBandColumns) * kBandRows + i % kBandRows) * kStripBytes;
+  }
+  // The strip as blended rows.
+  BlendedRows Strip(int32_t first) const {
+    return {Row(first, 0),
+            kStripBytes,
+            kBandRows,
+            blockBytes,
+            rows,
+            first};
   }
 };
+
+// Where the blended rows go in the result's buffer: as far in as needed so
+// that no band of the result is written over blocks that a later band still
+// copies (a band copies rows from its first row less the largest shift on).
+// The offset in bytes; the buffer's size is the larger of the result's and
+// this offset plus the blended rows'.
+uint64_t BlendedOffset(const BlendedStrips& strips, const ColumnShear& shear, int32_t resultHeight,
+                       int32_t resultRowBytes) {
+  uint64_t offset = 0;
+  for (int64_t end = kBandRows; end < resultHeight; end += kBandRows) {
+    const int64_t live = std::clamp<int64_t>(end - shear.shifts[0], 0, strips.rows);
+    const int64_t written = end * resultRowBytes, kept = live / kBandRows * strips.blockBytes;
+    offset = std::max<uint64_t>(offset, static_cast<uint64_t>(std::max<int64_t>(0, written - kept)));
+  }
+  return (offset + 63) & ~uint64_t{63};
+}
 
 // Pass 1 a row at a time, each row at once blended with the one before it
 // into the strips.
 bool BlendedPassOne(const PictureReader& source, const ColumnShear& shear, double t, uint32_t background,
-                    BlendedStrips& strips) {
-  const int32_t width = static_cast<int32_t>(shear.shifts.size());
+                    const BlendedStrips& strips) {
+  const int32_t width = strips.width;
   const size_t rowBytes = 3 * static_cast<size_t>(width);
   const std::unique_ptr<uint8_t, decltype(&std::free)> rows(static_cast<uint8_t*>(CallocPixels(2 * rowBytes)),
                                                             &std::free);
-  if (!rows || !strips.Make(width, source.height)) return false;
+  if (!rows) return false;
   uint8_t *row = rows.get(), *above = row + rowBytes;
   const auto skew = ChooseKernel(SkewRow, SkewRowFast);
   const auto blend = ChooseKernel(BlendColumnRow, BlendColumnRowFast);
@@ -444,11 +460,9 @@ bool ShiftColumnsThenShearRows(const BlendedStrips& strips, const ColumnShear& s
   double offset = -t * s * (sourceWidth - 1);
   for (int32_t top = 0; top < result.height; top += kBandRows) {
     band.height = std::min(kBandRows, result.height - top);
-    for (int32_t first = 0; first < strips.width; first += kBandColumns) {
-      PictureReader strip;
-      strips.Strip(first, strip);
-      shift(strip, first, top, band.height, shear, rows.get(), band.rowBytes, first, first + strip.width);
-    }
+    for (int32_t first = 0; first < strips.width; first += kBandColumns)
+      shift(strips.Strip(first), top, band.height, shear, rows.get(), band.rowBytes, first,
+            std::min(first + kBandColumns, strips.width));
     for (int32_t y = 0; y < band.height; ++y, offset += t) {
       int32_t shift;
       double weight;
@@ -466,16 +480,21 @@ bool ShearInMemory(const PictureReader& source, double angle, uint32_t backgroun
   ShearFactors(angle, &theta, &s, &t);
   ShearSizes sizes;
   if (!ComputeShearSizes(source.width, source.height, theta, s, t, &sizes) ||
-      !FitsHostPicture(sizes.width1, source.height))
+      !FitsHostPicture(sizes.width1, source.height) || !FitsHostPicture(sizes.width3, sizes.height2))
     return false;
-  // Pass 2 never exists whole: pass 1 is kept blended (see ColumnShear), and
-  // each band of pass 2's rows is copied from it and at once sheared by
-  // pass 3 into the result.
+  // Pass 2 never exists whole: pass 1 is kept blended (see ColumnShear), in
+  // the result's own buffer, and each band of pass 2's rows is copied from
+  // it and at once sheared by pass 3 into the result.
   const ColumnShear shear = PassTwoShear(source.width, sizes.width1, s, background);
-  BlendedStrips strips;
-  return BlendedPassOne(source, shear, t, background, strips) &&
-         NewPictureWriter(result, sizes.width3, sizes.height2) &&
-         ShiftColumnsThenShearRows(strips, shear, source.width, s, t, result);
+  BlendedStrips strips(sizes.width1, source.height);
+  const uint64_t offset = BlendedOffset(strips, shear, sizes.height2, 4 * sizes.width3);
+  if (!NewPictureWriter(result, sizes.width3, sizes.height2, offset + strips.Bytes())) return false;
+  strips.base = result.buffer + offset;
+  if (BlendedPassOne(source, shear, t, background, strips) &&
+      ShiftColumnsThenShearRows(strips, shear, source.width, s, t, result))
+    return true;
+  result.Release();
+  return false;
 }
 
 REALpictureStruct* Rotate45InMemory(const PictureReader& source, double angle, uint32_t background) {
@@ -738,12 +757,11 @@ void BlendColumnRowFast(const uint8_t* row, const uint8_t* above, const ColumnSh
     BlendColumnRow(row, above, shear, *c, *c + 1, out + 3 * static_cast<ptrdiff_t>(*c - from));
 }
 
-void ShiftColumnsFast(const PictureReader& blended, int32_t first, int32_t top, int32_t rows, const ColumnShear& shear,
-                      uint8_t* out, ptrdiff_t outRowBytes, int32_t from, int32_t to) {
+void ShiftColumnsFast(const BlendedRows& blended, int32_t top, int32_t rows, const ColumnShear& shear, uint8_t* out,
+                      ptrdiff_t outRowBytes, int32_t from, int32_t to) {
   // Each piece of a run of one shift, at most kPieceColumns columns, is one
-  // 16-byte move per row, down consecutive rows of the blended picture (or
-  // of the background row above and below them).
-  const ptrdiff_t rowBytes = blended.rowBytes;
+  // 16-byte move per row, down consecutive blended rows (block by block), or
+  // the background row above and below them.
   const int32_t* piece = std::upper_bound(shear.pieces.data(), shear.pieces.data() + shear.pieces.size(), from) - 1;
   for (int32_t a = from; a < to; a = *++piece) {
     const int64_t shift = shear.shifts[a];
@@ -754,9 +772,10 @@ void ShiftColumnsFast(const PictureReader& blended, int32_t first, int32_t top, 
     uint8_t* o = out + 3 * static_cast<ptrdiff_t>(a);
     int64_t y = 0;
     for (; y < lo; ++y, o += outRowBytes) std::memcpy(o, background, 16);
-    if (y < hi) {
-      const uint8_t* p = ReaderRow(blended, static_cast<int32_t>(top + y - shift)) + 3 * static_cast<ptrdiff_t>(a - first);
-      for (; y < hi; ++y, o += outRowBytes, p += rowBytes) std::memcpy(o, p, 16);
+    for (auto i = static_cast<int32_t>(top + y - shift); y < hi;) {
+      const int64_t blockEnd = std::min<int64_t>(hi, y + blended.blockRows - i % blended.blockRows);
+      const uint8_t* p = blended.Row(i) + 3 * static_cast<ptrdiff_t>(a - blended.first);
+      for (; y < blockEnd; ++y, ++i, o += outRowBytes, p += blended.rowBytes) std::memcpy(o, p, 16);
     }
     for (; y < rows; ++y, o += outRowBytes) std::memcpy(o, background, 16);
   }

@@ -5,6 +5,7 @@
 
 #include <sys/mman.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 
@@ -120,12 +121,12 @@ void ClosePictureEditor(PictureEditor& editor) {
   }
 }
 
-bool NewPictureWriter(PictureWriter& writer, int32_t width, int32_t height) {
+bool NewPictureWriter(PictureWriter& writer, int32_t width, int32_t height, uint64_t bytes) {
   writer.Release();
   if (!FitsHostPicture(width, height)) return false;
   // (height + 1) rows of 4 * width bytes must be a 32-bit byte count.
   const uint64_t rowBytes = 4 * static_cast<uint64_t>(width);
-  const uint64_t size = rowBytes * (static_cast<uint64_t>(height) + 1);
+  const uint64_t size = std::max(rowBytes * (static_cast<uint64_t>(height) + 1), bytes);
   if (size > INT32_MAX) return false;
   auto* buffer = static_cast<uint8_t*>(CallocPixels(static_cast<size_t>(size)));
   if (!buffer) return false;

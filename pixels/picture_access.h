@@ -85,7 +85,10 @@ inline bool FitsHostPicture(int64_t width, int64_t height) {
 // released with std::free; large ones are backed by large pages.
 void* CallocPixels(size_t bytes);
 
-bool NewPictureWriter(PictureWriter& writer, int32_t width, int32_t height);
+// A writer of width x height; `bytes`, when larger than the writer's rows
+// and spare row, asks for a buffer of that many bytes (room a handler uses
+// for its own work before the rows are written).
+bool NewPictureWriter(PictureWriter& writer, int32_t width, int32_t height, uint64_t bytes = 0);
 // Hands the writer's pixels to the host as a new picture and empties the
 // writer; nil when the host makes none.
 REALpictureStruct* RenderPictureWriter(PictureWriter& writer);

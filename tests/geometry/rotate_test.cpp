@@ -85,7 +85,7 @@ TEST(GeometryRotateShear, ColumnRowsMatchSingleColumns) {
   ASSERT_TRUE(BlendColumns(src.reader, shear, blended));
   std::vector<uint32_t> made;
   std::vector<uint8_t> rows(3 * w * height);
-  ShiftColumns(blended.reader, 0, 0, height, shear, rows.data(), 3 * w, 0, w);
+  ShiftColumns({blended.rows, 3 * w, h + 1, 0, h + 1, 0}, 0, height, shear, rows.data(), 3 * w, 0, w);
   for (size_t k = 0; k < rows.size(); k += 3) made.push_back(ReaderPixel(&rows[k]));
   EXPECT_EQ(made, single.Pixels());
 }

@@ -393,19 +393,24 @@ TEST(FastKernels, Shears) {
         3 * static_cast<size_t>(right - left),
         [&](uint8_t* d) { BlendColumnRow(image.reader.base, above.data(), shear, left, right, d); },
         [&](uint8_t* d) { BlendColumnRowFast(image.reader.base, above.data(), shear, left, right, d); });
-    const int32_t first = r.Chance(50) ? 0 : r.Int(0, w - 1);
-    RandomImage blended(r, w - first, h + 1, 3 * (w - first) + kShiftSlack);
-    blended.reader.height = h;  // the spare row is the slack
+    // Blended rows of the columns from `first` on, in blocks with gaps
+    // between them.
+    const int32_t first = r.Chance(50) ? 0 : r.Int(0, w - 1), blockRows = r.Int(1, h);
+    const int32_t rowBytes = 3 * (w - first) + 4 * r.Int(0, 1), blocks = (h + blockRows - 1) / blockRows;
+    const ptrdiff_t blockBytes = ptrdiff_t{blockRows} * rowBytes + r.Int(0, 50);
+    GuardedBuffer rows(blocks * blockBytes + kShiftSlack);
+    r.Fill(rows.data(), rows.size());
+    const BlendedRows blended{rows.data(), rowBytes, blockRows, blockBytes, h, first};
     for (int k = 0; k < 20; ++k) {
-      const int32_t top = r.Int(shifts.back() - 8, shifts[0] + h + 2), rows = r.Int(1, 8);
+      const int32_t top = r.Int(shifts.back() - 8, shifts[0] + h + 2), count = r.Int(1, 8);
       const int32_t from = r.Int(first, w - 1), to = r.Int(from + 1, w);
       SCOPED_TRACE(top);
-      const ptrdiff_t rowBytes = 3 * w + kShiftSlack;
-      std::vector<uint8_t> a(rowBytes * rows, 0xA5), b = a;
-      ShiftColumns(blended.reader, first, top, rows, shear, a.data(), rowBytes, from, to);
-      ShiftColumnsFast(blended.reader, first, top, rows, shear, b.data(), rowBytes, from, to);
-      for (int32_t y = 0; y < rows; ++y)
-        ASSERT_TRUE(std::equal(&a[y * rowBytes], &a[y * rowBytes + 3 * to], &b[y * rowBytes])) << y;
+      const ptrdiff_t outRowBytes = 3 * w + kShiftSlack;
+      std::vector<uint8_t> a(outRowBytes * count, 0xA5), b = a;
+      ShiftColumns(blended, top, count, shear, a.data(), outRowBytes, from, to);
+      ShiftColumnsFast(blended, top, count, shear, b.data(), outRowBytes, from, to);
+      for (int32_t y = 0; y < count; ++y)
+        ASSERT_TRUE(std::equal(&a[y * outRowBytes], &a[y * outRowBytes + 3 * to], &b[y * outRowBytes])) << y;
     }
   }
 }
