@@ -44,9 +44,9 @@ void Rotate270(const PictureReader& src, PictureWriter& dst);   // (H - 1 - y, x
 // ---- Rotation by any angle ---------------------------------------------------
 //
 // Whole quarter turns are exact; the residual angle (strictly between 0 and
-// 90 degrees) is done by three shears, each pass producing a picture that the
-// next pass reads: a host picture, or the pass's writer kept in memory where
-// that gives the same bits.
+// 90 degrees) is done by three shears, each pass reading what the one before
+// made: host pictures, or, where they would give back the same bits, the
+// passes' rows kept in memory (Rotate45InMemory).
 
 // Reduces an angle in degrees into 0 <= a < 360 by an exact remainder.
 // False for a not-a-number or infinite angle.

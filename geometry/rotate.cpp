@@ -392,14 +392,7 @@ struct BlendedStrips {
            (static_cast<ptrdiff_t>(first / kBandColumns) * kBandRows + i % kBandRows) * kStripBytes;
   }
   // The strip as blended rows.
-  BlendedRows Strip(int32_t first) const {
-    return {Row(first, 0),
-            kStripBytes,
-            kBandRows,
-            blockBytes,
-            rows,
-            first};
-  }
+  BlendedRows Strip(int32_t first) const { return {Row(first, 0), kStripBytes, kBandRows, blockBytes, rows, first}; }
 };
 
 // Where the blended rows go in the result's buffer: as far in as needed so
