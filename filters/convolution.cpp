@@ -397,31 +397,6 @@ PICTURE_AVX2 void HorizontalRealAvx2(const uint8_t* src, uint8_t* dst, int32_t t
   }
 }
 
-// Vertical pass over `n` channel values, taps `stride` bytes apart.
-template <int32_t Taps>
-PICTURE_AVX2 void VerticalRealAvx2(const uint8_t* first, ptrdiff_t stride, int32_t n, const double* weights,
-                                   uint8_t* out) {
-  __m256d w[Taps];
-  for (int32_t t = 0; t < Taps; ++t) w[t] = _mm256_set1_pd(weights[t]);
-  int32_t j = 0;
-  for (; j + kAvx2Step <= n; j += kAvx2Step) {
-    __m256d s[kStepVectors];
-    for (int32_t k = 0; k < kStepVectors; ++k) s[k] = _mm256_mul_pd(w[0], FourDoubles(first + j + 4 * k));
-    for (int32_t t = 1; t < Taps; ++t) {
-      for (int32_t k = 0; k < kStepVectors; ++k) {
-        s[k] = _mm256_add_pd(s[k], _mm256_mul_pd(w[t], FourDoubles(first + t * stride + j + 4 * k)));
-      }
-    }
-    for (int32_t q = 0; q < kStepVectors; q += 4) StoreSixteen(s + q, out + j + 4 * q, 16);
-  }
-  // The last values of the row one at a time, as the plain kernel does.
-  for (; j < n; ++j) {
-    double sum = 0.0;
-    for (int32_t t = 0; t < Taps; ++t) sum += weights[t] * first[t * stride + j];
-    out[j] = static_cast<uint8_t>(ClampByte(sum));
-  }
-}
-
 // Doubles per row of the vertical pass's ring: the row's channel values and
 // room for the last step's reads beyond them.
 constexpr size_t RingRowLength(int32_t width) {
@@ -472,19 +447,13 @@ PICTURE_AVX2 void VerticalRingAvx2(const uint8_t* top, int32_t stride, uint32_t*
 }
 
 using HorizontalReal = void (*)(const uint8_t*, uint8_t*, int32_t, const double*);
-using VerticalReal = void (*)(const uint8_t*, ptrdiff_t, int32_t, const double*, uint8_t*);
 
 template <int32_t... I>
 constexpr auto HorizontalTable(std::integer_sequence<int32_t, I...>) {
   return std::array<HorizontalReal, sizeof...(I)>{HorizontalRealAvx2<I + 2>...};
 }
-template <int32_t... I>
-constexpr auto VerticalTable(std::integer_sequence<int32_t, I...>) {
-  return std::array<VerticalReal, sizeof...(I)>{VerticalRealAvx2<I + 2>...};
-}
 // Entry count - 2 for 2..20 taps.
 constexpr auto kHorizontalReal = HorizontalTable(std::make_integer_sequence<int32_t, kMaxConvolutionTaps - 1>());
-constexpr auto kVerticalReal = VerticalTable(std::make_integer_sequence<int32_t, kMaxConvolutionTaps - 1>());
 
 using VerticalRing = void (*)(const uint8_t*, int32_t, uint32_t*, int32_t, int32_t, int32_t, const SeparableKernel&,
                               double*);
@@ -531,15 +500,7 @@ void ConvolveRowVerticalFast(const uint8_t* top, int32_t stride, uint32_t* dst, 
   uint8_t values[kConvolutionBlock];
   for (int32_t j0 = 0; j0 < total; j0 += kConvolutionBlock) {
     const int32_t n = std::min(kConvolutionBlock, total - j0);
-#if PICTURE_CONVOLUTION_AVX2
-    if (RealOnAvx2(dyadic)) {
-      kVerticalReal[kernel.count - 2](top + j0, stride, n, kernel.weights, values);
-    } else {
-      FilterBlock(top + j0, stride, n, kernel, dyadic, values);
-    }
-#else
     FilterBlock(top + j0, stride, n, kernel, dyadic, values);
-#endif
     for (int32_t c = 0; c < 3; ++c) {
       if (kernel.channels & (1u << c)) continue;
       for (int32_t j = c; j < n; j += 3) values[j] = top[static_cast<ptrdiff_t>(h) * stride + j0 + j];
@@ -560,8 +521,7 @@ size_t ConvolutionScratchBytes(int32_t width, int32_t count) {
 void ConvolveRowsVerticalFast(const uint8_t* top, int32_t stride, uint32_t* dst, int32_t dstWords, int32_t width,
                               int32_t rows, const SeparableKernel& kernel, void* scratch) {
 #if PICTURE_CONVOLUTION_AVX2
-  // A single row has nothing to share: the row kernel converts at each tap.
-  if (rows > 1 && RealOnAvx2(FindDyadicWeights(kernel))) {
+  if (RealOnAvx2(FindDyadicWeights(kernel))) {
     kVerticalRing[kernel.count - 2](top, stride, dst, dstWords, width, rows, kernel, static_cast<double*>(scratch));
     return;
   }

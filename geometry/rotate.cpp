@@ -586,21 +586,21 @@ void XrgbToRgb24Row(const uint32_t* src, uint8_t* dst, int32_t width) {
 namespace {
 
 // trunc(v * weight) for every channel value v, as the plain kernels form it.
-template <typename Part>
-void PassedParts(double weight, Part part[256]) {
-  for (int32_t v = 0; v < 256; ++v) part[v] = static_cast<Part>(static_cast<int32_t>(v * weight));
+void PassedParts(double weight, int32_t part[256]) {
+  for (int32_t v = 0; v < 256; ++v) part[v] = static_cast<int32_t>(v * weight);
 }
 
-// A multiplier m with (v * m) >> 16 == trunc(v * weight) for every channel
-// value v, found by trying the two nearest to weight * 2^16 on all 256
-// values; false when neither is exact (the table is used then).
-bool ExactMultiplier(double weight, uint16_t* multiplier) {
+// A multiplier m with (v * m) >> 16 == part[v] = trunc(v * weight) for every
+// channel value v (PassedParts), found by trying the two nearest to
+// weight * 2^16 on all 256 values; false when neither is exact (the table is
+// used then).
+bool ExactMultiplier(double weight, const int32_t part[256], uint16_t* multiplier) {
   const double scaled = weight * 65536.0;  // exact: a power of two
   for (const double candidate : {std::ceil(scaled), std::floor(scaled)}) {
     if (!(candidate >= 0.0 && candidate <= 65535.0)) continue;
     const auto m = static_cast<uint32_t>(candidate);
     int32_t v = 0;
-    while (v < 256 && static_cast<int32_t>((v * m) >> 16) == static_cast<int32_t>(v * weight)) ++v;
+    while (v < 256 && static_cast<int32_t>((v * m) >> 16) == part[v]) ++v;
     if (v == 256) {
       *multiplier = static_cast<uint16_t>(m);
       return true;
@@ -674,7 +674,7 @@ void SkewLineFastTo(const uint8_t* src, ptrdiff_t srcStep, int32_t length, const
   const int64_t stop = std::min<int64_t>(length, int64_t{dstLength} - reached);
   int32_t prevR = bwR, prevG = bwG, prevB = bwB;
   uint16_t m;
-  if (srcStep == 3 && dst.Row() && begin < stop && ExactMultiplier(weight, &m)) {
+  if (srcStep == 3 && dst.Row() && begin < stop && ExactMultiplier(weight, part, &m)) {
     // Along a row with an exact multiplier: the pixels after the first are
     // blended as bytes a chunk at a time and put in place.
     int64_t i = begin;
@@ -727,8 +727,10 @@ ColumnShear::ColumnShear(std::vector<int32_t> columnShifts, std::vector<double> 
     : shifts(std::move(columnShifts)), weights(std::move(columnWeights)), multipliers(3 * shifts.size()) {
   const int32_t width = static_cast<int32_t>(shifts.size());
   for (int32_t c = 0; c < width; ++c) {
+    int32_t part[256];
+    PassedParts(weights[c], part);
     uint16_t m = 0;
-    if (!ExactMultiplier(weights[c], &m)) inexact.push_back(c);
+    if (!ExactMultiplier(weights[c], part, &m)) inexact.push_back(c);
     multipliers[3 * c] = multipliers[3 * c + 1] = multipliers[3 * c + 2] = m;
     if (c == 0 || shifts[c] != shifts[c - 1] || c - pieces.back() == kPieceColumns) pieces.push_back(c);
   }
